@@ -1,0 +1,45 @@
+// Reads of settings and attributes into the system's own types.
+#pragma once
+
+#include <cstdint>
+
+#include "common/status.h"
+#include "common/text.h"
+#include "platform/attributes.h"
+#include "platform/settings.h"
+
+// Reads a text setting; limit is the size in bytes that the platform is told, by
+// default the whole buffer. A failed read leaves the text empty.
+template <size_t N>
+bool readSetting(const char* key, Text<N>& text, uint32_t limit = N) {
+    text.clear();
+    const bool done = bit0(static_cast<unsigned>(vesk_config_get_str_n(key, text.data(), limit)));
+    if (!done)
+        text.clear();
+    text.terminate();
+    return done;
+}
+
+// Reads a boolean setting; a failed read leaves it false.
+inline bool readSetting(const char* key, bool& value) {
+    uint8_t byte = 0;
+    const bool done = bit0(static_cast<unsigned>(vesk_config_get_bool(key, &byte)));
+    value = done && bit0(byte);
+    return done;
+}
+
+inline bool readSetting(const char* key, int32_t& value) {
+    return bit0(static_cast<unsigned>(vesk_config_get_int(key, &value)));
+}
+
+// Reads a text attribute. A failed read leaves the text empty.
+template <size_t N>
+bool readAttribute(const char* key, Text<N>& text) {
+    text.clear();
+    uint32_t size = N;
+    const bool done = CfgGetAttribute(key, text.data(), &size) == 0;
+    if (!done)
+        text.clear();
+    text.terminate();
+    return done;
+}
