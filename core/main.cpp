@@ -1,0 +1,20 @@
+#include "core/config_subscription.h"
+#include "core/process.h"
+#include "platform/logging.h"
+
+int main(int argc, char** argv) {
+    if (!parseOptions(argc, argv))
+        return 1;
+    installSignalHandler();
+    const int32_t status = create_PM_LQORN_thread();
+    if (status != 0) {
+        // A service that serves nothing must not look alive.
+        mirlog_printf(PM_LEVEL_FATAL, PM_MODULE_SERVICE,
+                      "main: the service thread could not be started, status = %d. Exiting!!",
+                      status);
+        return 1;
+    }
+    initPersistentParameters();
+    subscribeConfigNotificationsRetry();
+    sleepForever();
+}
