@@ -1,0 +1,25 @@
+// The test of the configured server address that handlers begin with.
+#pragma once
+
+#include "common/text.h"
+#include "platform/logging.h"
+#include "platform/read.h"
+
+// Reads the address (255 bytes) and gives false, with a line under the handler's
+// name, if that fails or the address is the "0.0.0.0" of an unset one. An empty
+// address passes.
+template <size_t N>
+bool readUsableServerAddress(const char* handler, Text<N>& szServerAddress) {
+    if (!readSetting("pm_str_email_server_address", szServerAddress, 255)) {
+        PM_LOG_AS(handler, "[%d]: %s() - Failed to get email server address, returning "
+                           "VESK_ERROR_GENERAL\n");
+        return false;
+    }
+    if (szServerAddress.equals("0.0.0.0")) {
+        PM_LOG_AS(handler, "[%d]: %s() - Email server address is currently not set to a useable "
+                           "address (i.e., it is currently set to \"0.0.0.0\"), returning "
+                           "VESK_ERROR_GENERAL\n");
+        return false;
+    }
+    return true;
+}
