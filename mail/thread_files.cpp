@@ -1,0 +1,75 @@
+#include "mail/thread_files.h"
+
+#include <condition_variable>
+#include <cstdlib>
+#include <glob.h>
+#include <mutex>
+#include <unistd.h>
+
+#include "mail/senders.h"
+
+namespace {
+
+constexpr int SPARE_TEXTS = 10000; // "00000" to "09999"
+
+std::mutex heldLock;
+std::condition_variable released;
+ThreadText* held = nullptr;
+int nextSpare = 0;
+
+bool isHeld(const Text<6>& text) {
+    for (const ThreadText* other = held; other != nullptr; other = other->next()) {
+        if (text.equals(other->c_str()))
+            return true;
+    }
+    return false;
+}
+
+bool takeSpare(Text<6>& text) {
+    for (int tries = 0; tries < SPARE_TEXTS; ++tries) {
+        text.format("%05d", nextSpare);
+        nextSpare = (nextSpare + 1) % SPARE_TEXTS;
+        if (!isHeld(text))
+            return true;
+    }
+    return false;
+}
+
+void removeMatches(const char* path) {
+    // One to five digits behind the path, and nothing else.
+    Text<255> pattern(path);
+    for (int digits = 1; digits <= 5; ++digits) {
+        pattern.append("[0-9]");
+        glob_t found = {};
+        if (glob(pattern.c_str(), GLOB_NOSORT, nullptr, &found) == 0) {
+            for (size_t i = 0; i < found.gl_pathc; ++i)
+                unlink(found.gl_pathv[i]);
+        }
+        globfree(&found);
+    }
+}
+
+} // namespace
+
+ThreadText::ThreadText(int threadId) {
+    std::unique_lock<std::mutex> lock(heldLock);
+    m_text.format("%d", threadId);
+    if (isHeld(m_text))
+        released.wait(lock, [this] { return takeSpare(m_text); });
+    m_next = held;
+    held = this;
+}
+
+ThreadText::~ThreadText() {
+    const std::lock_guard<std::mutex> lock(heldLock);
+    ThreadText** link = &held;
+    while (*link != this)
+        link = &(*link)->m_next;
+    *link = m_next;
+    released.notify_one();
+}
+
+void removeLeftThreadFiles() {
+    removeMatches(senderOfGenericEmail.messagePath);
+    removeMatches(senderOfGenericEmail.relayConfigPath);
+}

@@ -1,0 +1,27 @@
+// Names for the files of the generic mail's threads.
+#pragma once
+
+#include "common/text.h"
+
+// Holds the text behind a thread's file names for as long as it lives: the
+// thread's id, cut to 5 digits. No two threads hold the same one: where the text
+// is held already, as cut ids may be, the next free one of those that begin with
+// a zero, which no id ever has.
+class ThreadText {
+  public:
+    explicit ThreadText(int threadId);
+    ~ThreadText();
+    ThreadText(const ThreadText&) = delete;
+    ThreadText& operator=(const ThreadText&) = delete;
+
+    const char* c_str() const { return m_text.c_str(); }
+    const ThreadText* next() const { return m_next; }
+
+  private:
+    Text<6> m_text;
+    ThreadText* m_next = nullptr; // in the list of all that are held
+};
+
+// Removes what a killed pm's threads left behind: the relay configuration holds a
+// password.
+void removeLeftThreadFiles();
