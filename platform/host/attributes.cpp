@@ -1,0 +1,53 @@
+// Attributes by key: CfgGetAttribute and CfgGetAttributeInt over the store.
+#include "platform/attributes.h"
+
+#include <cstring>
+#include <exception>
+
+#include "platform/host/store.h"
+
+namespace {
+
+constexpr int FAILED = -1;
+
+// The attribute of that name; settings do not answer here.
+std::optional<Value> attributeValue(const char* key) {
+    if (key == nullptr)
+        return std::nullopt;
+    const auto found = findKey(SchemaTable::Attributes, key);
+    return found ? storedValue(*found) : std::nullopt;
+}
+
+} // namespace
+
+int CfgGetAttribute(const char* key, char* buffer, uint32_t* size) {
+    try {
+        const auto value = attributeValue(key);
+        if (!value || buffer == nullptr || size == nullptr)
+            return FAILED;
+        const std::string text = valueText(*value);
+        if (text.size() >= *size)
+            return FAILED; // half an address is none
+        std::memcpy(buffer, text.c_str(), text.size() + 1);
+        *size = static_cast<uint32_t>(text.size());
+        return 0;
+    } catch (const std::exception&) {
+        return FAILED;
+    }
+}
+
+int CfgGetAttributeInt(const char* key, int32_t* value) {
+    try {
+        const auto held = attributeValue(key);
+        if (!held || value == nullptr || held->kind == ValueKind::Bool)
+            return FAILED;
+        const auto number =
+            held->kind == ValueKind::Int ? std::optional(held->number) : wholeNumber(held->text);
+        if (!number)
+            return FAILED;
+        *value = *number;
+        return 0;
+    } catch (const std::exception&) {
+        return FAILED;
+    }
+}

@@ -1,0 +1,87 @@
+// Settings component: the vesk_config_* calls over the store.
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+
+#include "platform/host/store.h"
+#include "platform/logging.h"
+#include "platform/settings.h"
+
+namespace {
+
+constexpr int DONE = 1;
+constexpr int FAILED = 0;
+
+// Nothing of ours is thrown into a caller of the C interface.
+template <typename Call>
+int guarded(const char* key, Call call) {
+    try {
+        return key != nullptr && call() ? DONE : FAILED;
+    } catch (const std::exception& exception) {
+        mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "%s: %s", key, exception.what());
+        return FAILED;
+    }
+}
+
+int writeSetting(const char* key, const Value& value) {
+    return guarded(key, [&] {
+        std::string error = "is no known key";
+        const auto found = findKey(key);
+        if (found && setValue(*found, value, error))
+            return true;
+        mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "%s was not written: %s", key,
+                      error.c_str());
+        return false;
+    });
+}
+
+} // namespace
+
+int vesk_init_config_from_file(const char* path, uint8_t factory_defaults) {
+    bool loaded = false;
+    guarded(path, [&] { return loaded = loadSettings(path, factory_defaults == 1); });
+    // Two pms must never share their files: there is no going on without the claim.
+    if (!loaded)
+        std::exit(1);
+    return DONE;
+}
+
+int vesk_config_get_bool(const char* key, uint8_t* value) {
+    return guarded(key, [&] {
+        const auto stored = storedBool(key);
+        if (stored && value != nullptr)
+            *value = *stored ? 1 : 0;
+        return stored && value != nullptr;
+    });
+}
+
+int vesk_config_get_int(const char* key, int32_t* value) {
+    return guarded(key, [&] {
+        const auto stored = storedInt(key);
+        if (stored && value != nullptr)
+            *value = *stored;
+        return stored && value != nullptr;
+    });
+}
+
+int vesk_config_get_str_n(const char* key, char* buffer, uint32_t size) {
+    return guarded(key, [&] {
+        const auto stored = storedText(key);
+        if (!stored || buffer == nullptr || size == 0)
+            return false;
+        // With its terminator, if there is room for one.
+        std::memcpy(buffer, stored->c_str(), std::min<size_t>(stored->size() + 1, size));
+        return true;
+    });
+}
+
+int vesk_config_set_int(const char* key, int32_t value, int32_t) {
+    const auto found = key == nullptr ? std::nullopt : findKey(key);
+    const bool truth = found && schemaRow(*found).type == ValueType::Bool;
+    return writeSetting(key, {truth ? ValueKind::Bool : ValueKind::Int, value, {}});
+}
+
+int vesk_config_set_str(const char* key, const char* text, int32_t) {
+    return text == nullptr ? FAILED : writeSetting(key, {ValueKind::Text, 0, text});
+}

@@ -1,0 +1,157 @@
+// Logging component: to the journal, or a line each to standard error.
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <exception>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#define SD_JOURNAL_SUPPRESS_LOCATION
+#include <systemd/sd-journal.h>
+
+#include "platform/client/printable.h"
+#include "platform/logging.h"
+
+uint8_t g_bTrace = 0;
+
+namespace {
+
+constexpr int LEVEL_NOTICE = 4;
+constexpr size_t LINE_LIMIT = 65536;
+
+// Whether standard error is the journal's stream, as systemd names it to its
+// services; a redirected standard error is another file.
+bool journalListens() {
+    static const bool listens = [] {
+        const char* stream = std::getenv("JOURNAL_STREAM");
+        struct stat state {};
+        if (stream == nullptr || ::fstat(STDERR_FILENO, &state) != 0 ||
+            ::access("/run/systemd/journal/socket", W_OK) != 0)
+            return false; // without its socket, what is sent to the journal is lost
+        return std::to_string(state.st_dev) + ":" + std::to_string(state.st_ino) == stream;
+    }();
+    return listens;
+}
+
+// Priorities of syslog(3) by level: critical, error, warning, notice, debug, info.
+char priorityOf(int level) {
+    return level < 1 || level > 6 ? '5' : "234576"[level - 1];
+}
+
+bool isNameLetter(char letter) {
+    return std::isalnum(static_cast<unsigned char>(letter)) != 0 || letter == '_';
+}
+
+// The operation's name in front of the first "()" of a line, if it has one.
+std::string_view operationIn(std::string_view line) {
+    const size_t end = line.find("()");
+    if (end == std::string_view::npos)
+        return {};
+    size_t start = end;
+    while (start > 0 && isNameLetter(line[start - 1]))
+        --start;
+    return line.substr(start, end - start);
+}
+
+// The source line in front: "[123]: ...".
+std::string_view numberIn(std::string_view line) {
+    const size_t end = line.find(']');
+    if (!line.starts_with('[') || end == std::string_view::npos || end > 8)
+        return {};
+    return line.substr(1, end - 1);
+}
+
+bool writeJournal(int level, int module, const std::string& line) {
+    const std::string fields[] = {"MESSAGE=" + line, std::string("PRIORITY=") + priorityOf(level),
+                                  "PM_MODULE=" + std::to_string(module),
+                                  "CODE_LINE=" + std::string(numberIn(line)),
+                                  "CODE_FUNC=" + std::string(operationIn(line))};
+    iovec vectors[std::size(fields)];
+    int count = 0;
+    for (const std::string& field : fields)
+        if (!field.ends_with('=') || count == 0)
+            vectors[count++] = {const_cast<char*>(field.data()), field.size()};
+    return sd_journal_sendv(vectors, count) >= 0;
+}
+
+void writeError(int level, int module, const std::string& line) {
+    timespec now{};
+    tm parts{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    gmtime_r(&now.tv_sec, &parts);
+    char head[64];
+    const size_t length = strftime(head, sizeof head, "%Y-%m-%dT%H:%M:%S", &parts);
+    std::snprintf(head + length, sizeof head - length, ".%03ldZ %d [%d] ", now.tv_nsec / 1000000,
+                  level, module);
+    const std::string whole = head + line + '\n';
+    for (size_t done = 0; done < whole.size();) {
+        const ssize_t written = ::write(STDERR_FILENO, whole.data() + done, whole.size() - done);
+        if (written < 0 && errno != EINTR)
+            return; // nobody left to tell
+        done += written < 0 ? 0 : static_cast<size_t>(written);
+    }
+}
+
+void writeLine(int level, int module, std::string_view text) {
+    while (text.ends_with('\n'))
+        text.remove_suffix(1);
+    const std::string line = escapeControls(text);
+    if (!journalListens() || !writeJournal(level, module, line))
+        writeError(level, module, line);
+}
+
+__attribute__((format(printf, 3, 0))) void formatLine(int level, int module, const char* format,
+                                                      va_list arguments) {
+    char brief[512];
+    va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(brief, sizeof brief, format, arguments);
+    if (length >= 0 && static_cast<size_t>(length) < sizeof brief) {
+        writeLine(level, module, brief);
+    } else if (length >= 0) {
+        std::string whole(std::min(static_cast<size_t>(length), LINE_LIMIT), '\0');
+        std::vsnprintf(whole.data(), whole.size() + 1, format, again);
+        writeLine(level, module, whole);
+    }
+    va_end(again);
+}
+
+} // namespace
+
+int mirlog_printf(int level, int module, const char* format, ...) {
+    if ((level >= PM_LEVEL_TRACE && g_bTrace == 0) || format == nullptr)
+        return 0;
+    const int before = errno; // a line may stand between a failure and its report
+    va_list arguments;
+    va_start(arguments, format);
+    try {
+        formatLine(level, module, format, arguments);
+    } catch (const std::exception&) {
+        writeError(level, module, "a line was lost: no memory");
+    }
+    va_end(arguments);
+    errno = before;
+    return 0;
+}
+
+int log_rlog(int code, ...) {
+    va_list arguments;
+    va_start(arguments, code);
+    const char* destination = code == 0 ? va_arg(arguments, const char*) : nullptr;
+    va_end(arguments);
+    if (destination != nullptr)
+        return mirlog_printf(LEVEL_NOTICE, PM_MODULE_MAIL, "alert mail: relay run for %s is over",
+                             destination);
+    if (code == 1 || code == 2)
+        return mirlog_printf(LEVEL_NOTICE, PM_MODULE_MAIL, "Active Directory is %s",
+                             code == 1 ? "enabled" : "not enabled");
+    return mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_MAIL, "log_rlog(): unknown code %d", code);
+}

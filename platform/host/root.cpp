@@ -1,0 +1,127 @@
+#include "platform/host/root.h"
+
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <mutex>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/client/fd.h"
+#include "platform/logging.h"
+
+namespace {
+
+constexpr const char* RUN_FOLDER = "run/pm";
+constexpr const char* TEMPORARY_LOCK = "/tmp/pm.lock";
+
+void refuse(const std::string& path, const std::string& reason) {
+    mirlog_printf(PM_LEVEL_FATAL, PM_MODULE_SERVICE, "pm cannot run: %s: %s", path.c_str(),
+                  reason.c_str());
+}
+
+std::string holderOf(int fd) {
+    char text[16] = {};
+    const ssize_t got = ::pread(fd, text, sizeof text, 0);
+    int pid = 0;
+    if (got > 0)
+        std::from_chars(text, text + got, pid);
+    return pid > 0 ? "held by another pm, process " + std::to_string(pid) : "held by another pm";
+}
+
+// Opens a lock file as our own: /tmp is open to everybody, who may have put a
+// link, a file of theirs or a second name of one of ours in its place.
+Fd openLock(const std::string& path) {
+    Fd fd(::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0600));
+    struct stat state {};
+    if (!fd.valid() || ::fstat(fd.get(), &state) != 0) {
+        refuse(path, errno == ELOOP ? "is a symbolic link; remove it" : std::strerror(errno));
+        return {};
+    }
+    if (!S_ISREG(state.st_mode) || state.st_nlink != 1 || state.st_uid != ::geteuid()) {
+        refuse(path, "is not a file of this user alone; remove it");
+        return {};
+    }
+    return fd;
+}
+
+// Takes the lock and leaves our process number in it. The lock goes with the
+// process, however that ends; the file stays.
+Fd takeLock(const std::string& path) {
+    Fd fd = openLock(path);
+    if (!fd.valid())
+        return fd;
+    if (::flock(fd.get(), LOCK_EX | LOCK_NB) != 0) {
+        refuse(path, errno == EWOULDBLOCK ? holderOf(fd.get()) : std::strerror(errno));
+        return {};
+    }
+    const std::string pid = std::to_string(::getpid()) + "\n";
+    // Informative only: a full disk is no reason not to run.
+    if (::ftruncate(fd.get(), 0) == 0 && ::pwrite(fd.get(), pid.data(), pid.size(), 0) < 0)
+        errno = 0;
+    return fd;
+}
+
+bool takeBoth() {
+    if (!makeHostFolder(RUN_FOLDER)) {
+        refuse(hostPath(RUN_FOLDER), std::strerror(errno));
+        return false;
+    }
+    Fd root = takeLock(hostPath(RUN_FOLDER) + "/lock");
+    Fd temporary = root.valid() ? takeLock(TEMPORARY_LOCK) : Fd();
+    if (!temporary.valid())
+        return false;
+    // Held as long as the process lives.
+    root.release();
+    temporary.release();
+    return true;
+}
+
+} // namespace
+
+std::string hostPath(std::string_view relative) {
+    const char* root = std::getenv("PM_HOST_ROOT");
+    std::string path = root == nullptr ? "" : root;
+    while (path.ends_with('/'))
+        path.pop_back();
+    if (!relative.starts_with('/'))
+        path += '/';
+    return path.append(relative);
+}
+
+bool makeHostFolder(std::string_view relative) {
+    const std::string whole = hostPath(relative);
+    for (size_t end = hostPath("/").size(); end != std::string::npos; ++end) {
+        end = whole.find('/', end);
+        const std::string folder = whole.substr(0, end);
+        const mode_t mode = end == std::string::npos ? 0700 : 0755;
+        if (::mkdir(folder.c_str(), mode) != 0 && errno != EEXIST)
+            return false;
+        if (end == std::string::npos)
+            break;
+    }
+    struct stat state {};
+    if (::stat(whole.c_str(), &state) != 0)
+        return false;
+    if (!S_ISDIR(state.st_mode)) {
+        errno = ENOTDIR;
+        return false;
+    }
+    return (state.st_mode & 077U) == 0 || ::chmod(whole.c_str(), 0700) == 0;
+}
+
+bool claimHost() {
+    static std::mutex mutex;
+    static pid_t asked = 0; // a child of the claiming process has to ask for itself
+    static bool granted = false;
+    const std::lock_guard lock(mutex);
+    if (asked != ::getpid()) {
+        granted = takeBoth();
+        asked = ::getpid();
+    }
+    return granted;
+}

@@ -1,0 +1,246 @@
+#include "platform/host/store.h"
+
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <vector>
+
+#include "platform/client/printable.h"
+#include "platform/client/settings_file.h"
+#include "platform/host/root.h"
+#include "platform/host/runtime_file.h"
+#include "platform/logging.h"
+
+namespace {
+
+using Layer = std::vector<SettingsEntry>;
+
+struct Store {
+    std::mutex writing; // one writer at a time, the file included
+    std::mutex mutex;   // guards the layers; never held during a file operation
+    Layer file;
+    Layer runTime;
+    std::atomic<bool> loaded = false;
+    std::atomic<void (*)(const std::string&)> changeHook = nullptr;
+    void (*loadedHook)() = nullptr; // guarded by mutex
+};
+
+// Never destroyed: other threads still read while the process ends.
+Store& store() {
+    static Store& instance = *new Store;
+    return instance;
+}
+
+const SettingsEntry* findEntry(const Layer& layer, KeyId key) {
+    for (const SettingsEntry& entry : layer)
+        if (valueKey(entry.key) == valueKey(key))
+            return &entry;
+    return nullptr;
+}
+
+struct Found {
+    std::optional<Value> value;
+    ValueSource source = ValueSource::None;
+};
+
+// With the store's mutex held.
+Found lookUp(KeyId key) {
+    if (const SettingsEntry* entry = findEntry(store().runTime, key))
+        return {entry->value, ValueSource::RunTime};
+    if (const SettingsEntry* entry = findEntry(store().file, key))
+        return {entry->value, ValueSource::File};
+    const auto fallback = defaultValue(valueKey(key));
+    return {fallback, fallback ? ValueSource::Default : ValueSource::None};
+}
+
+Found lookUpLocked(KeyId key) {
+    const std::lock_guard lock(store().mutex);
+    return lookUp(key);
+}
+
+void tellFindings(const SettingsFile& file) {
+    for (const SettingsFinding& finding : file.findings)
+        mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "%s", findingText(finding).c_str());
+}
+
+Layer readRunTime(bool drop) {
+    if (drop) {
+        std::string error;
+        if (!removeRuntimeFile(error))
+            mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "%s", error.c_str());
+        return {};
+    }
+    SettingsFile file = readRuntimeFile();
+    tellFindings(file);
+    return std::move(file.entries);
+}
+
+std::optional<KeyId> knownKey(std::string_view name, std::string& error) {
+    const auto key = findKey(name);
+    if (key)
+        return key;
+    // The name may be anything, and the error goes to a terminal.
+    error = "there is no key \"" + escapeControls(name.substr(0, 100)) + '"';
+    const std::string nearest = nearestKey(name);
+    if (!nearest.empty())
+        error += "; did you mean \"" + nearest + "\"?";
+    return std::nullopt;
+}
+
+// Replaces the run-time layer, first on disk. A null value takes the entry out.
+bool changeRunTime(KeyId key, const Value* value, std::string& error) {
+    Layer changed;
+    std::optional<Value> before;
+    {
+        const std::lock_guard lock(store().mutex);
+        changed = store().runTime;
+        before = lookUp(key).value;
+    }
+    const SettingsEntry* present = findEntry(changed, key);
+    if (value == nullptr ? present == nullptr : present != nullptr && present->value == *value)
+        return true;
+    std::erase_if(changed, [&](const auto& entry) { return valueKey(entry.key) == valueKey(key); });
+    if (value != nullptr)
+        changed.push_back({valueKey(key), *value, 0});
+    if (!writeRuntimeFile(changed, error))
+        return false;
+    const std::lock_guard lock(store().mutex);
+    store().runTime.swap(changed);
+    return true;
+}
+
+// The frame of every write: loaded, one at a time, and the hook behind it all.
+bool write(KeyId key, const Value* value, std::string& error) {
+    bool changed = false;
+    {
+        const std::lock_guard lock(store().writing);
+        if (!settingsLoaded()) {
+            error = "the settings are not loaded yet; try again";
+            return false;
+        }
+        const auto before = lookUpLocked(key).value;
+        if (!changeRunTime(key, value, error))
+            return false;
+        changed = lookUpLocked(key).value != before;
+    }
+    const auto attribute = attributeOf(key);
+    auto* const hook = store().changeHook.load();
+    if (changed && attribute && hook != nullptr)
+        hook(lowerCase(keyName(*attribute)));
+    return true;
+}
+
+} // namespace
+
+bool loadSettings(const char* path, bool dropRunTime) {
+    if (!claimHost())
+        return false;
+    SettingsFile file = readSettingsFile(hostPath(path));
+    tellFindings(file);
+    void (*hook)() = nullptr;
+    {
+        const std::lock_guard writing(store().writing);
+        Layer runTime = readRunTime(dropRunTime);
+        const std::lock_guard lock(store().mutex);
+        store().file = std::move(file.entries);
+        store().runTime = std::move(runTime);
+        store().loaded = true;
+        std::swap(hook, store().loadedHook);
+    }
+    if (hook != nullptr)
+        hook();
+    return true;
+}
+
+bool settingsLoaded() {
+    return store().loaded;
+}
+
+void setSettingsLoadedHook(void (*hook)()) {
+    {
+        const std::lock_guard lock(store().mutex);
+        if (!settingsLoaded()) {
+            store().loadedHook = hook;
+            return;
+        }
+    }
+    if (hook != nullptr)
+        hook();
+}
+
+std::optional<Value> storedValue(KeyId key) {
+    return lookUpLocked(key).value;
+}
+
+std::optional<Value> storedValue(std::string_view name) {
+    const auto key = findKey(name);
+    return key ? storedValue(*key) : std::nullopt;
+}
+
+std::optional<std::string> storedText(std::string_view name) {
+    const auto value = storedValue(name);
+    return value ? std::optional(valueText(*value)) : std::nullopt;
+}
+
+std::optional<int32_t> storedInt(std::string_view name) {
+    const auto value = storedValue(name);
+    if (!value || value->kind == ValueKind::Bool)
+        return std::nullopt;
+    return value->kind == ValueKind::Int ? value->number : wholeNumber(value->text);
+}
+
+std::optional<bool> storedBool(std::string_view name) {
+    const auto value = storedValue(name);
+    if (!value || value->kind != ValueKind::Bool)
+        return std::nullopt;
+    return value->number != 0;
+}
+
+bool setValue(std::string_view name, std::string_view text, std::string& error) {
+    const auto key = knownKey(name, error);
+    Value value;
+    if (!key)
+        return false;
+    if (parseValue(*key, text, value, error))
+        return write(*key, &value, error);
+    error = keyName(*key) + ' ' + error;
+    return false;
+}
+
+bool setValue(KeyId key, const Value& value, std::string& error) {
+    return checkValue(key, value, error) && write(key, &value, error);
+}
+
+bool unsetValue(std::string_view name, std::string& error) {
+    const auto key = knownKey(name, error);
+    return key && write(*key, nullptr, error);
+}
+
+bool describeValue(std::string_view name, ValueDescription& description, std::string& error) {
+    const auto key = knownKey(name, error);
+    if (!key)
+        return false;
+    const Found found = lookUpLocked(*key);
+    description.name = keyName(*key);
+    description.text = found.value ? valueText(*found.value) : "";
+    description.source = found.source;
+    return true;
+}
+
+const char* sourceName(ValueSource source) {
+    switch (source) {
+    case ValueSource::Default:
+        return "default";
+    case ValueSource::File:
+        return "pm.conf";
+    case ValueSource::RunTime:
+        return "run time";
+    case ValueSource::None:
+        break;
+    }
+    return "unset";
+}
+
+void setAttributeChangeHook(void (*hook)(const std::string&)) {
+    store().changeHook = hook;
+}

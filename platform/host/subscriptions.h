@@ -1,0 +1,17 @@
+// Who takes which notifications.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/distribution.h"
+
+// The table of the client; null: none. Its rows stay the caller's.
+void setEventTable(const qornc_event_row* table);
+
+// The callbacks of all rows and subscriptions that take a topic.
+std::vector<qornc_event_callback> takersOf(std::string_view topic);
+
+// Topics of the table, then the texts of the subscriptions.
+std::vector<std::string> topicsTaken();
