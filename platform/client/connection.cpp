@@ -1,0 +1,147 @@
+#include "platform/client/connection.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+
+namespace {
+
+constexpr const char* MONITOR_ENDPOINT = "inproc://monitor";
+constexpr int MONITORED =
+    ZMQ_EVENT_CONNECT_RETRIED | ZMQ_EVENT_HANDSHAKE_SUCCEEDED | ZMQ_EVENT_DISCONNECTED;
+
+void setOption(void* socket, int option, int value) {
+    zmq_setsockopt(socket, option, &value, sizeof value);
+}
+
+// Milliseconds left, rounded up so that the last one is not spent in turns.
+long left(std::chrono::steady_clock::time_point end) {
+    using namespace std::chrono;
+    if (end == steady_clock::time_point::max())
+        return -1;
+    const auto rest = ceil<milliseconds>(end - steady_clock::now()).count();
+    return static_cast<long>(std::clamp<int64_t>(rest, 0, INT_MAX));
+}
+
+std::chrono::steady_clock::time_point after(std::chrono::milliseconds limit) {
+    return std::chrono::steady_clock::now() + limit;
+}
+
+} // namespace
+
+Connection::Connection(std::string endpoint) : m_endpoint(std::move(endpoint)) {}
+
+Connection::~Connection() {
+    close();
+    if (m_context != nullptr)
+        zmq_ctx_term(m_context);
+}
+
+void Connection::close() {
+    if (m_socket != nullptr)
+        zmq_close(m_socket);
+    if (m_monitor != nullptr)
+        zmq_close(m_monitor);
+    m_socket = m_monitor = nullptr;
+    m_reached = false;
+}
+
+Outcome Connection::open(int type) {
+    if (m_socket != nullptr)
+        return Outcome::Answered;
+    if (m_context == nullptr)
+        m_context = zmq_ctx_new();
+    if (m_context != nullptr) {
+        m_socket = zmq_socket(m_context, type);
+        m_monitor = zmq_socket(m_context, ZMQ_PAIR);
+    }
+    if (m_socket == nullptr || m_monitor == nullptr) {
+        close();
+        return Outcome::NoMemory;
+    }
+    setOption(m_socket, ZMQ_LINGER, 0);
+    setOption(m_monitor, ZMQ_LINGER, 0);
+    const int64_t limit = TRANSPORT_LIMIT;
+    zmq_setsockopt(m_socket, ZMQ_MAXMSGSIZE, &limit, sizeof limit);
+    if (type == ZMQ_SUB)
+        zmq_setsockopt(m_socket, ZMQ_SUBSCRIBE, WIRE_VERSION.data(), WIRE_VERSION.size());
+    if (zmq_socket_monitor(m_socket, MONITOR_ENDPOINT, MONITORED) != 0 ||
+        zmq_connect(m_monitor, MONITOR_ENDPOINT) != 0 ||
+        zmq_connect(m_socket, m_endpoint.c_str()) != 0) {
+        close();
+        return Outcome::NotReached;
+    }
+    return Outcome::Answered;
+}
+
+// Takes what the socket's monitor tells. False: the connection was not made, or
+// has ended.
+bool Connection::takeMonitored() {
+    Frames frames;
+    while (receiveFrames(m_monitor, FRAME_LIMIT, frames) == Received::Whole) {
+        uint16_t event = 0;
+        if (frames[0].size() >= sizeof event)
+            std::memcpy(&event, frames[0].data(), sizeof event);
+        if (event == ZMQ_EVENT_HANDSHAKE_SUCCEEDED)
+            m_reached = true;
+        else if (event == ZMQ_EVENT_CONNECT_RETRIED || event == ZMQ_EVENT_DISCONNECTED)
+            return false;
+    }
+    return true;
+}
+
+// Waits for one message. On anything but an answer the connection is closed, so
+// that a late answer meets no later request.
+Outcome Connection::wait(Time end, Frames& frames) {
+    for (;;) {
+        zmq_pollitem_t items[] = {{m_socket, 0, ZMQ_POLLIN, 0}, {m_monitor, 0, ZMQ_POLLIN, 0}};
+        const int ready = zmq_poll(items, 2, left(end));
+        if (ready < 0 && errno == EINTR)
+            continue;
+        if (ready <= 0) {
+            close();
+            return Outcome::TimedOut;
+        }
+        // What came before the connection ended still counts.
+        if (receiveFrames(m_socket, SIZE_MAX, frames) == Received::Whole)
+            return Outcome::Answered;
+        if (!takeMonitored()) {
+            const Outcome outcome = m_reached ? Outcome::Lost : Outcome::NotReached;
+            close();
+            return outcome;
+        }
+    }
+}
+
+Outcome Connection::request(const Request& request, std::chrono::milliseconds limit, Reply& reply) {
+    const Time end = after(limit);
+    // A connection that has ended since the last request is made anew.
+    if (m_socket != nullptr && !takeMonitored())
+        close();
+    Outcome outcome = open(ZMQ_DEALER);
+    if (outcome != Outcome::Answered)
+        return outcome;
+    const std::string tag = std::to_string(++m_tag);
+    Frames frames = encodeRequest(request, tag);
+    if (!sendFrames(m_socket, frames)) {
+        close();
+        return Outcome::NoMemory;
+    }
+    for (;;) {
+        outcome = wait(end, frames);
+        if (outcome != Outcome::Answered)
+            return outcome;
+        if (std::optional<Reply> answer = decodeReply(frames, tag)) {
+            reply = std::move(*answer);
+            return Outcome::Answered;
+        }
+    }
+}
+
+Outcome Connection::listen(std::optional<std::chrono::milliseconds> limit, Frames& frames) {
+    const Outcome outcome = open(ZMQ_SUB);
+    if (outcome != Outcome::Answered)
+        return outcome;
+    return wait(limit ? after(*limit) : Time::max(), frames);
+}

@@ -1,0 +1,98 @@
+// Messages of pm's request socket, and of any service that speaks the same way;
+// docs/request-socket.md describes them.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+#include <zmq.h>
+
+inline constexpr std::string_view WIRE_VERSION = "pm/1";
+
+// Of a whole message, all frames together, in bytes.
+inline constexpr size_t MESSAGE_LIMIT = size_t{64} << 20U;
+// What the transport takes, so that a message somewhat above the limit is still
+// read and refused; above this one the connection is cut.
+inline constexpr int64_t TRANSPORT_LIMIT = int64_t{80} << 20U;
+inline constexpr size_t TAG_LIMIT = 64;
+inline constexpr size_t NAME_LIMIT = 255; // of a function, topic or key
+inline constexpr size_t FRAME_LIMIT = 8;
+
+// Sockets below the root's run/pm.
+std::string requestEndpoint(std::string_view runFolder);
+std::string eventsEndpoint(std::string_view runFolder);
+
+// Owner of one frame.
+class Frame {
+  public:
+    Frame() { zmq_msg_init(&m_message); }
+    // size bytes, not initialised; valid() tells whether there was memory.
+    explicit Frame(size_t size) : m_valid(zmq_msg_init_size(&m_message, size) == 0) {
+        if (!m_valid)
+            zmq_msg_init(&m_message);
+    }
+    explicit Frame(std::string_view text);
+    Frame(Frame&& other) noexcept : m_valid(other.m_valid) {
+        zmq_msg_init(&m_message);
+        zmq_msg_move(&m_message, &other.m_message);
+    }
+    Frame& operator=(Frame&& other) noexcept {
+        zmq_msg_move(&m_message, &other.m_message);
+        m_valid = other.m_valid;
+        return *this;
+    }
+    ~Frame() { zmq_msg_close(&m_message); }
+
+    bool valid() const { return m_valid; }
+    char* data() { return static_cast<char*>(zmq_msg_data(&m_message)); }
+    size_t size() const { return zmq_msg_size(&m_message); }
+    std::string_view view() { return {data(), size()}; }
+    zmq_msg_t* message() { return &m_message; }
+
+  private:
+    zmq_msg_t m_message;
+    bool m_valid = true;
+};
+using Frames = std::vector<Frame>;
+
+enum class Received : uint8_t {
+    Nothing, // none is waiting, or the socket is gone
+    Whole,
+    TooLarge,      // read to its end; what came first is in frames
+    TooManyFrames, // the same
+};
+// Takes one message without waiting.
+Received receiveFrames(void* socket, size_t frameLimit, Frames& frames);
+// Sends one message without waiting, and empties frames. False: it could not be
+// queued.
+bool sendFrames(void* socket, Frames& frames);
+
+struct Request {
+    std::string verb;
+    std::vector<std::string> arguments;
+    std::optional<std::string_view> payload; // none: the frame is left out
+};
+size_t messageSize(const Request& request);
+Frames encodeRequest(const Request& request, std::string_view tag);
+
+enum class ReplyKind : uint8_t {
+    Done,    // fields: the verb's results
+    Status,  // fields: the number that the handler or callback returned
+    Refused, // fields: a code and a text
+};
+struct Reply {
+    ReplyKind kind = ReplyKind::Refused;
+    std::vector<std::string> fields;
+};
+Reply statusReply(int32_t status);
+Reply refusal(std::string_view code, std::string_view text);
+// Status replies: the number. None if it is no number.
+std::optional<int32_t> replyStatus(const Reply& reply);
+
+// Appends the reply's frames to those that are there (the peer's identity).
+void encodeReply(const Reply& reply, Frame tag, Frames& frames);
+// None if it is no reply of this version or answers another tag.
+std::optional<Reply> decodeReply(Frames& frames, std::string_view tag);

@@ -1,0 +1,176 @@
+// Distribution client: what pm asks for first and gives back last.
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <malloc.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include "platform/host/delivery.h"
+#include "platform/host/root.h"
+#include "platform/host/server.h"
+#include "platform/host/store.h"
+#include "platform/host/subscriptions.h"
+#include "platform/host/threads.h"
+#include "platform/logging.h"
+
+namespace {
+
+constexpr const char* RUN_FOLDER = "run/pm";
+constexpr size_t SCHEME_LENGTH = 6; // "ipc://"
+
+// A connection's share of messages that the loop has not read yet.
+constexpr int UNREAD_MESSAGES = 16;
+constexpr int CONNECTIONS_AT_ONCE = 512;
+
+std::atomic<bool> initialised{false};
+
+bool otherThreadsRun() {
+    struct stat state {};
+    constexpr nlink_t NAMES_OF_FOLDER = 2; // itself and its parent; then one a thread
+    return stat("/proc/self/task", &state) != 0 || state.st_nlink > NAMES_OF_FOLDER + 1;
+}
+
+// Runs before CZMQ's exit hook, which would wait for sockets that other threads
+// hold, complain of them and could abort; and before statics that they use go.
+void leaveAtOnce(int status, void*) {
+    if (!otherThreadsRun())
+        return;
+    std::fflush(stdout);
+    _exit(status);
+}
+
+// Small allocations share one arena, large ones go back to the system: a service
+// that mostly waits holds what it needs and no more.
+void keepHeapSmall() {
+    mallopt(M_ARENA_MAX, 1);
+    mallopt(M_MMAP_THRESHOLD, 128 * 1024);
+    mallopt(M_TRIM_THRESHOLD, 128 * 1024);
+}
+
+void setOption(void* socket, int option, int value) {
+    zmq_setsockopt(socket, option, &value, sizeof value);
+}
+
+// A socket bound below the run folder; null after a line.
+void* bindSocket(void* zmq, int type, const std::string& endpoint) {
+    const char* path = endpoint.c_str() + SCHEME_LENGTH;
+    if (std::strlen(path) >= sizeof(sockaddr_un::sun_path)) {
+        mirlog_printf(PM_LEVEL_FATAL, PM_MODULE_SERVICE,
+                      "%s: the path has %zu bytes, a socket's can have 107; use a shorter root",
+                      path, std::strlen(path));
+        return nullptr;
+    }
+    void* socket = zmq_socket(zmq, type);
+    if (socket == nullptr)
+        return nullptr;
+    setOption(socket, ZMQ_LINGER, 0);
+    setOption(socket, ZMQ_RCVHWM, UNREAD_MESSAGES);
+    setOption(socket, ZMQ_BACKLOG, CONNECTIONS_AT_ONCE);
+    const int64_t limit = TRANSPORT_LIMIT;
+    zmq_setsockopt(socket, ZMQ_MAXMSGSIZE, &limit, sizeof limit);
+    if (type == ZMQ_XPUB)
+        setOption(socket, ZMQ_XPUB_VERBOSE, 1); // each listener is greeted
+    if (zmq_bind(socket, endpoint.c_str()) == 0)
+        return socket;
+    mirlog_printf(PM_LEVEL_FATAL, PM_MODULE_SERVICE, "%s: cannot be bound: %s", path,
+                  zmq_strerror(zmq_errno()));
+    zmq_close(socket);
+    return nullptr;
+}
+
+void* startZeromq() {
+    // pm has handlers of its own; and the library's threads take no signals.
+    zsys_handler_set(nullptr);
+    const SignalsBlocked blocked;
+    void* zmq = zsys_init();
+    static const bool hooked = on_exit(leaveAtOnce, nullptr) == 0;
+    return hooked ? zmq : nullptr;
+}
+
+bool openSockets(Server& server, void* zmq) {
+    const SignalsBlocked blocked; // the first socket starts the library's threads
+    const std::string folder = hostPath(RUN_FOLDER);
+    server.requests = bindSocket(zmq, ZMQ_ROUTER, requestEndpoint(folder));
+    if (server.requests != nullptr)
+        server.events = bindSocket(zmq, ZMQ_XPUB, eventsEndpoint(folder));
+    return server.events != nullptr;
+}
+
+bool openLoop(Server& server) {
+    const int wake = openOutbox();
+    server.loop = zloop_new();
+    if (wake < 0 || server.loop == nullptr)
+        return false;
+    zmq_pollitem_t outbox = {nullptr, wake, ZMQ_POLLIN, 0};
+    zmq_pollitem_t listeners = {server.events, 0, ZMQ_POLLIN, 0};
+    return zloop_poller(server.loop, &outbox, takeOutbox, &server) == 0 &&
+           zloop_poller(server.loop, &listeners, takeSubscriptions, &server) == 0;
+}
+
+void closeServer(Server* server) {
+    setSettingsLoadedHook(nullptr);
+    setAttributeChangeHook(nullptr);
+    stopDelivery();
+    setEventTable(nullptr);
+    if (server->loop != nullptr)
+        zloop_destroy(&server->loop);
+    closeOutbox();
+    for (void* socket : {server->requests, server->events})
+        if (socket != nullptr)
+            zmq_close(socket);
+    if (server->functions != nullptr)
+        destroyFunctionManager(server->functions);
+    delete server;
+    zsys_shutdown();
+    initialised = false;
+}
+
+bool openServer(Server& server, const qornc_init_record& record) {
+    keepHeapSmall();
+    void* zmq = startZeromq();
+    if (zmq == nullptr || !openSockets(server, zmq) || !openLoop(server))
+        return false;
+    server.functions = createFunctionManager();
+    setEventTable(record.events);
+    if (!startDelivery())
+        return false;
+    setAttributeChangeHook(attributeChanged);
+    setSettingsLoadedHook(wakeLoop);
+    server.context.manager = server.functions;
+    server.context.loop = server.loop;
+    return true;
+}
+
+} // namespace
+
+int qornc_initialize(qornc_context** context, const qornc_init_record* record) {
+    if (context == nullptr || record == nullptr || initialised.exchange(true))
+        return -1;
+    if (!claimHost()) {
+        initialised = false;
+        return -1;
+    }
+    auto* server = new (std::nothrow) Server;
+    bool opened = false;
+    try {
+        opened = server != nullptr && openServer(*server, *record);
+    } catch (const std::exception& exception) {
+        mirlog_printf(PM_LEVEL_FATAL, PM_MODULE_SERVICE, "the client can't start: %s",
+                      exception.what());
+    }
+    if (opened) {
+        *context = &server->context;
+        return 0;
+    }
+    if (server != nullptr)
+        closeServer(server);
+    return -1;
+}
+
+void qornc_destroy(qornc_context* context) {
+    if (context != nullptr)
+        closeServer(reinterpret_cast<Server*>(context)); // its first member
+}

@@ -1,0 +1,58 @@
+// Requests to named functions of other services, which speak as pm does.
+#include <exception>
+
+#include "platform/client/connection.h"
+#include "platform/host/store.h"
+#include "platform/host/threads.h"
+#include "platform/logging.h"
+#include "platform/settings.h"
+
+namespace {
+
+constexpr std::chrono::seconds TIME_LIMIT{5};
+
+const char* failureOf(Outcome outcome) {
+    switch (outcome) {
+    case Outcome::NotReached:
+        return "nobody serves it there";
+    case Outcome::Lost:
+        return "the service ended before it answered";
+    case Outcome::TimedOut:
+        return "no answer within 5 seconds";
+    case Outcome::NoMemory:
+        return "there is no memory for the request";
+    case Outcome::Answered:
+        break;
+    }
+    return "the service has refused it";
+}
+
+bool execute(const std::string& name, std::string_view request) {
+    const auto endpoint = storedText("pm_str_endpoint_" + name);
+    if (!endpoint || endpoint->empty())
+        return false;             // no such service here
+    const SignalsBlocked blocked; // the connection has a thread of its own
+    Connection connection(*endpoint);
+    Reply reply;
+    const Outcome outcome = connection.request({"call", {name}, request}, TIME_LIMIT, reply);
+    if (outcome == Outcome::Answered && replyStatus(reply) == 0)
+        return true;
+    mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "function %s at %s failed: %s", name.c_str(),
+                  endpoint->c_str(), failureOf(outcome));
+    return false;
+}
+
+} // namespace
+
+int vesk_function_execute_QORN(const char* name, uint32_t*, const void* request, uint32_t length,
+                               uint32_t*) {
+    if (name == nullptr || (request == nullptr && length != 0))
+        return -1;
+    try {
+        return execute(name, {static_cast<const char*>(request), length}) ? 0 : -1;
+    } catch (const std::exception& exception) {
+        mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "function %s failed: %s", name,
+                      exception.what());
+        return -1;
+    }
+}

@@ -1,0 +1,77 @@
+// What the loop sends for others, and the beginning of service.
+#include <exception>
+#include <systemd/sd-daemon.h>
+
+#include "platform/host/server.h"
+#include "platform/host/start_pages.h"
+#include "platform/host/store.h"
+#include "platform/logging.h"
+#include "platform/settings.h"
+
+namespace {
+
+void sendReply(const Server& server, OutgoingReply& outgoing) {
+    Frames frames;
+    frames.push_back(std::move(outgoing.caller.identity));
+    encodeReply(outgoing.reply, std::move(outgoing.caller.tag), frames);
+    // A caller that has gone meanwhile misses nothing.
+    sendFrames(server.requests, frames);
+}
+
+void sendToListeners(const Server& server, std::string_view kind, std::string_view text) {
+    Frames frames;
+    for (const std::string_view part : {WIRE_VERSION, kind, text})
+        frames.emplace_back(part);
+    sendFrames(server.events, frames);
+}
+
+void serveWhenLoaded(Server& server) {
+    if (server.serving || !settingsLoaded())
+        return;
+    zmq_pollitem_t item = {server.requests, 0, ZMQ_POLLIN, 0};
+    server.serving = zloop_poller(server.loop, &item, takeRequests, &server) == 0;
+    if (!server.serving)
+        return;
+    sd_notify(0, "READY=1");
+    giveBackStartPages();
+}
+
+} // namespace
+
+int takeOutbox(zloop_t*, zmq_pollitem_t*, void* argument) {
+    Server& server = *static_cast<Server*>(argument);
+    try {
+        Outgoing outgoing = takeOutgoing();
+        for (OutgoingReply& reply : outgoing.replies)
+            sendReply(server, reply);
+        for (const std::string& name : outgoing.events)
+            sendToListeners(server, "event", name);
+    } catch (const std::exception& exception) {
+        mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "replies were lost: %s", exception.what());
+    }
+    serveWhenLoaded(server);
+    return 0;
+}
+
+int takeSubscriptions(zloop_t*, zmq_pollitem_t*, void* argument) {
+    const Server& server = *static_cast<Server*>(argument);
+    Frames frames;
+    Received received = Received::Whole;
+    while ((received = receiveFrames(server.events, 1, frames)) != Received::Nothing)
+        // The first byte tells a new subscription from one that ends.
+        if (received == Received::Whole && frames[0].view().starts_with('\1'))
+            sendToListeners(server, "subscribed", "");
+    return 0;
+}
+
+int vesk_event_occurred(const char* name, uint64_t, uint64_t) {
+    try {
+        if (name != nullptr && leaveEvent(name))
+            return 0;
+    } catch (const std::exception&) {
+        name = name == nullptr ? "" : name;
+    }
+    mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "event %s is lost: it can't be sent now",
+                  name == nullptr ? "without a name" : name);
+    return -1;
+}

@@ -1,0 +1,73 @@
+#include "platform/host/outbox.h"
+
+#include <mutex>
+#include <sys/eventfd.h>
+#include <utility>
+
+namespace {
+
+constexpr size_t EVENTS_LIMIT = 512;
+
+struct Outbox {
+    std::mutex mutex;
+    Fd wake;
+    Outgoing outgoing;
+};
+
+// Never destroyed: other threads may still leave something while the process ends.
+Outbox& outbox() {
+    static Outbox& instance = *new Outbox;
+    return instance;
+}
+
+// With the mutex held.
+void wake() {
+    if (outbox().wake.valid())
+        eventfd_write(outbox().wake.get(), 1);
+}
+
+} // namespace
+
+int openOutbox() {
+    const std::lock_guard lock(outbox().mutex);
+    outbox().wake.reset(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    return outbox().wake.get();
+}
+
+void closeOutbox() {
+    const std::lock_guard lock(outbox().mutex);
+    outbox().wake.reset();
+    outbox().outgoing = {};
+}
+
+void leaveReply(Caller& caller, Reply reply) {
+    if (!std::exchange(caller.waits, false))
+        return;
+    const std::lock_guard lock(outbox().mutex);
+    if (!outbox().wake.valid())
+        return;
+    outbox().outgoing.replies.push_back({std::move(caller), std::move(reply)});
+    wake();
+}
+
+bool leaveEvent(std::string name) {
+    const std::lock_guard lock(outbox().mutex);
+    if (!outbox().wake.valid() || outbox().outgoing.events.size() >= EVENTS_LIMIT)
+        return false;
+    outbox().outgoing.events.push_back(std::move(name));
+    wake();
+    return true;
+}
+
+void wakeLoop() {
+    const std::lock_guard lock(outbox().mutex);
+    wake();
+}
+
+Outgoing takeOutgoing() {
+    const std::lock_guard lock(outbox().mutex);
+    eventfd_t count = 0;
+    if (outbox().wake.valid())
+        eventfd_read(outbox().wake.get(), &count);
+    return std::exchange(outbox().outgoing, {});
+}

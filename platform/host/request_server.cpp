@@ -1,0 +1,241 @@
+// The request socket's reader: tests what came, answers what is quick, and queues
+// the rest for the thread that does it.
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <utility>
+
+#include "platform/host/delivery.h"
+#include "platform/host/server.h"
+#include "platform/host/store.h"
+#include "platform/host/subscriptions.h"
+#include "platform/logging.h"
+
+namespace {
+
+constexpr int MESSAGES_A_TURN = 64; // then the loop looks at its other sockets
+constexpr size_t VALUE_LIMIT = 16 * 1024;
+
+// A request on its way in. What is taken out of it is moved.
+struct Incoming {
+    const Server& server;
+    Caller caller;
+    std::vector<std::string> arguments;
+    std::optional<Frame> payload;
+};
+
+void refuse(Incoming& request, std::string_view code, std::string_view text) {
+    leaveReply(request.caller, refusal(code, text));
+}
+
+void refuseName(Incoming& request, std::string_view what) {
+    refuse(request, "unknown-name",
+           "pm serves no " + std::string(what) + " \"" + request.arguments.front() +
+               "\"; \"list\" tells what it serves");
+}
+
+// The job replies when it is done; a caller that does not wait is answered here.
+void queueJob(Incoming& request, WorkQueue& queue, Jobs& jobs, bool waits = true) {
+    if (waits)
+        jobs.front().caller = std::exchange(request.caller, {});
+    const Pushed pushed = queue.push(jobs);
+    if (pushed == Pushed::Queued)
+        return leaveReply(request.caller, {ReplyKind::Done, {}});
+    if (waits)
+        request.caller = std::move(jobs.front().caller);
+    refuse(request, "busy",
+           pushed == Pushed::Full     ? "too many requests are waiting; try again later"
+           : pushed == Pushed::NoRoom ? "too many bytes are waiting; try again later"
+                                      : "pm is ending");
+}
+
+bool takeRecord(Incoming& request, size_t length, bool terminated, Record& record) {
+    if (makeRecord(std::move(request.payload), length, terminated, record))
+        return true;
+    refuse(request, "no-memory", "there is no memory for the record");
+    return false;
+}
+
+void list(Incoming& request) {
+    Reply reply{ReplyKind::Done, {}};
+    const auto add = [&](const char* kind, const std::vector<std::string>& names) {
+        for (const std::string& name : names) {
+            reply.fields.emplace_back(kind);
+            reply.fields.push_back(name);
+        }
+    };
+    add("function", functionNames(request.server.functions));
+    add("topic", topicsTaken());
+    leaveReply(request.caller, std::move(reply));
+}
+
+void call(Incoming& request) {
+    const std::string& name = request.arguments[0];
+    const RegisteredFunction* function = findFunction(request.server.functions, name);
+    if (function == nullptr)
+        return refuseName(request, "function");
+    Jobs jobs(1);
+    Job& job = jobs.front();
+    if (!takeRecord(request, requestLength(name), false, job.record))
+        return;
+    job.run = callFunction;
+    job.name = name;
+    job.handler = function->handler;
+    queueJob(request, *function->queue, jobs);
+}
+
+void publish(Incoming& request) {
+    const std::string& topic = request.arguments[0];
+    const bool waits = request.arguments[1] == "wait";
+    if (!waits && request.arguments[1] != "no-wait")
+        return refuse(request, "malformed", "the second argument is wait or no-wait");
+    Jobs jobs(1);
+    Job& job = jobs.front();
+    job.callbacks = takersOf(topic);
+    if (job.callbacks.empty())
+        return refuseName(request, "topic");
+    // The name of a change is read up to its terminator, so there is always one.
+    const bool change = isAttributeChange(topic);
+    if (!takeRecord(request, notificationLength(topic), change, job.record))
+        return;
+    if (change && !nameIsInside(job.record))
+        return refuse(request, "malformed", "the name offset leads outside the record");
+    job.run = deliver;
+    job.name = topic;
+    queueJob(request, deliveryQueue(topic), jobs, waits);
+}
+
+void get(Incoming& request) {
+    ValueDescription description;
+    std::string error;
+    if (!describeValue(request.arguments[0], description, error))
+        return refuse(request, "unknown-name", error);
+    leaveReply(
+        request.caller,
+        {ReplyKind::Done, {description.text, sourceName(description.source), description.name}});
+}
+
+// On the thread that writes settings: a write waits for the disk.
+void finishWrite(Job& job, bool done, const std::string& error) {
+    leaveReply(job.caller, done ? Reply{ReplyKind::Done, {}} : refusal("failed", error));
+}
+
+void set(Incoming& request) {
+    Jobs jobs(1);
+    jobs.front().name = request.arguments[0];
+    jobs.front().value = request.arguments[1];
+    jobs.front().run = [](Job& job) {
+        std::string error;
+        const bool done = setValue(job.name, job.value, error);
+        finishWrite(job, done, error);
+    };
+    queueJob(request, settingsQueue(), jobs);
+}
+
+void unset(Incoming& request) {
+    Jobs jobs(1);
+    jobs.front().name = request.arguments[0];
+    jobs.front().run = [](Job& job) {
+        std::string error;
+        const bool done = unsetValue(job.name, error);
+        finishWrite(job, done, error);
+    };
+    queueJob(request, settingsQueue(), jobs);
+}
+
+struct Verb {
+    std::string_view name;
+    size_t arguments;
+    bool payload; // may follow the arguments
+    void (*run)(Incoming& request);
+    std::string_view form;
+};
+
+constexpr std::array<Verb, 6> verbs = {{
+    {"list", 0, false, list, "list"},
+    {"call", 1, true, call, "call FUNCTION [PAYLOAD]"},
+    {"event", 2, true, publish, "event TOPIC wait|no-wait [PAYLOAD]"},
+    {"get", 1, false, get, "get KEY"},
+    {"set", 2, false, set, "set KEY VALUE"},
+    {"unset", 1, false, unset, "unset KEY"},
+}};
+
+bool isControl(char byte) {
+    return static_cast<unsigned char>(byte) < ' ' || byte == 0x7f;
+}
+
+// Takes the arguments' texts: a name first, and a value for the store to judge.
+const char* takeArguments(Frames& frames, size_t first, size_t count,
+                          std::vector<std::string>& arguments) {
+    for (size_t at = 0; at < count; ++at) {
+        const std::string_view text = frames[first + at].view();
+        if (at == 0 && (text.empty() || text.size() > NAME_LIMIT))
+            return "a name has 1 to 255 bytes";
+        if (at == 0 && std::ranges::any_of(text, isControl))
+            return "a name has no control characters";
+        if (text.size() > VALUE_LIMIT)
+            return "the value is too long";
+        if (text.find('\0') != std::string_view::npos)
+            return "a value has no zero bytes";
+        arguments.emplace_back(text);
+    }
+    return nullptr;
+}
+
+// Places of a message's frames.
+enum : uint8_t { IDENTITY, VERSION, TAG, VERB, ARGUMENTS };
+
+void dispatch(Frames& frames, Incoming& request) {
+    if (frames.size() <= VERB)
+        return refuse(request, "malformed", "a request has a version, a tag and a verb");
+    const auto* verb = std::ranges::find(verbs, frames[VERB].view(), &Verb::name);
+    if (verb == verbs.end())
+        return refuse(request, "unknown-verb", "this pm knows no such verb");
+    const size_t given = frames.size() - ARGUMENTS;
+    if (given < verb->arguments || given > verb->arguments + (verb->payload ? 1 : 0))
+        return refuse(request, "malformed", "expected: " + std::string(verb->form));
+    const char* fault = takeArguments(frames, ARGUMENTS, verb->arguments, request.arguments);
+    if (fault != nullptr)
+        return refuse(request, "malformed", fault);
+    if (given > verb->arguments)
+        request.payload = std::move(frames.back());
+    verb->run(request);
+}
+
+void answer(const Server& server, Received received, Frames& frames) {
+    if (frames.size() <= VERSION)
+        return; // without so much as a version there is nobody to talk to
+    Incoming request{server, {}, {}, {}};
+    request.caller.waits = true;
+    request.caller.identity = std::move(frames[IDENTITY]);
+    const bool tagged = frames.size() > TAG && frames[TAG].size() <= TAG_LIMIT;
+    try {
+        if (tagged)
+            request.caller.tag = Frame(frames[TAG].view());
+        if (frames[VERSION].view() != WIRE_VERSION)
+            refuse(request, "version", "this pm speaks " + std::string(WIRE_VERSION));
+        else if (received == Received::TooLarge)
+            refuse(request, "too-large", "a message has at most 64 MiB");
+        else if (received == Received::TooManyFrames || (frames.size() > TAG && !tagged))
+            refuse(request, "malformed", "too many frames, or a tag of more than 64 bytes");
+        else
+            dispatch(frames, request);
+    } catch (const std::exception& exception) {
+        mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "a request failed: %s", exception.what());
+        refuse(request, "no-memory", "pm has no memory for this request");
+    }
+}
+
+} // namespace
+
+int takeRequests(zloop_t*, zmq_pollitem_t*, void* argument) {
+    const Server& server = *static_cast<Server*>(argument);
+    Frames frames;
+    for (int count = 0; count < MESSAGES_A_TURN; ++count) {
+        const Received received = receiveFrames(server.requests, FRAME_LIMIT, frames);
+        if (received == Received::Nothing)
+            break;
+        answer(server, received, frames);
+    }
+    return 0;
+}

@@ -1,0 +1,29 @@
+#include "platform/host/start_pages.h"
+
+#include <link.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace {
+
+int giveBackObject(dl_phdr_info* object, size_t, void* pageSize) {
+    const auto page = *static_cast<const ElfW(Addr)*>(pageSize);
+    for (ElfW(Half) i = 0; i < object->dlpi_phnum; ++i) {
+        const ElfW(Phdr)& segment = object->dlpi_phdr[i];
+        // A written page of a private mapping would lose what was written.
+        if (segment.p_type != PT_LOAD || (segment.p_flags & PF_W) != 0)
+            continue;
+        const ElfW(Addr) start = (object->dlpi_addr + segment.p_vaddr) & ~(page - 1);
+        const ElfW(Addr) end = object->dlpi_addr + segment.p_vaddr + segment.p_memsz;
+        madvise(reinterpret_cast<void*>(start), end - start,
+                MADV_DONTNEED); // NOLINT(performance-no-int-to-ptr)
+    }
+    return 0;
+}
+
+} // namespace
+
+void giveBackStartPages() {
+    auto pageSize = static_cast<ElfW(Addr)>(sysconf(_SC_PAGESIZE));
+    dl_iterate_phdr(giveBackObject, &pageSize);
+}

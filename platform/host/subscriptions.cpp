@@ -1,0 +1,108 @@
+#include "platform/host/subscriptions.h"
+
+#include <algorithm>
+#include <mutex>
+#include <new>
+
+#include "platform/client/wire.h"
+#include "platform/function_manager.h"
+
+namespace {
+
+constexpr std::string_view LOCKDOWN_TOPIC =
+    "CfgMgr$1$AttributeChange$norvu.embedded.1#lockdown.1#systemlockdown$";
+// The callback behind the lockdown topic keeps the directory services apart, so
+// that it hears of these as well.
+constexpr std::string_view DIRECTORY_TOPICS[] = {
+    "CfgMgr$1$AttributeChange$norvu.embedded.1#activedirectory.1#enable$",
+    "CfgMgr$1$AttributeChange$norvu.embedded.1#ldap.1#enable$",
+};
+
+struct Subscription {
+    qornc_event_callback callback;
+    std::string text;
+    bool operator==(const Subscription&) const = default;
+};
+
+struct Subscriptions {
+    std::mutex mutex;
+    const qornc_event_row* table = nullptr;
+    std::vector<qornc_event_callback> subscribers; // a handle is a place in here, from 1 on
+    std::vector<Subscription> subscriptions;
+};
+
+// Never destroyed: delivery may still look here while the process ends.
+Subscriptions& state() {
+    static Subscriptions& instance = *new Subscriptions;
+    return instance;
+}
+
+bool rowTakes(std::string_view row, std::string_view topic) {
+    return row == topic || (row == LOCKDOWN_TOPIC && std::ranges::find(DIRECTORY_TOPICS, topic) !=
+                                                         std::end(DIRECTORY_TOPICS));
+}
+
+} // namespace
+
+void setEventTable(const qornc_event_row* table) {
+    const std::lock_guard lock(state().mutex);
+    state().table = table;
+}
+
+std::vector<qornc_event_callback> takersOf(std::string_view topic) {
+    std::vector<qornc_event_callback> takers;
+    const std::lock_guard lock(state().mutex);
+    for (const auto* row = state().table; row != nullptr && row->topic != nullptr; ++row)
+        if (rowTakes(row->topic, topic))
+            takers.push_back(row->callback);
+    for (const Subscription& subscription : state().subscriptions)
+        if (topic.starts_with(subscription.text))
+            takers.push_back(subscription.callback);
+    return takers;
+}
+
+std::vector<std::string> topicsTaken() {
+    std::vector<std::string> topics;
+    const std::lock_guard lock(state().mutex);
+    for (const auto* row = state().table; row != nullptr && row->topic != nullptr; ++row)
+        topics.emplace_back(row->topic);
+    for (const Subscription& subscription : state().subscriptions)
+        topics.push_back(subscription.text);
+    return topics;
+}
+
+int jelmux_subscriber_init(uint64_t* handle, const char* subscriber,
+                           qornc_event_callback callback) {
+    if (handle == nullptr || subscriber == nullptr || callback == nullptr)
+        return -1;
+    try {
+        const std::lock_guard lock(state().mutex);
+        auto& subscribers = state().subscribers;
+        // Handles are never given back: one that starts anew gets the one it had.
+        auto place = std::ranges::find(subscribers, callback);
+        if (place == subscribers.end())
+            place = subscribers.insert(place, callback);
+        *handle = static_cast<uint64_t>(place - subscribers.begin()) + 1;
+        return 0;
+    } catch (const std::bad_alloc&) {
+        return -1;
+    }
+}
+
+int jelmux_subscribe_notification(uint64_t handle, const char* topic) {
+    if (topic == nullptr || *topic == '\0' || std::string_view(topic).size() > NAME_LIMIT)
+        return -1;
+    try {
+        const std::lock_guard lock(state().mutex);
+        if (handle == 0 || handle > state().subscribers.size())
+            return -1;
+        const Subscription added{state().subscribers[handle - 1], topic};
+        auto& subscriptions = state().subscriptions;
+        // Repeated when another subscription failed: it still gets each one once.
+        if (std::ranges::find(subscriptions, added) == subscriptions.end())
+            subscriptions.push_back(added);
+        return 0;
+    } catch (const std::bad_alloc&) {
+        return -1;
+    }
+}

@@ -1,0 +1,78 @@
+#include "platform/host/work_queue.h"
+
+#include <atomic>
+
+namespace {
+
+// Waiting and running jobs of all queues.
+std::atomic<size_t> bytesHeld{0};
+
+bool reserveBytes(size_t bytes) {
+    size_t held = bytesHeld.load();
+    do {
+        if (bytes > WAITING_BYTES || held > WAITING_BYTES - bytes)
+            return false;
+    } while (!bytesHeld.compare_exchange_weak(held, held + bytes));
+    return true;
+}
+
+size_t bytesOf(const Job& job) {
+    return job.record.held() + job.name.size() + job.value.size();
+}
+
+} // namespace
+
+Pushed WorkQueue::push(Jobs& jobs, bool own) {
+    const size_t bytes = bytesOf(jobs.front());
+    const std::lock_guard lock(m_mutex);
+    if (!m_open)
+        return Pushed::Closed;
+    if (!own && m_jobs.size() >= m_limit)
+        return Pushed::Full;
+    if (!reserveBytes(bytes))
+        return Pushed::NoRoom;
+    m_bytes += bytes;
+    m_jobs.splice(m_jobs.end(), jobs);
+    m_changed.notify_one();
+    return Pushed::Queued;
+}
+
+bool WorkQueue::take(Jobs& jobs) {
+    std::unique_lock lock(m_mutex);
+    m_served = true;
+    m_changed.wait(lock, [this] { return !m_open || !m_jobs.empty(); });
+    if (!m_open) {
+        m_served = false;
+        m_changed.notify_all();
+        return false;
+    }
+    jobs.splice(jobs.end(), m_jobs, m_jobs.begin());
+    m_bytes -= bytesOf(jobs.front());
+    return true;
+}
+
+void WorkQueue::serve() {
+    Jobs jobs;
+    while (take(jobs)) {
+        const size_t bytes = bytesOf(jobs.front());
+        jobs.front().run(jobs.front());
+        jobs.clear();
+        bytesHeld -= bytes;
+    }
+}
+
+void WorkQueue::open() {
+    const std::lock_guard lock(m_mutex);
+    m_open = true;
+}
+
+void WorkQueue::close() {
+    Jobs dropped;
+    std::unique_lock lock(m_mutex);
+    m_open = false;
+    dropped.swap(m_jobs);
+    bytesHeld -= m_bytes;
+    m_bytes = 0;
+    m_changed.notify_all();
+    m_changed.wait(lock, [this] { return !m_served; });
+}
