@@ -1,0 +1,42 @@
+#include "pmctl/input.h"
+
+#include <cerrno>
+#include <cstdio>
+
+#include "common/owner.h"
+#include "platform/client/wire.h"
+
+bool readInput(const std::string& file, std::string& content) {
+    const FileOwner opened(file == "-" ? nullptr : std::fopen(file.c_str(), "rb"));
+    std::FILE* input = file == "-" ? stdin : opened.get();
+    size_t got = 0;
+    char part[16384];
+    while (input != nullptr && content.size() <= MESSAGE_LIMIT &&
+           (got = std::fread(part, 1, sizeof part, input)) > 0)
+        content.append(part, got);
+    if (input == nullptr || std::ferror(input) != 0) {
+        std::fprintf(stderr, "pmctl: %s: %s\n", file.c_str(), std::strerror(errno));
+        return false;
+    }
+    if (content.size() <= MESSAGE_LIMIT)
+        return true;
+    std::fprintf(stderr, "pmctl: %s: has more than 64 MiB\n", file.c_str());
+    return false;
+}
+
+bool readBody(const Options& options, std::string& body) {
+    if (options.bodyFile.empty())
+        body = options.body;
+    return options.bodyFile.empty() || readInput(options.bodyFile, body);
+}
+
+bool fits(std::string_view text, size_t limit, const char* what) {
+    if (text.size() > limit)
+        std::fprintf(stderr, "pmctl: the %s has %zu bytes, at most %zu are possible\n", what,
+                     text.size(), limit);
+    else if (text.find('\0') != std::string_view::npos)
+        std::fprintf(stderr, "pmctl: the %s holds a zero byte, where it would end\n", what);
+    else
+        return true;
+    return false;
+}

@@ -1,0 +1,122 @@
+// alert, test-mail, test-message, alert-mail, mail.
+#include <cstdint>
+
+#include "common/records.h"
+#include "pmctl/exchange.h"
+#include "pmctl/input.h"
+#include "pmctl/verbs.h"
+
+namespace {
+
+// A header line of a generic mail has 254 bytes with its line feed; what is longer
+// would be cut.
+constexpr size_t LINE_LIMIT = 254;
+constexpr size_t GENERIC_TO_LIMIT = LINE_LIMIT - sizeof "To: ";
+constexpr size_t GENERIC_SUBJECT_LIMIT = LINE_LIMIT - sizeof "Subject: ";
+static_assert(GENERIC_TO_LIMIT == 249 && GENERIC_SUBJECT_LIMIT == 244);
+
+void declareBody(CLI::App& verb, Options& options) {
+    auto* body = verb.add_option_group("Body", "The mail's text");
+    body->add_option("--body", options.body, "Text");
+    body->add_option("--body-file", options.bodyFile, "File with the text, - for standard input");
+    body->require_option(1);
+}
+
+void declareIndex(CLI::App& verb, Options& options) {
+    verb.add_option("INDEX", options.index, "Mail destination, 1 to 4")
+        ->required()
+        ->check(CLI::Range(0, UINT8_MAX));
+}
+
+void declareAlert(CLI::App& verb, Options& options) {
+    verb.add_option("--subject", options.subject, "Subject")->required();
+    verb.add_option("--host", options.host, "Host's name, in front of the subject");
+    declareBody(verb, options);
+}
+
+void declareAlertMail(CLI::App& verb, Options& options) {
+    verb.add_option("INDEX", options.index, "Mail destination, 1 to 4")->required();
+    declareBody(verb, options);
+}
+
+void declareMessage(CLI::App& verb, Options& options) {
+    verb.add_option("--to", options.to, "Receiver's address")->required();
+    verb.add_option("--subject", options.subject, "Subject")->required();
+    declareBody(verb, options);
+}
+
+void declareMail(CLI::App& verb, Options& options) {
+    declareMessage(verb, options);
+    verb.add_flag("--no-wait", options.noWait, "Do not wait for the outcome");
+}
+
+int alert(const Options& options) {
+    EmailAlertsExStruct record{};
+    std::string body;
+    if (!readBody(options, body) || !putText(record.szHostName, options.host, "host name") ||
+        !putText(record.szSubject, options.subject, "subject") ||
+        !putText(record.szBodyText, body, "body"))
+        return EXIT_WRONG_USE;
+    return callFunctionWith(options, "pm_function_sendEmailAlertsEx", record);
+}
+
+int testMail(const Options& options) {
+    const IndexRequest record = {static_cast<uint8_t>(options.index)};
+    return callFunctionWith(options, "pm_function_sendTestEmailEx", record);
+}
+
+int testMessage(const Options& options) {
+    TestEmailStruct record{};
+    std::string body;
+    if (!readBody(options, body) || !putText(record.szTo, options.to, "receiver") ||
+        !putText(record.szSubject, options.subject, "subject") ||
+        !putText(record.szBody, body, "body"))
+        return EXIT_WRONG_USE;
+    return callFunctionWith(options, "pm_function_sendTestEmail", record);
+}
+
+int alertMail(const Options& options) {
+    AlertEmailStruct record{};
+    std::string body;
+    record.index = options.index;
+    if (!readBody(options, body) || !putText(record.szBody, body, "body"))
+        return EXIT_WRONG_USE;
+    return callFunctionWith(options, "pm_function_sendAlertEmail", record);
+}
+
+int mail(const Options& options) {
+    GenericEmailStruct head{};
+    std::string body;
+    head.blocking = options.noWait ? 0 : 1;
+    if (!readBody(options, body) || !fits(body, MESSAGE_LIMIT, "body") ||
+        !putText(head.szTo, options.to, "receiver", GENERIC_TO_LIMIT) ||
+        !putText(head.szSubject, options.subject, "subject", GENERIC_SUBJECT_LIMIT))
+        return EXIT_WRONG_USE;
+    // In front of the body, which may be large; behind it the terminator.
+    body.insert(0, reinterpret_cast<const char*>(&head), sizeof head).push_back('\0');
+    return callFunction(options, "pm_function_sendGenericEmail", body);
+}
+
+constexpr Verb verbs[] = {
+    {"alert", "Mails an alert to all enabled destinations",
+     "  pmctl alert --subject 'Disk full' --body 'Volume 2 has no room left'\n"
+     "  pmctl alert --subject 'Disk full' --body-file report.txt --host server12",
+     declareAlert, alert},
+    {"test-mail", "Sends the fixed test mail to a destination", "  pmctl test-mail 1", declareIndex,
+     testMail},
+    {"test-message", "Sends a test mail of your own",
+     "  pmctl test-message --to ops@example.com --subject Test --body 'Does this arrive?'",
+     declareMessage, testMessage},
+    {"alert-mail", "Mails a text to a destination, with its subject",
+     "  pmctl alert-mail 2 --body 'Fan 3 failed'", declareAlertMail, alertMail},
+    {"mail", "Sends a mail of any length",
+     "  pmctl mail --to ops@example.com --subject Log --body-file -  < log.txt\n"
+     "  pmctl mail --to ops@example.com --subject Log --body-file log.txt --no-wait",
+     declareMail, mail},
+};
+
+} // namespace
+
+std::span<const Verb> mailVerbs() {
+    return verbs;
+}

@@ -1,0 +1,31 @@
+// What stands on the command line.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+struct Options {
+    std::string root;
+    double timeout = 300; // seconds
+    bool verbose = false;
+
+    std::string name; // function, topic or key
+    std::string value;
+    std::string record; // file
+    std::string road;
+    int32_t index = 0;
+
+    std::string message;
+    std::string attribute;
+    std::optional<uint8_t> filterId;
+    std::optional<uint16_t> type;
+    std::optional<uint32_t> size;
+
+    std::string to;
+    std::string subject;
+    std::string host;
+    std::string body;
+    std::string bodyFile;
+    bool noWait = false;
+};

@@ -1,0 +1,69 @@
+// get, set, unset.
+#include <cstdio>
+
+#include "pmctl/exchange.h"
+#include "pmctl/verbs.h"
+
+namespace {
+
+void declareKey(CLI::App& verb, Options& options) {
+    verb.add_option("KEY", options.name, "Setting, attribute (in any case) or hardware.NAME")
+        ->required();
+}
+
+void declareGet(CLI::App& verb, Options& options) {
+    declareKey(verb, options);
+    verb.add_flag("-v,--verbose", options.verbose, "Also tell where the value comes from");
+}
+
+void declareSet(CLI::App& verb, Options& options) {
+    declareKey(verb, options);
+    verb.add_option("VALUE", options.value, "Value; one with a leading hyphen behind --")
+        ->required();
+}
+
+int get(const Options& options) {
+    Reply reply;
+    const int status = ask(options, {"get", {options.name}, {}}, reply);
+    if (status != EXIT_DONE || reply.fields.size() < 3)
+        return status == EXIT_DONE ? EXIT_FAILED : status;
+    const std::string& value = reply.fields[0];
+    const std::string& source = reply.fields[1];
+    const std::string& name = reply.fields[2];
+    if (source == "unset") {
+        std::fprintf(stderr, "pmctl: %s has no value\n", name.c_str());
+        return EXIT_FAILED;
+    }
+    if (options.verbose)
+        std::printf("%s = %s (%s)\n", name.c_str(), value.c_str(), source.c_str());
+    else
+        std::printf("%s\n", value.c_str());
+    return EXIT_DONE;
+}
+
+int set(const Options& options) {
+    return ask(options, {"set", {options.name, options.value}, {}});
+}
+
+int unset(const Options& options) {
+    return ask(options, {"unset", {options.name}, {}});
+}
+
+constexpr Verb verbs[] = {
+    {"get", "Prints the value in force",
+     "  pmctl get pm_str_email_server_address\n"
+     "  pmctl get -v Norvu.Embedded.1#IPv4.1#Enable",
+     declareGet, get},
+    {"set", "Writes a value, which then stands before the one in pm.conf",
+     "  pmctl set pm_str_email_alert1_destination ops@example.com\n"
+     "  pmctl set norvu.embedded.1#ldap.1#enable 1",
+     declareSet, set},
+    {"unset", "Forgets a written value, so that pm.conf or the default holds",
+     "  pmctl unset pm_str_email_alert1_destination", declareKey, unset},
+};
+
+} // namespace
+
+std::span<const Verb> settingsVerbs() {
+    return verbs;
+}

@@ -1,0 +1,8 @@
+// What the statuses of pm's functions mean.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+// name: of the function or topic that gave it.
+const char* statusMeaning(std::string_view name, int32_t status);

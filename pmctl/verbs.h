@@ -1,0 +1,21 @@
+// The verbs, a table for each group of them.
+#pragma once
+
+#include <CLI/App.hpp>
+#include <span>
+
+#include "pmctl/options.h"
+
+struct Verb {
+    const char* name;
+    const char* summary;
+    const char* examples;
+    void (*declare)(CLI::App& verb, Options& options); // its options
+    int (*run)(const Options& options);                // gives the exit status
+};
+
+std::span<const Verb> serviceVerbs();
+std::span<const Verb> settingsVerbs();
+std::span<const Verb> eventVerbs();
+std::span<const Verb> mailVerbs();
+std::span<const Verb> trapVerbs();
