@@ -6,6 +6,7 @@
 #include "mail/identity.h"
 #include "mail/send_email.h"
 #include "mail/server_address.h"
+#include "platform/request_record.h"
 
 namespace {
 
@@ -20,16 +21,10 @@ struct AlertTexts {
 
 // Tests the request and takes its texts; gives a status.
 int32_t takeRequest(uint32_t request_size, const void* request_data, AlertTexts& texts) {
-    if (request_data == nullptr) {
-        PM_LOG_AS(OPERATION, "[%d]: %s() - request_data is NULL, returning "
-                             "VESK_ERROR_INVALID_PARAMETER\n");
+    constexpr RequestWords WORDS = {OPERATION, "EmailAlertsExStruct",
+                                    "VESK_ERROR_INVALID_PARAMETER"};
+    if (!isWholeRequest(WORDS, request_size, request_data, sizeof(EmailAlertsExStruct)))
         return VESK_ERROR_INVALID_PARAMETER;
-    }
-    if (request_size < sizeof(EmailAlertsExStruct)) {
-        PM_LOG_AS(OPERATION, "[%d]: %s() - request_size less than sizeof(EmailAlertsExStruct), "
-                             "returning VESK_ERROR_INVALID_PARAMETER\n");
-        return VESK_ERROR_INVALID_PARAMETER;
-    }
     const auto* request = static_cast<const EmailAlertsExStruct*>(request_data);
     texts.szHostName.assign(fieldText(request->szHostName, sizeof request->szHostName));
     texts.szSubject.assign(fieldText(request->szSubject, sizeof request->szSubject));

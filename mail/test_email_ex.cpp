@@ -4,6 +4,7 @@
 #include "mail/identity.h"
 #include "mail/send_email.h"
 #include "mail/server_address.h"
+#include "platform/request_record.h"
 
 namespace {
 
@@ -12,16 +13,9 @@ constexpr uint32_t READ_LIMIT = 255;
 
 // Tests the request and takes its index; gives a status.
 int32_t takeIndex(uint32_t request_size, const void* request_data, int32_t& index) {
-    if (request_data == nullptr) {
-        PM_LOG_AS(OPERATION, "[%d]: %s() - request_data is NULL, returning "
-                             "VESK_ERROR_INVALID_PARAMETER\n");
+    constexpr RequestWords WORDS = {OPERATION, "unsigned char", "VESK_ERROR_INVALID_PARAMETER"};
+    if (!isWholeRequest(WORDS, request_size, request_data, sizeof(IndexRequest)))
         return VESK_ERROR_INVALID_PARAMETER;
-    }
-    if (request_size < sizeof(IndexRequest)) {
-        PM_LOG_AS(OPERATION, "[%d]: %s() - request_size less than sizeof(unsigned char), returning "
-                             "VESK_ERROR_INVALID_PARAMETER\n");
-        return VESK_ERROR_INVALID_PARAMETER;
-    }
     index = static_cast<const IndexRequest*>(request_data)->index;
     PM_LOG_AS(OPERATION, "[%d]: %s() - index = %d\n", index);
     if (index > ALERT_DESTINATIONS) {

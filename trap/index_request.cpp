@@ -2,6 +2,7 @@
 
 #include "common/records.h"
 #include "platform/logging.h"
+#include "platform/request_record.h"
 
 namespace {
 
@@ -12,17 +13,9 @@ constexpr int32_t TRAP_DESTINATIONS = 8;
 int32_t takeTrapIndex(const IndexRefusal& refusal, uint32_t request_size, const void* request_data,
                       int32_t& index) {
     PM_LOG_AS(refusal.operation, "[%d]: %s()\n");
-    if (request_data == nullptr) {
-        PM_LOG_AS(refusal.operation, "[%d]: %s() - request_data is NULL, returning %s\n",
-                  refusal.returning);
+    const RequestWords words = {refusal.operation, "unsigned char", refusal.returning};
+    if (!isWholeRequest(words, request_size, request_data, sizeof(IndexRequest)))
         return refusal.status;
-    }
-    if (request_size < sizeof(IndexRequest)) {
-        PM_LOG_AS(refusal.operation,
-                  "[%d]: %s() - request_size less than sizeof(unsigned char), returning %s\n",
-                  refusal.returning);
-        return refusal.status;
-    }
     index = static_cast<const IndexRequest*>(request_data)->index;
     PM_LOG_AS(refusal.operation, "[%d]: %s() - index = %d\n", index);
     if (index < 1 || index > TRAP_DESTINATIONS) {

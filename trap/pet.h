@@ -1,4 +1,4 @@
-// Platform Event Trap data (IPMI Platform Event Trap Format Specification 1.0).
+// Platform Event Trap data, as the IPMI Platform Event Trap Format 1.0 has it.
 #pragma once
 
 #include <cstddef>
