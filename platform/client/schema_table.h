@@ -20,7 +20,7 @@ inline constexpr auto SCHEMA = [] {
         {Settings, Text, 4, 254, "pm_str_email_alert*_subject", "", false, false,
          "Subject of its alerts", "Server alert"},
         {Settings, Text, 4, 254, "pm_str_email_alert*_body", "", true, false,
-         "Text below the event in its alerts", "Rack 12, room 3"},
+         "Text above the event in its alerts", "Rack 12, room 3"},
         {Settings, Bool, 0, 0, "alert_bool_smtp_auth_enable", "false", false, false,
          "Log in to the mail server", "true"},
         {Settings, Text, 0, 273, "alert_str_smtp_user", "", false, false,

@@ -1,0 +1,205 @@
+// Compares what the sample settings file, the man page and the completion say of
+// pm's keys with the schema; with --write, writes it anew.
+//   pm_schema_texts [--write] FILE...
+#include <cstring>
+#include <exception>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "platform/client/schema.h"
+#include "platform/client/settings_file.h"
+
+namespace {
+
+struct Table {
+    SchemaTable table;
+    const char* name;
+    const char* about;
+};
+constexpr Table TABLES[] = {
+    {SchemaTable::Settings, "settings", "What is mailed, where to, and by which server."},
+    {SchemaTable::Attributes, "attributes",
+     "Attributes of the controller. Letters of their names match in either case."},
+    {SchemaTable::Hardware, "hardware", "What the machine says of itself, where it must be told."},
+};
+
+std::string quotedText(std::string_view text) {
+    std::string quoted = "\"";
+    for (const char letter : text) {
+        if (letter == '"' || letter == '\\')
+            quoted += '\\';
+        quoted += letter;
+    }
+    return quoted + '"';
+}
+
+// A value as the settings file has it: whole numbers and booleans bare.
+std::string written(const SchemaRow& row, const char* text) {
+    const bool bare = row.type == ValueType::Bool || row.type == ValueType::Int ||
+                      (row.type == ValueType::Any && wholeNumber(text));
+    return bare ? text : quotedText(text);
+}
+
+std::string typeWords(const SchemaRow& row) {
+    const std::string text = "text of up to " + std::to_string(row.limit) + " bytes";
+    switch (row.type) {
+    case ValueType::Bool:
+        return "true or false";
+    case ValueType::Int:
+        return "whole number";
+    case ValueType::Text:
+        return text + (row.lines ? ", line feeds and tabs allowed" : "");
+    case ValueType::Any:
+        return "whole number or " + text;
+    }
+    return {};
+}
+
+std::string typeAndDefault(const SchemaRow& row) {
+    std::string words = typeWords(row);
+    words[0] = static_cast<char>(words[0] - 'a' + 'A');
+    return words + "; " +
+           (row.fallback == nullptr ? "no default" : "default " + written(row, row.fallback));
+}
+
+// The key's name in the settings file, without the table; attributes are quoted.
+std::string nameInFile(KeyId key) {
+    const std::string name = keyName(key);
+    switch (schemaRow(key).table) {
+    case SchemaTable::Attributes:
+        return quotedText(name);
+    case SchemaTable::Hardware:
+        return name.substr(name.find('.') + 1);
+    case SchemaTable::Settings:
+        break;
+    }
+    return name.find('/') == std::string::npos ? name : quotedText(name);
+}
+
+// The line that sets the key to its example. The loader has to take it.
+std::string exampleLine(KeyId key, const Table& table) {
+    std::string line = nameInFile(key) + " = " + written(schemaRow(key), schemaRow(key).example);
+    const SettingsFile file =
+        parseSettings("[" + std::string(table.name) + "]\n" + line + "\n", "example");
+    if (!file.findings.empty() || file.entries.size() != 1 || file.entries[0].key != key)
+        throw std::runtime_error("the loader does not take the example: " + line);
+    return line;
+}
+
+bool isFirstOfRow(KeyId key) {
+    return key == 0 || &schemaRow(key) != &schemaRow(static_cast<KeyId>(key - 1));
+}
+
+template <typename Visit>
+void eachKeyOf(const Table& table, Visit visit) {
+    for (KeyId key = 0; key < KEY_COUNT; ++key)
+        if (schemaRow(key).table == table.table)
+            visit(key, schemaRow(key));
+}
+
+std::string sampleText() {
+    std::string text;
+    for (const Table& table : TABLES) {
+        text +=
+            (text.empty() ? "[" : "\n[") + std::string(table.name) + "]\n# " + table.about + '\n';
+        eachKeyOf(table, [&](KeyId key, const SchemaRow& row) {
+            if (isFirstOfRow(key))
+                text += std::string("\n# ") + row.meaning + ".\n# " + typeAndDefault(row) + ".\n";
+            text += "#" + exampleLine(key, table) + '\n';
+        });
+    }
+    return text;
+}
+
+std::string manText() {
+    std::string text = ".SH KEYS\n";
+    for (const Table& table : TABLES) {
+        text += std::string(".SS [") + table.name + "]\n" + table.about + '\n';
+        eachKeyOf(table, [&](KeyId key, const SchemaRow& row) {
+            const int last = key + row.count - 1;
+            if (!isFirstOfRow(key))
+                return;
+            text += ".TP\n.B " + keyName(key) + '\n';
+            if (row.count > 1)
+                text += ".TQ\n\\&... to\n.TQ\n.B " + keyName(static_cast<KeyId>(last)) + '\n';
+            text += row.meaning + std::string(".\n") + typeAndDefault(row) +
+                    ".\nExample: " + written(row, row.example) + '\n';
+        });
+    }
+    return text;
+}
+
+std::string completionText() {
+    std::string text = "_pmctl_keys='\n";
+    for (KeyId key = 0; key < KEY_COUNT; ++key)
+        text += keyName(key) + '\n';
+    return text;
+}
+
+// Where the keys stand in each file: from the line `first` up to the line that
+// begins with `behind`, or to the file's end.
+struct Place {
+    std::string_view file;
+    const char* first;
+    const char* behind;
+    std::string (*text)();
+};
+constexpr Place PLACES[] = {
+    {"pm.conf", "[settings]\n", nullptr, sampleText},
+    {"pm.conf.5", ".SH KEYS\n", ".SH ", manText},
+    {"pmctl.bash", "_pmctl_keys='\n", "'\n", completionText},
+};
+
+// The file's text as it should be.
+std::string renewed(const Place& place, const std::string& before) {
+    const size_t start = before.find(std::string("\n") + place.first) + 1;
+    const size_t end = place.behind == nullptr
+                           ? before.size()
+                           : before.find(std::string("\n") + place.behind, start) + 1;
+    if (start == 0 || end == 0)
+        throw std::runtime_error("the place of the keys is missing");
+    return before.substr(0, start) + place.text() + before.substr(end);
+}
+
+bool handle(const std::string& path, bool write) {
+    const std::string_view name = std::string_view(path).substr(path.rfind('/') + 1);
+    for (const Place& place : PLACES) {
+        if (place.file != name)
+            continue;
+        std::ifstream file(path, std::ios::binary);
+        const std::string before{std::istreambuf_iterator<char>(file), {}};
+        const std::string after = renewed(place, before);
+        if (before == after)
+            return true;
+        if (write && std::ofstream(path, std::ios::binary)
+                         .write(after.data(), static_cast<std::streamsize>(after.size()))
+                         .flush())
+            return true;
+        std::cerr << path
+                  << (write ? ": cannot be written\n"
+                            : ": differs from the schema; build the target schema_texts\n");
+        return false;
+    }
+    std::cerr << path << ": has no place for keys\n";
+    return false;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const bool write = argc > 1 && std::strcmp(argv[1], "--write") == 0;
+    bool good = argc > (write ? 2 : 1);
+    for (int n = write ? 2 : 1; n < argc; ++n) {
+        try {
+            good = handle(argv[n], write) && good;
+        } catch (const std::exception& exception) {
+            std::cerr << argv[n] << ": " << exception.what() << '\n';
+            good = false;
+        }
+    }
+    return good ? 0 : 1;
+}
