@@ -14,7 +14,7 @@
 namespace {
 
 constexpr int MESSAGES_A_TURN = 64; // then the loop looks at its other sockets
-constexpr size_t VALUE_LIMIT = 16 * 1024;
+constexpr size_t VALUE_LIMIT = size_t{16} * 1024;
 
 // A request on its way in. What is taken out of it is moved.
 struct Incoming {
