@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# Installs the Debian 12 packages that pm needs and that are missing.
+#   scripts/setup.sh          to build pm and run the demo
+#   scripts/setup.sh --tests  also what the checks and tests use
+set -euo pipefail
+
+packages=(
+    g++ cmake ninja-build pkg-config
+    libczmq-dev libsystemd-dev libtomlplusplus-dev libcli11-dev libgtest-dev
+    python3 util-linux msmtp snmp
+    python3-aiosmtpd snmptrapd
+)
+if [ "${1:-}" = --tests ]; then
+    packages+=(clang-format clang-tidy dbus-daemon dpkg-dev openssl python3-pytest python3-zmq)
+fi
+
+missing=()
+for package in "${packages[@]}"; do
+    state=$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null || true)
+    [ "$state" = installed ] || missing+=("$package")
+done
+[ ${#missing[@]} -gt 0 ] || exit 0
+
+echo "To be installed from Debian: ${missing[*]}"
+as_root=()
+if [ "$(id -u)" -ne 0 ]; then
+    if ! command -v sudo >/dev/null; then
+        echo "This needs root or sudo. As root: apt-get install ${missing[*]}" >&2
+        exit 1
+    fi
+    as_root=(sudo)
+fi
+install=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y
+    --no-install-recommends "${missing[@]}")
+# The lists of a fresh machine are empty, those of an old one name versions that are gone.
+"${as_root[@]}" apt-get update
+"${install[@]}"

@@ -1,0 +1,82 @@
+#!/usr/bin/env bash
+# Builds pm and runs every check and test, or only the parts that are named:
+#   scripts/test.sh [format|tidy|units|tsan|asan|system]...
+#
+#   format  clang-format, and the direction of includes between folders
+#   tidy    clang-tidy
+#   units   unit tests, built with the address and undefined-behaviour sanitizers
+#   tsan    the concurrent unit tests, built with the thread sanitizer
+#   asan    system tests of the pm that the sanitizers watch
+#   system  system tests of the release build
+set -uo pipefail
+cd "$(dirname "$0")/.." || exit
+. scripts/lib.sh
+
+all=(format tidy units tsan asan system)
+parts=("${@:-${all[@]}}")
+[ $# -gt 0 ] || parts=("${all[@]}")
+for part in "${parts[@]}"; do
+    if [[ " ${all[*]} " != *" $part "* ]]; then
+        sed -n '2,10s/^# \{0,1\}//p' "$0" >&2
+        exit 2
+    fi
+done
+
+scripts/setup.sh --tests || exit
+log=$(mktemp -d) || exit
+trap 'rm -rf "$log"' EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM HUP
+
+sources() { find common core mail trap platform pmctl tests bench -name '*.cpp' -o -name '*.h'; }
+
+check_format() {
+    local status=0
+    sources | xargs clang-format --dry-run -Werror || status=1
+    python3 tests/include_rules.py . || status=1
+    return $status
+}
+
+check_tidy() {
+    [ -f build/release/build.ninja ] || cmake --preset release >/dev/null || return
+    sources | grep '\.cpp$' | grep -v '^tests/' |
+        xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build/release 2>&1 |
+        { grep -Ev '^[0-9]+ warnings? (generated|treated)|^Suppressed|^Use -header' || true; }
+}
+
+check_units() {
+    build asan && ctest --test-dir build/asan --output-on-failure -j "$(nproc)"
+}
+
+# The thread sanitizer needs an address space that is laid out as it expects.
+check_tsan() {
+    build tsan && setarch -R ctest --test-dir build/tsan --output-on-failure -j "$(nproc)" \
+        -L concurrent --no-tests=error
+}
+
+check_asan() { build asan pm pmctl && PM_BUILD=build/asan system_tests -m "not release"; }
+
+check_system() { build release pm pmctl && PM_BUILD=build/release system_tests; }
+
+# The interpreter that Debian's pytest belongs to, whatever else is in PATH.
+system_tests() { /usr/bin/python3 -m pytest -p no:cacheprovider -q --durations=3 tests/system "$@"; }
+
+failed=()
+for part in "${parts[@]}"; do
+    say "$part"
+    start=$SECONDS
+    if "check_$part" 2>&1 | tee "$log/$part"; then
+        printf -- '-- %s: passed in %d s\n' "$part" $((SECONDS - start))
+    else
+        printf -- '-- %s: FAILED after %d s\n' "$part" $((SECONDS - start))
+        failed+=("$part")
+    fi
+done
+
+say "${#parts[@]} parts in $SECONDS s; failed: ${failed[*]:-none}"
+# What was counted, in the runners' own words.
+for part in "${parts[@]}"; do
+    grep -hE '^[0-9]+% tests passed|^=*.* (passed|failed).* in [0-9.]+s|includes checked' \
+        "$log/$part" | sed "s/^/$part: /"
+done
+[ ${#failed[@]} -eq 0 ]

@@ -1,0 +1,72 @@
+"""A stand-in for the log-manager service, on a bus of its own."""
+import ctypes
+import subprocess
+import threading
+
+CONFIGURATION = """<busconfig><type>system</type><listen>unix:path={0}/bus</listen>
+<auth>EXTERNAL</auth><policy context="default"><allow user="*"/><allow own="*"/>
+<allow send_destination="*"/><allow receive_sender="*"/></policy></busconfig>"""
+
+
+class Bus:
+    """A dbus-daemon in a folder; environment leads pm to it."""
+
+    def __init__(self, folder):
+        (folder / "bus.conf").write_text(CONFIGURATION.format(folder))
+        self.environment = {"DBUS_SYSTEM_BUS_ADDRESS": f"unix:path={folder}/bus",
+                            "DBUS_STARTER_BUS_TYPE": "system", "SYSTEMD_BUS_TIMEOUT": "1s"}
+        self.process = subprocess.Popen(
+            ["dbus-daemon", f"--config-file={folder}/bus.conf", "--nofork", "--print-address"],
+            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        assert self.process.stdout.readline().startswith(b"unix:")  # it listens
+
+    def close(self):
+        self.process.kill()
+        self.process.wait()
+        self.process.stdout.close()
+
+
+class LogManager:
+    """Serves TestSNMPTrap; answer: a number, "error", "text" (a wrong type) or "nothing"."""
+
+    def __init__(self, bus, answer):
+        self.answer, self.indexes, self.ended = answer, [], False
+        self.asked = threading.Event()
+        self.lib = lib = ctypes.CDLL("libsystemd.so.0")
+        self.bus = ctypes.c_void_p()
+        address = bus.environment["DBUS_SYSTEM_BUS_ADDRESS"].encode()
+        assert lib.sd_bus_new(ctypes.byref(self.bus)) >= 0
+        assert lib.sd_bus_set_address(self.bus, address) >= 0
+        assert lib.sd_bus_set_bus_client(self.bus, 1) >= 0 and lib.sd_bus_start(self.bus) >= 0
+        assert lib.sd_bus_request_name(self.bus, b"com.braxel.norvu.tzkmanager",
+                                       ctypes.c_uint64(0)) >= 0
+        self.thread = threading.Thread(target=self._serve)
+        self.thread.start()
+
+    def close(self):
+        self.ended = True
+        self.thread.join()
+        self.lib.sd_bus_flush_close_unref(self.bus)
+
+    def _serve(self):
+        while not self.ended:
+            message = ctypes.c_void_p()
+            if self.lib.sd_bus_process(self.bus, ctypes.byref(message)) == 0:
+                self.lib.sd_bus_wait(self.bus, ctypes.c_uint64(20000))
+            if message:
+                if self.lib.sd_bus_message_is_method_call(
+                        message, b"com.braxel.norvu.tzkmanager.TZK", b"TestSNMPTrap") > 0:
+                    self._answer(message)
+                self.lib.sd_bus_message_unref(message)
+
+    def _answer(self, message):
+        index = ctypes.c_uint32()
+        assert self.lib.sd_bus_message_read(message, b"u", ctypes.byref(index)) > 0
+        self.indexes.append(index.value)
+        if self.answer == "error":
+            self.lib.sd_bus_reply_method_errno(message, 5, None)
+        elif self.answer == "text":
+            self.lib.sd_bus_reply_method_return(message, b"s", b"fine")
+        elif self.answer != "nothing":
+            self.lib.sd_bus_reply_method_return(message, b"i", ctypes.c_int32(self.answer))
+        self.asked.set()

@@ -1,0 +1,189 @@
+"""Mails as a real SMTP server gets them."""
+import re
+import ssl
+import stat
+import subprocess
+
+import pytest
+from conftest import CERTIFICATE_ROOT, PREFIX, SmtpSink, settings, until
+
+FOOTER = ("\nTo launch the Norvu Web Interface, click here: https://192.0.2.10\n"
+          "To launch the Norvu Virtual Console, click here: https://192.0.2.10/console\n")
+LINK = "\nNorvu web UI: https://192.0.2.10\n"
+DATE = r"(?:Mon|Tue|Wed|Thu|Fri|Sat|Sun), \d\d [A-Z][a-z]{2} \d{4} \d\d:\d\d:\d\d [+-]\d{4}"
+
+
+def text(mail):
+    """A mail without what the relay adds, its dates made the same for all."""
+    data = mail.data.decode().replace("\r\n", "\n")
+    data, ids = re.subn(r"^Message-ID: .*\n", "", data, count=1, flags=re.M)
+    assert ids == 1
+    return re.sub(rf"^(Date|Date/Time): {DATE}$", r"\1: D", data, flags=re.M)
+
+
+def message(to, subject, body):
+    return (f"Date: D\nFrom: norvu@example.com\nTo: {to}\nSubject: {subject}\n"
+            f"Content-type: text/plain\n\n{body}\n\n")
+
+
+def test_event_becomes_four_mails(pm, sink):
+    pm.ctl("event", "event_ipmi_pet", "--message", "Fan 3 failed", "--filter-id", "7")
+    assert [text(mail) for mail in sink.mails] == [
+        message(f"user{n}@example.com", f"Subject {n}", f"Message: Body {n}\nFan 3 failed{FOOTER}")
+        for n in (1, 2, 3, 4)]
+    assert {mail.sender for mail in sink.mails} == {"norvu@example.com"}
+    assert pm.left() == ["zorqemailconfig.txt"]
+    left = pm.tmp / "zorqemailconfig.txt"
+    assert stat.S_IMODE(left.stat().st_mode) == 0o600
+    assert f"\nport {sink.port}\ndomain [192.0.2.10]\n" in left.read_text()
+
+
+@pytest.mark.parametrize("good, bad", [("[192.0.2.10]", None), ("192.0.2.10", "[192.0.2.10]")])
+def test_next_mail_starts_with_the_domain_that_worked(make_pm, make, good, bad):
+    sink = make(SmtpSink, domain=re.escape(good))
+    pm = make_pm(settings(sink.port, 1)).start()
+    pm.ctl("event", "event_ipmi_pet", "--message", "M")
+    pm.ctl("event", "event_ipmi_pet", "--message", "M")
+    assert sink.domains == [bad, good, good] if bad else [good, good]
+    assert len(sink.mails) == 2
+    assert f"\ndomain {good}\n" in (pm.tmp / "zorqemailconfig.txt").read_text()
+
+
+TO_A = ["--to", "a@example.com", "--subject", "S", "--body", "B"]
+VERBS = {
+    "event": (["event", "event_ipmi_pet", "--message", "M"],
+              message("user1@example.com", "Subject 1", f"Message: Body 1\nM{FOOTER}")),
+    "alert": (["alert", "--subject", "S", "--body", "B"],
+              message("user1@example.com", "S", f"B{FOOTER}")),
+    "test-mail": (["test-mail", "1"], message(
+        "user1@example.com", "Test email alert from norvu", "Message: Body 1\nEvent Message: "
+        f"Test email to user.\nSeverity: Informational\nDate/Time: D\n{FOOTER}")),
+    "test-message": (["test-message", *TO_A], message("a@example.com", "S", f"B{LINK}")),
+    "alert-mail": (["alert-mail", "1", "--body", "B"],
+                   message("user1@example.com", "Subject 1", f"B{LINK}")),
+    "mail": (["mail", *TO_A], message("a@example.com", "S", "B")),
+}
+
+
+@pytest.mark.parametrize("verb", VERBS)
+def test_refused_once_is_delivered_by_the_second_attempt(make_pm, sink, verb):
+    pm = make_pm(settings(sink.port, 1)).start()
+    arguments, expected = VERBS[verb]
+    sink.refuse = 1
+    pm.ctl(*arguments)
+    pm.ctl(*arguments)
+    assert [text(mail) for mail in sink.mails] == [expected, expected]
+    assert sink.domains == ["[192.0.2.10]", "192.0.2.10", "192.0.2.10"]
+    assert pm.left() == ([] if verb == "mail" else ["zorqemailconfig.txt"])
+    sink.refuse = 2
+    assert "-1" in pm.ctl(*arguments, status=1)
+    assert len(sink.mails) == 2 and len(sink.domains) == 5
+
+
+def test_server_down(make_pm):
+    gone = SmtpSink()
+    gone.close()
+    pm = make_pm(settings(gone.port, 2)).start()
+    for arguments, _ in VERBS.values():
+        assert "-1" in pm.ctl(*arguments, status=1)
+    assert pm.left() == ["zorqemailconfig.txt"]
+    assert stat.S_IMODE((pm.tmp / "zorqemailconfig.txt").stat().st_mode) == 0o600
+    assert "msmtp" in pm.errors()
+
+
+def test_refusals(pm, sink):
+    pm.ctl("set", "pm_str_email_alert4_destination", "")
+    for arguments, status, says in (
+            ("test-mail 0", 1, "-1"), ("test-mail 5", 1, "-3"), ("test-mail 4", 1, "-1"),
+            ("test-mail x", 2, ""), ("alert-mail 5 --body B", 1, "-17"),
+            ("alert-mail 1 --body " + "B" * 255, 2, "254"),
+            (f"test-message --to {'t' * 255} --subject S --body B", 2, "254"),
+            (f"mail --to {'t' * 250} --subject S --body B", 2, "249"),
+            ("mail --to t --body B --subject " + "S" * 245, 2, "244"),
+            ("alert --body B --subject " + "S" * 255, 2, "254"),
+            ("alert --subject S --body " + "B" * 2040, 2, "2039"), ("nonsense", 2, "")):
+        assert says in pm.ctl(*arguments.split(), status=status)
+    assert sink.connections == 0
+
+
+@pytest.fixture(scope="module")
+def certificate(area):
+    subprocess.run("openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes "
+                   "-keyout host.key -out host.crt -subj /CN=localhost -days 2".split(),
+                   check=True, capture_output=True, cwd=area)
+    context = ssl.create_default_context(ssl.Purpose.CLIENT_AUTH)
+    context.load_cert_chain(area / "host.crt", area / "host.key")
+    return context
+
+
+# Server's address, encryption, mechanism asked for, password, what the server offers; and
+# the mechanism that is used, "" for none, or None for a failure.
+RELAYS = [
+    ("127.0.0.1", 0, None, "", "", ""), ("::1", 0, None, "", "", ""),
+    ("localhost", 1, None, "", "", ""), ("::1", 2, None, "", "", ""),
+    ("127.0.0.1", 0, 1, "p w", "PLAIN", "PLAIN"), ("127.0.0.1", 0, 2, "p w", "LOGIN", "LOGIN"),
+    ("127.0.0.1", 0, 4, "p w", "CRAM-MD5", "CRAM-MD5"),
+    ("127.0.0.1", 1, 0, "p w", "PLAIN LOGIN", "PLAIN"),
+    ("localhost", 2, 4, "p w", "PLAIN CRAM-MD5", "CRAM-MD5"),
+    ("127.0.0.1", 0, 1, "wrong", "PLAIN", None), ("127.0.0.1", 0, 1, "p w", "LOGIN", None),
+    ("127.0.0.1", 0, 1, "p w", "", None),
+]
+
+
+@pytest.mark.parametrize("host, encryption, mechanism, password, offered, used", RELAYS)
+def test_relays(make_pm, make, area, certificate, host, encryption, mechanism, password, offered,
+                used):
+    v6 = host == "::1"
+    sink = make(SmtpSink, host.replace("localhost", "127.0.0.1"), starttls=encryption == 2,
+                tls=certificate if encryption else None, mechanisms=offered,
+                logins={"u": "p w"} if offered else None)
+    flat = {"pm_str_email_server_address": host, "alert_str_smtp_user": "u",
+            "alert_bool_smtp_auth_enable": mechanism is not None,
+            "alert_str_smtp_password": password, "alert_int_smtp_sasl": mechanism or 0}
+    pm = make_pm(settings(sink.port, 1, flat, {
+        "Remotehosts.1#ConnectionEncryption": encryption, "IPv4.1#Enable": int(not v6),
+        "IPv6.1#Enable": int(v6), "IPv6.1#Address1": "2001:db8::10"}),
+        mounts=CERTIFICATE_ROOT.format(area) if encryption else "").start()
+    pm.ctl("event", "event_ipmi_pet", "--message", "M", status=1 if used is None else 0)
+    domain, link = (("[IPv6:2001:db8::10]", "https://[2001:db8::10]/console\n") if v6 else
+                    ("[192.0.2.10]", "https://192.0.2.10/console\n"))
+    assert [(mail.mechanism or "", mail.tls, mail.domain) for mail in sink.mails] == (
+        [] if used is None else [(used, bool(encryption), domain)])
+    assert all(link in text(mail) for mail in sink.mails)
+
+
+def test_body_of_50_megabytes(pm, sink, place):
+    body = (b"0123456789" * 90 + b"\n") * 58000
+    (place / "body").write_bytes(body)
+    pm.ctl("mail", "--to", "a@example.com", "--subject", "S", "--body-file", place / "body")
+    got = sink.mails[0].data.replace(b"\r\n", b"\n").partition(b"\n\n")[2]
+    assert got == body + b"\n\n" and pm.left() == []
+
+
+def test_32_generic_mails_at_once(pm, sink):
+    before = pm.held()
+    for n in range(32):
+        pm.ctl("mail", "--to", f"t{n}@b", "--subject", f"S{n}", "--body", f"B{n}", "--no-wait")
+    sink.wait(lambda s: len(s.mails) == 32)
+    assert {text(mail) for mail in sink.mails} == {message(f"t{n}@b", f"S{n}", f"B{n}")
+                                                   for n in range(32)}
+    until(lambda: pm.left() == [] and pm.holds_no_more_than(before))
+
+
+def test_hanging_relay_stops_nothing_else(make_pm, make):
+    sink = make(SmtpSink, mode="hang")
+    pm = make_pm(settings(sink.port, 1, {"pam_int_ldap_enable_mode": 1},
+                          {"SNMPAlert.1#Destination": "127.0.0.1"},
+                          {"community": "public"})).start()
+    slow = [pm.ctl_start("event", "event_ipmi_pet", "--message", "M"),
+            pm.ctl_start("test-message", *TO_A)]
+    sink.wait(lambda s: s.connections > 0)
+    pm.ctl("test-trap", "1", "--road", "ipmi")
+    pm.ctl("test-trap", "1", status=1)  # not enabled
+    pm.ctl("set", PREFIX + "ActiveDirectory.1#Enable", "1")
+    until(lambda: pm.ctl("get", "pam_int_ldap_enable_mode") == "0")
+    assert "pm_function_sendTestTrap" in pm.ctl("list")
+    assert [client.poll() for client in slow] == [None, None]
+    sink.mode = "drop"
+    sink.release()
+    assert [(client.communicate(timeout=20), client.returncode)[1] for client in slow] == [1, 1]

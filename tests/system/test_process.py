@@ -1,0 +1,131 @@
+"""The process itself: options, signals, one pm a root, what it holds and leaves."""
+import ctypes
+import os
+import pathlib
+import signal
+import threading
+import time
+
+import pytest
+from conftest import settings, until
+
+USAGE = "Usage:\n      -debug (-d) debug mode\n      -factorydefaults (-fd) factory defaults\n\n"
+DESCRIPTION = ("This system component provides a complete set of remote management functions for "
+               "Braxel Vantline servers")
+
+
+def test_unknown_options(make_pm):
+    for options, printed in ((["-D"], "argc:1 argv[n]:-D\nargc:2 -D unknown \n"),
+                             (["-d", "-FD", "-d"],
+                              "argc:1 argv[n]:-d\nargc:2 argv[n]:-FD\nargc:4 -FD unknown \n")):
+        pm = make_pm(settings())
+        pm.launch(*options).close()
+        assert pm.wait() == 1 and pm.out.read_text() == printed + USAGE and pm.errors() == ""
+        assert list(pm.root.iterdir()) == [pm.root / "etc"]
+
+
+def test_factory_defaults(make_pm):
+    pm = make_pm(settings(flat={"NVC/productinfo": "Mine"})).start("-DEBUG")
+    keys = ("NVC/description", "NVC/productinfo", "pm_str_email_alert1_subject")
+    pm.ctl("set", keys[0], "Changed")
+    pm.ctl("set", keys[2], "Changed")
+    for option, values in ((None, ["Changed", "Mine", "Changed"]),
+                           ("-FactoryDefaults", [DESCRIPTION, "Norvu Controller 6", "Subject 1"])):
+        pm.stop()
+        pm.start(*([option] if option else []))
+        until(lambda: [pm.ctl_start("get", key).communicate()[0].rstrip("\n")
+                       for key in keys] == values)  # pm may serve before it writes its own
+
+
+@pytest.mark.parametrize("name", ["TERM", "INT", "HUP", "USR2", "ALRM", "CONT", "QUIT", "TSTP"])
+def test_signals_that_end_it(make_pm, name):
+    pm = make_pm(settings()).start("-fd")
+    assert pm.stop(getattr(signal, "SIG" + name)) == 1
+    assert pm.out.read_text() == "argc:1 argv[n]:-fd\n" and pm.errors() == ""
+
+
+@pytest.mark.release
+def test_end_is_quick(make_pm):
+    def seconds(pm):
+        start = time.monotonic()
+        pm.stop()
+        return time.monotonic() - start
+    assert min(seconds(make_pm(settings()).start()) for _ in range(5)) < 0.05
+
+
+@pytest.mark.release
+@pytest.mark.parametrize("name", ["SEGV", "BUS", "FPE", "ILL", "ABRT"])
+def test_faults_say_so(make_pm, name):
+    pm = make_pm(settings()).start()
+    assert pm.stop(getattr(signal, "SIG" + name)) == 1
+    assert pm.errors().count("\n") == 1 and f"SIG{name}" in pm.errors()
+
+
+def test_bursts_of_harmless_signals(pm, sink):
+    stop, sent, libc = threading.Event(), [], ctypes.CDLL(None)
+
+    def burst():
+        while not stop.wait(0.0005):
+            for sig in (signal.SIGUSR1, signal.SIGCHLD, signal.SIGPIPE):
+                for task in os.listdir(f"/proc/{pm.process.pid}/task"):
+                    libc.tgkill(pm.process.pid, int(task), sig)
+                os.kill(pm.process.pid, sig)
+            sent.append(1)
+    sender = threading.Thread(target=burst)
+    sender.start()
+    try:
+        for _ in range(10):
+            pm.ctl("get", "pm_str_email_alert1_subject")
+        pm.ctl("event", "event_ipmi_pet", "--message", "M")
+        pm.ctl("mail", "--to", "a@example.com", "--subject", "S", "--body", "B")
+    finally:
+        stop.set()
+        sender.join()
+    assert len(sink.mails) == 5 and len(sent) > 10 and pm.stop() == 1
+
+
+@pytest.mark.parametrize("shared", ["root", "tmp"])
+def test_second_instance_is_refused(make_pm, shared):
+    first, second = make_pm(settings()).start(), make_pm(settings())
+    setattr(second, shared, getattr(first, shared))
+    second.launch().close()
+    assert second.wait() in (1, 255)
+    assert str(first.process.pid) in second.errors()
+    assert first.ctl("get", "pm_str_email_alert4_subject") == "Subject 4"
+    # One that was killed is no obstacle, nor its socket; of its mails nothing stays.
+    first.stop(signal.SIGKILL)
+    for name in ("zorqgenericemail123", "zorqemailconfig.txt123"):
+        (second.tmp / name).write_text("left behind")
+    second.start()
+    assert second.ctl("get", "pm_str_email_alert4_subject") == "Subject 4"
+    assert second.left() == []
+
+
+@pytest.mark.release
+def test_idle_and_nothing_left_over(make_pm, sink):
+    pm = make_pm(settings(sink.port, 1, None, {"SNMPAlert.1#Destination": "127.0.0.1"},
+                          {"community": "public"})).start()
+
+    def work():
+        pm.ctl("event", "event_ipmi_pet", "--message", "M")
+        pm.ctl("mail", "--to", "a@example.com", "--subject", "S", "--body", "B")
+        pm.ctl("test-trap", "1", "--road", "ipmi")
+        pm.ctl("set", "pm_str_email_alert1_subject", str(len(sink.mails)))
+        pm.ctl("call", "pm_function_sendTestEmailEx", status=1)  # no record
+
+    def switches():
+        return sum(int(line.split()[1])
+                   for task in pathlib.Path(f"/proc/{pm.process.pid}/task").iterdir()
+                   for line in (task / "status").read_text().splitlines()
+                   if "ctxt_switches" in line)
+    work()
+    before = pm.held()
+    for _ in range(10):
+        work()
+    until(lambda: pm.holds_no_more_than(before))
+    assert pm.left() == ["zorqemailconfig.txt"]
+    counts = [switches()]
+    while len(counts) < 5 and (len(counts) < 2 or counts[-1] != counts[-2]):
+        time.sleep(3)  # the length of the measurement; the work's end may reach into it
+        counts.append(switches())
+    assert counts[0] > 0 and counts[-1] == counts[-2], counts

@@ -1,0 +1,121 @@
+"""Settings through a real pm: what it reads, writes, keeps and reacts to."""
+import os
+import pathlib
+import signal
+import stat
+import threading
+
+import pytest
+import zmq
+from conftest import PREFIX, settings, until
+
+SUBJECT, SUBJECT3 = "pm_str_email_alert1_subject", "pm_str_email_alert3_subject"
+LDAP, AD = "pam_int_ldap_enable_mode", "pam_int_ad_enable_mode_pl"
+
+
+@pytest.mark.parametrize("key, value", [
+    ("pm_str_email_alert2_subject", "5"), ("pm_bool_email_alert2_enabled", '"yes"'),
+    ("pm_str_email_alert2_subjekt", '"S"'), ("pm_str_email_alert2_subject", f'"{"x" * 255}"'),
+    ("pm_str_email_alert2_subject", '"a\\nb"'), (LDAP, "4294967296"),
+    ("pm_str_email_alert2_subject", '"open'), ("pm_str_email_alert2_subject", '"\xff"'), ("", "5")])
+def test_one_bad_line_is_told_and_the_rest_loads(make_pm, key, value):
+    pm = make_pm()
+    (pm.root / "etc/pm.conf").write_bytes(
+        f'[settings]\n{SUBJECT} = "Before"\n{key} = {value}\n{SUBJECT3} = "Behind"\n'
+        .encode("latin-1"))
+    pm.start()
+    assert (pm.ctl("get", SUBJECT), pm.ctl("get", SUBJECT3)) == ("Before", "Behind")
+    assert (pm.ctl("get", "pm_str_email_alert2_subject"), pm.ctl("get", LDAP)) == ("", "0")
+    told = [line for line in pm.errors().splitlines() if "pm.conf" in line]
+    assert len(told) == 1 and "3" in told[0].split("pm.conf", 1)[1]
+
+
+def test_written_values(make_pm):
+    pm = make_pm(settings(count=1, attributes={"SNMPAlert.1#State": {"enum": "1"}})).start()
+    written = {SUBJECT: "quotes \" ' and \\ and # = [x] \u00e4\u20ac",
+               "pm_str_email_alert1_body": "two\nlines\t.", PREFIX + "SNMP.1#AlertPort": "1162"}
+    for key, value in written.items():
+        pm.ctl("set", key.replace("AlertPort", "ALERTPORT"), value)
+    assert {key: pm.ctl("get", key) for key in written} == written
+    pm.stop(signal.SIGKILL)
+    pm.start()
+    assert {key: pm.ctl("get", key) for key in written} == written
+    assert pm.ctl("get", PREFIX.lower() + "snmpalert.1#state") == "1"
+    assert [stat.S_IMODE(f.stat().st_mode) for f in (pm.root / "var/lib/pm").iterdir()] == [0o600]
+    pm.ctl("unset", SUBJECT)
+    assert pm.ctl("get", SUBJECT) == "Subject 1" and "pm.conf" in pm.ctl("get", "-v", SUBJECT)
+    for key, value, says in ((SUBJECT, "x" * 255, "254"), (SUBJECT, "a\nb", ""), (AD, "many", ""),
+                             ("pm_str_email_alert1_subjekt", "x", SUBJECT)):
+        assert says in pm.ctl("set", key, value, status=1)
+    assert pm.ctl("get", SUBJECT) == "Subject 1"
+
+
+def test_killed_while_writing(make_pm):
+    pm = make_pm(settings()).start()
+    for answers in range(10):
+        with zmq.Context() as context, context.socket(zmq.DEALER) as client:
+            client.linger = 0
+            client.connect(f"ipc://{pm.root}/run/pm/requests")
+            for n in range(200):
+                client.send_multipart([b"pm/1", b"", b"set", SUBJECT.encode(),
+                                       (b"a", b"b")[n % 2] * 250])
+            for _ in range(answers + 1):
+                assert client.poll(20000) and client.recv_multipart()[2] == b"done"
+            pm.stop(signal.SIGKILL)
+        pm.start()
+        assert pm.ctl("get", SUBJECT) in ("a" * 250, "b" * 250) and pm.errors() == ""
+
+
+def test_full_disk_changes_nothing(make_pm):
+    pm = make_pm(settings())
+    folder = pm.root / "var/lib/pm"
+    folder.mkdir(parents=True)
+    pm.mounts = f"mount -t tmpfs -o size=32k tmpfs {folder}"
+    pm.start()
+    pm.ctl("set", SUBJECT, "old")
+    seen = pathlib.Path(f"/proc/{pm.process.pid}/root{folder}")  # as pm sees it
+    names = os.listdir(seen)
+    with open(seen / "filler", "wb", buffering=0) as filler, pytest.raises(OSError):
+        while True:
+            filler.write(b"x" * 1024)
+    pm.ctl("set", SUBJECT, "new", status=1)
+    assert pm.ctl("get", SUBJECT) == "old"
+    (seen / "filler").unlink()
+    assert os.listdir(seen) == names
+    pm.ctl("set", SUBJECT, "new")
+    assert pm.ctl("get", SUBJECT) == "new"
+
+
+def test_directory_services_are_not_on_together(make_pm):
+    pm = make_pm(settings(flat={LDAP: 1})).start()
+    for on, off in ((PREFIX + "ActiveDirectory.1#Enable", LDAP), (LDAP, AD),
+                    (AD, PREFIX + "LDAP.1#Enable"), (PREFIX + "ldap.1#enable", AD)):
+        pm.ctl("set", on, "1")
+        until(lambda: pm.ctl("get", off) == "0")
+        assert pm.ctl("get", on) == "1"
+
+
+def test_snmp_change_is_seen_by_watch(pm):
+    watch, seen = pm.ctl_start("watch"), threading.Event()
+    reader = threading.Thread(target=lambda: [
+        seen.set() for line in watch.stdout if "pm_event_snmp_config_changed" in line])
+    reader.start()
+    for n in range(200):
+        pm.ctl("set", PREFIX + "SNMPAlert.8#Destination", f"192.0.2.{n}")
+        if seen.wait(0.1):  # else the watcher had not joined yet
+            break
+    watch.kill()
+    reader.join()
+    watch.communicate()
+    assert seen.is_set()
+
+
+def test_configuration_event_restarts_the_sibling(make_pm, place):
+    os.mkfifo(place / "asked")
+    (place / "systemctl").write_text(f'#!/bin/sh\necho "$@" >{place}/asked\n')
+    (place / "systemctl").chmod(0o755)
+    pm = make_pm(settings(), environment={"PATH": f"{place}:{os.environ['PATH']}"}).start()
+    client = pm.ctl_start("event", "qelctl_event_config_changed")
+    assert (place / "asked").read_text() == "restart qelctl_ipmiextd.service\n"
+    client.communicate(timeout=20)
+    assert client.returncode == 0
