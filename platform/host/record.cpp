@@ -54,8 +54,9 @@ bool makeRecord(std::optional<Frame> payload, size_t length, bool terminated, Re
 }
 
 bool nameIsInside(Record& record) {
-    // Too short to hold an offset: the padding gives 0, the record's start.
-    return !record.frame || record.size < sizeof(AttributeChangeRecord) ||
+    // Without a byte of the offset, the padding gives 0: the record's start. One
+    // that is cut inside it still has some of its bytes.
+    return !record.frame || record.size <= offsetof(AttributeChangeRecord, nameOffset) ||
            static_cast<const AttributeChangeRecord*>(record.data())->nameOffset < record.size;
 }
 
