@@ -46,7 +46,8 @@ touch "$dir/mails.txt"
 started+=($!)
 exec 3>"$dir/mails"
 until read -r mail_port <"$dir/mails.txt" && [ -n "$mail_port" ]; do
-    kill -0 "${started[-1]}" 2>/dev/null || fail "the mail server did not start: $(cat "$dir/mails.txt")"
+    kill -0 "${started[-1]}" 2>/dev/null ||
+        fail "the mail server did not start: $(cat "$dir/mails.txt")"
     sleep 0.02
 done
 trap_port=$(/usr/bin/python3 -c 'import socket

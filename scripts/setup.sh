@@ -11,7 +11,10 @@ packages=(
     python3-aiosmtpd snmptrapd
 )
 if [ "${1:-}" = --tests ]; then
-    packages+=(clang-format clang-tidy dbus-daemon dpkg-dev openssl python3-pytest python3-zmq)
+    packages+=(
+        clang clang-format clang-tidy libclang-rt-14-dev gcovr
+        dbus-daemon dpkg-dev lintian openssl python3-pytest python3-zmq
+    )
 fi
 
 missing=()

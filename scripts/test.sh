@@ -1,23 +1,26 @@
 #!/usr/bin/env bash
 # Builds pm and runs every check and test, or only the parts that are named:
-#   scripts/test.sh [format|tidy|units|tsan|asan|system]...
+#   scripts/test.sh [format|tidy|units|tsan|system|asan|coverage|fuzz|soak]...
 #
 #   format  clang-format, and the direction of includes between folders
 #   tidy    clang-tidy
 #   units   unit tests, built with the address and undefined-behaviour sanitizers
 #   tsan    the concurrent unit tests, built with the thread sanitizer
-#   asan    system tests of the pm that the sanitizers watch
 #   system  system tests of the release build
+#   asan    system tests of the pm that the sanitizers watch
+#   coverage  how many lines of own operations the unit tests run
+#   fuzz    each fuzz target for some seconds
+#   soak    mixed traffic against bad mail servers, with pm killed now and then
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit
 . scripts/lib.sh
 
-all=(format tidy units tsan asan system)
+all=(format tidy units tsan system asan coverage fuzz soak)
 parts=("${@:-${all[@]}}")
 [ $# -gt 0 ] || parts=("${all[@]}")
 for part in "${parts[@]}"; do
     if [[ " ${all[*]} " != *" $part "* ]]; then
-        sed -n '2,10s/^# \{0,1\}//p' "$0" >&2
+        sed -n '2,13s/^# \{0,1\}//p' "$0" >&2
         exit 2
     fi
 done
@@ -28,7 +31,7 @@ trap 'rm -rf "$log"' EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM HUP
 
-sources() { find common core mail trap platform pmctl tests bench -name '*.cpp' -o -name '*.h'; }
+sources() { find common core mail trap platform pmctl tests bench packaging -name '*.cpp' -o -name '*.h'; }
 
 check_format() {
     local status=0
@@ -56,10 +59,16 @@ check_tsan() {
 
 check_asan() { build asan pm pmctl && PM_BUILD=build/asan system_tests -m "not release"; }
 
+check_coverage() { scripts/coverage.sh; }
+check_fuzz() { scripts/fuzz.sh 20; }
+check_soak() { scripts/soak.sh 15; }
+
 check_system() { build release pm pmctl && PM_BUILD=build/release system_tests; }
 
 # The interpreter that Debian's pytest belongs to, whatever else is in PATH.
-system_tests() { /usr/bin/python3 -m pytest -p no:cacheprovider -q --durations=3 tests/system "$@"; }
+system_tests() {
+    /usr/bin/python3 -m pytest -p no:cacheprovider -q --durations=3 tests/system "$@"
+}
 
 failed=()
 for part in "${parts[@]}"; do
