@@ -4,17 +4,15 @@
 #include <sys/un.h>
 
 #include "platform/client/printable.h"
+#include "pmctl/output.h"
 #include "pmctl/statuses.h"
 
 namespace {
 
-constexpr const char* WHERE_TO_LOOK =
-    "pmctl: the reason is in pm's log (journalctl -t pm, or pm's standard error); "
-    "\"pm -debug\" logs each step\n";
-
 int tellStatus(std::string_view name, int32_t status) {
-    std::fprintf(stderr, "pmctl: %.*s: status %d: %s\n%s", static_cast<int>(name.size()),
-                 name.data(), status, statusMeaning(name, status), WHERE_TO_LOOK);
+    complain("%.*s: status %d: %s", static_cast<int>(name.size()), name.data(), status,
+             statusMeaning(name, status));
+    std::fprintf(stderr, "pmctl: \"pmctl log\" tells each step and the reason\n");
     return EXIT_FAILED;
 }
 
@@ -27,22 +25,26 @@ int tellReply(const Request& request, const Reply& reply) {
         return *status == 0 ? EXIT_DONE : tellStatus(name, *status);
     }
     const std::string text = reply.fields.empty() ? "without a reason" : reply.fields.back();
-    std::fprintf(stderr, "pmctl: refused: %s\n", escapeControls(text).c_str());
+    complain("refused: %s", escapeControls(text).c_str());
     return EXIT_FAILED;
 }
 
 } // namespace
 
 int wrongUse(const std::string& text) {
-    std::fprintf(stderr, "pmctl: %s\n", text.c_str());
+    complain("%s", text.c_str());
     return EXIT_WRONG_USE;
 }
 
+std::string belowRoot(const Options& options, std::string_view path) {
+    std::string whole = options.root;
+    while (whole.ends_with('/'))
+        whole.pop_back();
+    return (whole += '/').append(path);
+}
+
 std::string runFolder(const Options& options) {
-    std::string folder = options.root;
-    while (folder.ends_with('/'))
-        folder.pop_back();
-    return folder + "/run/pm";
+    return belowRoot(options, "run/pm");
 }
 
 std::chrono::milliseconds timeLimit(const Options& options) {
@@ -53,23 +55,29 @@ int tellNotAnswered(const Options& options, Outcome outcome) {
     const std::string folder = runFolder(options);
     switch (outcome) {
     case Outcome::NotReached:
-        std::fprintf(stderr,
-                     "pmctl: no pm is reached in %s; is it running, with this root, and may you "
-                     "enter the folder?\n",
-                     folder.c_str());
+        complain("no pm is reached in %s; is it running, with this root, and may you enter the "
+                 "folder?",
+                 folder.c_str());
         break;
     case Outcome::Lost:
-        std::fprintf(stderr, "pmctl: pm ended before it answered\n");
+        complain("pm ended before it answered");
         break;
     case Outcome::TimedOut:
-        std::fprintf(stderr, "pmctl: pm in %s gave no answer within %g s; it may still do it\n",
-                     folder.c_str(), options.timeout);
+        complain("pm in %s gave no answer within %g s; it may still do it", folder.c_str(),
+                 options.timeout);
         break;
     case Outcome::NoMemory:
     case Outcome::Answered:
-        std::fprintf(stderr, "pmctl: there is no memory for the request\n");
+        complain("there is no memory for the request");
         break;
     }
+    return EXIT_NOT_REACHED;
+}
+
+int tellEnd(const Options& options, Outcome outcome) {
+    if (outcome != Outcome::Lost)
+        return tellNotAnswered(options, outcome);
+    complain("pm has ended");
     return EXIT_NOT_REACHED;
 }
 

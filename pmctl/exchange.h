@@ -17,11 +17,15 @@ enum ExitStatus : int {
 // "pmctl: ..." on standard error; gives EXIT_WRONG_USE.
 int wrongUse(const std::string& text);
 
+// A path below the root, without "/" in front.
+std::string belowRoot(const Options& options, std::string_view path);
 std::string runFolder(const Options& options);
 std::chrono::milliseconds timeLimit(const Options& options);
 
 // Tells why there was no answer; gives EXIT_NOT_REACHED.
 int tellNotAnswered(const Options& options, Outcome outcome);
+// The same where pm was listened to.
+int tellEnd(const Options& options, Outcome outcome);
 
 // Asks pm. On anything but EXIT_DONE the reason has been told: not reached,
 // refused, or a status that is not 0, with its meaning for that function (of a

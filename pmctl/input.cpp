@@ -5,6 +5,7 @@
 
 #include "common/owner.h"
 #include "platform/client/wire.h"
+#include "pmctl/output.h"
 
 bool readInput(const std::string& file, std::string& content) {
     const FileOwner opened(file == "-" ? nullptr : std::fopen(file.c_str(), "rb"));
@@ -15,12 +16,12 @@ bool readInput(const std::string& file, std::string& content) {
            (got = std::fread(part, 1, sizeof part, input)) > 0)
         content.append(part, got);
     if (input == nullptr || std::ferror(input) != 0) {
-        std::fprintf(stderr, "pmctl: %s: %s\n", file.c_str(), std::strerror(errno));
+        complain("%s: %s", file.c_str(), std::strerror(errno));
         return false;
     }
     if (content.size() <= MESSAGE_LIMIT)
         return true;
-    std::fprintf(stderr, "pmctl: %s: has more than 64 MiB\n", file.c_str());
+    complain("%s: has more than 64 MiB", file.c_str());
     return false;
 }
 
@@ -32,10 +33,9 @@ bool readBody(const Options& options, std::string& body) {
 
 bool fits(std::string_view text, size_t limit, const char* what) {
     if (text.size() > limit)
-        std::fprintf(stderr, "pmctl: the %s has %zu bytes, at most %zu are possible\n", what,
-                     text.size(), limit);
+        complain("the %s has %zu bytes, at most %zu are possible", what, text.size(), limit);
     else if (text.find('\0') != std::string_view::npos)
-        std::fprintf(stderr, "pmctl: the %s holds a zero byte, where it would end\n", what);
+        complain("the %s holds a zero byte, where it would end", what);
     else
         return true;
     return false;

@@ -9,6 +9,7 @@ struct Options {
     std::string root;
     double timeout = 300; // seconds
     bool verbose = false;
+    bool json = false;
 
     std::string name; // function, topic or key
     std::string value;
@@ -28,4 +29,10 @@ struct Options {
     std::string body;
     std::string bodyFile;
     bool noWait = false;
+
+    int32_t lines = 0;
+    bool follow = false;
+
+    std::string file; // to check
+    bool offline = false;
 };

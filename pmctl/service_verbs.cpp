@@ -4,17 +4,34 @@
 #include "platform/client/printable.h"
 #include "pmctl/exchange.h"
 #include "pmctl/input.h"
+#include "pmctl/output.h"
 #include "pmctl/verbs.h"
 
 namespace {
 
+// Fields are pairs: what it is, and its name.
+std::string jsonNames(const Reply& reply, std::string_view kind) {
+    std::vector<std::string> names;
+    for (size_t at = 1; at < reply.fields.size(); at += 2)
+        if (reply.fields[at - 1] == kind)
+            names.push_back(jsonText(reply.fields[at]));
+    return jsonArray(names);
+}
+
 int list(const Options& options) {
     Reply reply;
     const int status = ask(options, {"list", {}, {}}, reply);
-    // Pairs: what it is, and its name.
-    for (size_t at = 1; status == EXIT_DONE && at < reply.fields.size(); at += 2)
+    if (status != EXIT_DONE)
+        return status;
+    if (options.json) {
+        std::printf("%s\n", jsonObject({{"functions", jsonNames(reply, "function")},
+                                        {"topics", jsonNames(reply, "topic")}})
+                                .c_str());
+        return EXIT_DONE;
+    }
+    for (size_t at = 1; at < reply.fields.size(); at += 2)
         std::printf("%s\n", escapeControls(reply.fields[at]).c_str());
-    return status;
+    return EXIT_DONE;
 }
 
 void declareCall(CLI::App& verb, Options& options) {
@@ -46,18 +63,14 @@ int watch(const Options& options) {
         if (std::ferror(stdout) != 0)
             return EXIT_FAILED; // nobody reads on
     }
-    if (outcome == Outcome::Lost) {
-        std::fprintf(stderr, "pmctl: pm has ended\n");
-        return EXIT_NOT_REACHED;
-    }
-    return tellNotAnswered(options, outcome);
+    return tellEnd(options, outcome);
 }
 
 void declareNothing(CLI::App&, Options&) {}
 
 constexpr Verb verbs[] = {
-    {"list", "Functions and topics that pm serves, one a line", "  pmctl list", declareNothing,
-     list},
+    {"list", "Functions and topics that pm serves, one a line",
+     "  pmctl list\n  pmctl list --json | jq .topics", declareJson, list},
     {"call", "Calls a named function with a record made elsewhere",
      "  pmctl call pm_function_sendTestTrap --record request.bin\n"
      "  printf '\\001' | pmctl call pm_function_sendTestEmailEx --record -",
@@ -67,6 +80,10 @@ constexpr Verb verbs[] = {
 };
 
 } // namespace
+
+void declareJson(CLI::App& verb, Options& options) {
+    verb.add_flag("--json", options.json, "Print JSON, for programs");
+}
 
 std::span<const Verb> serviceVerbs() {
     return verbs;

@@ -1,7 +1,9 @@
 // get, set, unset.
 #include <cstdio>
 
+#include "platform/client/schema.h"
 #include "pmctl/exchange.h"
+#include "pmctl/output.h"
 #include "pmctl/verbs.h"
 
 namespace {
@@ -13,13 +15,24 @@ void declareKey(CLI::App& verb, Options& options) {
 
 void declareGet(CLI::App& verb, Options& options) {
     declareKey(verb, options);
-    verb.add_flag("-v,--verbose", options.verbose, "Also tell where the value comes from");
+    auto* verbose =
+        verb.add_flag("-v,--verbose", options.verbose, "Also tell where the value comes from");
+    declareJson(verb, options);
+    verb.get_option("--json")->excludes(verbose);
 }
 
 void declareSet(CLI::App& verb, Options& options) {
     declareKey(verb, options);
     verb.add_option("VALUE", options.value, "Value; one with a leading hyphen behind --")
         ->required();
+}
+
+// As its key's type has it; a text that is a whole number only for a key of such.
+std::string jsonValue(const std::string& name, const std::string& value) {
+    const auto key = findKey(name);
+    const bool number = key && schemaRow(*key).type == ValueType::Int && wholeNumber(value);
+    const bool truth = key && schemaRow(*key).type == ValueType::Bool;
+    return number ? std::to_string(*wholeNumber(value)) : truth ? value : jsonText(value);
 }
 
 int get(const Options& options) {
@@ -31,10 +44,16 @@ int get(const Options& options) {
     const std::string& source = reply.fields[1];
     const std::string& name = reply.fields[2];
     if (source == "unset") {
-        std::fprintf(stderr, "pmctl: %s has no value\n", name.c_str());
+        complain("%s has no value; \"pmctl set %s VALUE\" gives it one", name.c_str(),
+                 name.c_str());
         return EXIT_FAILED;
     }
-    if (options.verbose)
+    if (options.json)
+        std::printf("%s\n", jsonObject({{"name", jsonText(name)},
+                                        {"value", jsonValue(name, value)},
+                                        {"source", jsonText(source)}})
+                                .c_str());
+    else if (options.verbose)
         std::printf("%s = %s (%s)\n", name.c_str(), value.c_str(), source.c_str());
     else
         std::printf("%s\n", value.c_str());
@@ -52,7 +71,8 @@ int unset(const Options& options) {
 constexpr Verb verbs[] = {
     {"get", "Prints the value in force",
      "  pmctl get pm_str_email_server_address\n"
-     "  pmctl get -v Norvu.Embedded.1#IPv4.1#Enable",
+     "  pmctl get -v Norvu.Embedded.1#IPv4.1#Enable\n"
+     "  pmctl get --json hardware.host_name",
      declareGet, get},
     {"set", "Writes a value, which then stands before the one in pm.conf",
      "  pmctl set pm_str_email_alert1_destination ops@example.com\n"

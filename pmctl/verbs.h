@@ -19,3 +19,9 @@ std::span<const Verb> settingsVerbs();
 std::span<const Verb> eventVerbs();
 std::span<const Verb> mailVerbs();
 std::span<const Verb> trapVerbs();
+std::span<const Verb> checkVerbs();
+std::span<const Verb> logVerbs();
+std::span<const Verb> statusVerbs();
+
+// The option --json.
+void declareJson(CLI::App& verb, Options& options);

@@ -1,6 +1,5 @@
-#include <string_view>
-
 #include "common/status.h"
+#include "common/trap_rules.h"
 #include "platform/logging.h"
 #include "platform/settings.h"
 #include "trap/ipmi_test_trap.h"
@@ -9,31 +8,6 @@
 namespace {
 
 constexpr const char* OPERATION = "sendTrap";
-
-constexpr std::string_view DESTINATION_SIGNS = ".-_:%";
-
-bool isDestinationSign(char sign) {
-    return (sign >= 'a' && sign <= 'z') || (sign >= 'A' && sign <= 'Z') ||
-           (sign >= '0' && sign <= '9') || DESTINATION_SIGNS.find(sign) != std::string_view::npos;
-}
-
-// Neither value may change what is run, whatever splits the command line: the
-// destination stands there bare, the community in single quotes.
-bool isSafeDestination(std::string_view destination) {
-    for (const char sign : destination) {
-        if (!isDestinationSign(sign))
-            return false;
-    }
-    return destination.front() != '-';
-}
-
-bool isSafeCommunity(std::string_view community) {
-    for (const char sign : community) {
-        if (sign == '\'' || sign == '\\' || (sign >= '\0' && sign < ' ') || sign == '\x7f')
-            return false;
-    }
-    return true;
-}
 
 bool areSafe(int32_t index, const Community& community, const Text<256>& destination) {
     if (!isSafeCommunity(community.view())) {

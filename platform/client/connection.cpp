@@ -47,7 +47,7 @@ void Connection::close() {
     m_reached = false;
 }
 
-Outcome Connection::open(int type) {
+Outcome Connection::open(int type, std::string_view subscription) {
     if (m_socket != nullptr)
         return Outcome::Answered;
     if (m_context == nullptr)
@@ -65,7 +65,7 @@ Outcome Connection::open(int type) {
     const int64_t limit = TRANSPORT_LIMIT;
     zmq_setsockopt(m_socket, ZMQ_MAXMSGSIZE, &limit, sizeof limit);
     if (type == ZMQ_SUB)
-        zmq_setsockopt(m_socket, ZMQ_SUBSCRIBE, WIRE_VERSION.data(), WIRE_VERSION.size());
+        zmq_setsockopt(m_socket, ZMQ_SUBSCRIBE, subscription.data(), subscription.size());
     if (zmq_socket_monitor(m_socket, MONITOR_ENDPOINT, MONITORED) != 0 ||
         zmq_connect(m_monitor, MONITOR_ENDPOINT) != 0 ||
         zmq_connect(m_socket, m_endpoint.c_str()) != 0) {
@@ -139,8 +139,9 @@ Outcome Connection::request(const Request& request, std::chrono::milliseconds li
     }
 }
 
-Outcome Connection::listen(std::optional<std::chrono::milliseconds> limit, Frames& frames) {
-    const Outcome outcome = open(ZMQ_SUB);
+Outcome Connection::listen(std::optional<std::chrono::milliseconds> limit, Frames& frames,
+                           std::string_view subscription) {
+    const Outcome outcome = open(ZMQ_SUB, subscription);
     if (outcome != Outcome::Answered)
         return outcome;
     return wait(limit ? after(*limit) : Time::max(), frames);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "platform/client/wire.h"
 
@@ -31,13 +32,15 @@ class Connection {
 
     // Becomes a listener instead and waits for the next message of what the other
     // side raises; the first is its word that the subscription stands. Without a
-    // limit it waits as long as it takes.
-    Outcome listen(std::optional<std::chrono::milliseconds> limit, Frames& frames);
+    // limit it waits as long as it takes. The subscription is to events, or to
+    // log lines; that of the first call holds.
+    Outcome listen(std::optional<std::chrono::milliseconds> limit, Frames& frames,
+                   std::string_view subscription = WIRE_VERSION);
 
   private:
     using Time = std::chrono::steady_clock::time_point;
 
-    Outcome open(int type);
+    Outcome open(int type, std::string_view subscription = {});
     void close();
     Outcome wait(Time end, Frames& frames);
     bool takeMonitored();

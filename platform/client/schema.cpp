@@ -296,6 +296,12 @@ std::string valueText(const Value& value) {
     return value.text;
 }
 
+std::optional<int32_t> valueNumber(const Value& value) {
+    if (value.kind == ValueKind::Bool)
+        return std::nullopt;
+    return value.kind == ValueKind::Int ? value.number : wholeNumber(value.text);
+}
+
 std::optional<int32_t> wholeNumber(std::string_view text) {
     int32_t number = 0;
     const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), number);

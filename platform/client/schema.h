@@ -71,6 +71,8 @@ bool parseValue(KeyId key, std::string_view text, Value& value, std::string& err
 bool checkValue(KeyId key, const Value& value, std::string& error);
 
 std::string valueText(const Value& value); // booleans as true and false
+// The whole number that a value is, or that its text is; none of a boolean.
+std::optional<int32_t> valueNumber(const Value& value);
 // A whole number with nothing before or behind it, in 32 bits.
 std::optional<int32_t> wholeNumber(std::string_view text);
 std::string lowerCase(std::string_view text); // ASCII letters only

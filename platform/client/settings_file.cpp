@@ -119,7 +119,20 @@ int lineAtFault(const std::string& text, const Lines& lines, int seen) {
     return best;
 }
 
-std::string syntaxMessage(const toml::parse_error& error, std::string_view line) {
+// Whether a line sets a key whose value is secret, or one that is meant to be such.
+bool holdsSecret(std::string_view line) {
+    std::string name(line.substr(0, line.find('=')));
+    std::erase_if(name, [](char letter) { return std::strchr(" \t\"'", letter) != nullptr; });
+    const auto key = findKey(nearestKey(name));
+    return key && schemaRow(*key).secret;
+}
+
+// lineSeen: where the parser stumbled; line: the one at fault.
+std::string syntaxMessage(const toml::parse_error& error, std::string_view lineSeen,
+                          std::string_view line) {
+    // What the parser says may repeat a part of the value.
+    if (holdsSecret(line) || holdsSecret(lineSeen))
+        return "syntax error: must be a text in quotes";
     std::string message = "syntax error: ";
     message += error.description();
     const size_t first = line.find_first_not_of(" \t");
@@ -148,7 +161,10 @@ toml::table parseWhatIsSound(std::string& text, const std::string& name,
         const int fault = lineAtFault(text, lines, seen);
         const int told = fault == 0 ? seen : fault;
         if (findings.empty() || findings.back().line != told)
-            findings.push_back({name, told, {}, syntaxMessage(result.error(), lines.line(told))});
+            findings.push_back({name,
+                                told,
+                                {},
+                                syntaxMessage(result.error(), lines.line(seen), lines.line(told))});
         if (fault == 0)
             for (int line = seen; line <= lines.count(); ++line)
                 lines.blank(line);
@@ -198,7 +214,7 @@ bool nodeValue(const toml::node& node, Value& value, std::string& error) {
             value.text = text->get();
             return true;
         }
-    error = "cannot have a value of this kind";
+    error = "cannot have a value of this kind; pm.conf(5) tells which it can";
     return false;
 }
 
@@ -211,6 +227,8 @@ std::string unknownKey(SchemaTable table, std::string_view name) {
         message += " of this table";
     else if (!nearest.empty())
         message += "; did you mean \"" + nearest + "\"?";
+    else
+        message += "; pm.conf(5) lists those that are";
     return message;
 }
 
@@ -227,7 +245,8 @@ class Reader {
                 readTable(known->table, *node.as_table());
             else
                 tell(node, name,
-                     "stands outside the tables [settings], [attributes] and [hardware]");
+                     "stands outside the tables [settings], [attributes] and [hardware]; move it "
+                     "into one of them");
         }
         std::stable_sort(m_file.entries.begin(), m_file.entries.end(), byLine);
         dropRepeated();
@@ -323,6 +342,13 @@ SettingsFile readSettingsFile(const std::string& path) {
     file.findings.push_back(
         {path, 0, {}, std::string("cannot be read: ") + std::strerror(file.error)});
     return file;
+}
+
+const SettingsEntry* findEntry(const std::vector<SettingsEntry>& entries, KeyId key) {
+    for (const SettingsEntry& entry : entries)
+        if (valueKey(entry.key) == valueKey(key))
+            return &entry;
+    return nullptr;
 }
 
 std::string findingText(const SettingsFinding& finding) {

@@ -3,9 +3,15 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/client/schema.h"
+
+// Below the root: what the operator writes, and what pm writes at run time.
+inline constexpr std::string_view SETTINGS_FILE = "etc/pm.conf";
+inline constexpr std::string_view RUN_TIME_FOLDER = "var/lib/pm";
+inline constexpr std::string_view RUN_TIME_FILE = "var/lib/pm/settings.toml";
 
 struct SettingsEntry {
     KeyId key;
@@ -29,6 +35,9 @@ struct SettingsFile {
 SettingsFile readSettingsFile(const std::string& path);
 // The same from a text; name is what the findings call the file.
 SettingsFile parseSettings(std::string text, const std::string& name);
+
+// The entry of a key, under whichever of its names; null if there is none.
+const SettingsEntry* findEntry(const std::vector<SettingsEntry>& entries, KeyId key);
 
 // "file:line: key: message"
 std::string findingText(const SettingsFinding& finding);

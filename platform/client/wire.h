@@ -11,6 +11,8 @@
 #include <zmq.h>
 
 inline constexpr std::string_view WIRE_VERSION = "pm/1";
+// What a listener to log lines subscribes to, where one to events has the version.
+inline constexpr std::string_view LOG_SUBSCRIPTION = "log/1";
 
 // Of a whole message, all frames together, in bytes.
 inline constexpr size_t MESSAGE_LIMIT = size_t{64} << 20U;

@@ -39,11 +39,8 @@ int CfgGetAttribute(const char* key, char* buffer, uint32_t* size) {
 int CfgGetAttributeInt(const char* key, int32_t* value) {
     try {
         const auto held = attributeValue(key);
-        if (!held || value == nullptr || held->kind == ValueKind::Bool)
-            return FAILED;
-        const auto number =
-            held->kind == ValueKind::Int ? std::optional(held->number) : wholeNumber(held->text);
-        if (!number)
+        const auto number = held ? valueNumber(*held) : std::nullopt;
+        if (!number || value == nullptr)
             return FAILED;
         *value = *number;
         return 0;

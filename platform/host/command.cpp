@@ -1,6 +1,5 @@
 // Command runner: one program at a time for each caller, without a shell.
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <charconv>
 #include <climits>
@@ -15,12 +14,15 @@
 #include <spawn.h>
 #include <string>
 #include <string_view>
+#include <sys/mman.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
 #include "platform/client/fd.h"
+#include "platform/host/activity.h"
+#include "platform/host/store.h"
 #include "platform/host/words.h"
 #include "platform/logging.h"
 #include "platform/settings.h"
@@ -32,23 +34,17 @@ constexpr const char* LIMIT_VARIABLE = "PM_HOST_COMMAND_LIMIT_MS";
 constexpr int64_t GRACE_MS = 2000;       // between asking a command to end and killing it
 constexpr int64_t WITHOUT_PIDFD_MS = 20; // how often to look for the end without one
 
-// What a command said on its standard error, as far as a log line needs it.
-struct Said {
-    std::array<char, 500> text{};
-    size_t length = 0;
-
-    void add(const char* more, size_t size) {
-        const size_t kept = std::min(size, text.size() - length);
-        std::memcpy(text.data() + length, more, kept);
-        length += kept;
-    }
-    std::string_view view() const { return {text.data(), length}; }
-};
+// As much of a command's standard error as a log line needs. It goes to a file in
+// memory that cannot grow: nobody has to drain it while the command runs, and a
+// grandchild that keeps it open holds nobody.
+constexpr off_t SAID_LIMIT = 500;
+constexpr off_t SAID_FILE = off_t{64} * 1024; // a write that goes past its end is lost whole
 
 struct Outcome {
-    int status = -1;     // 0: the command succeeded
+    int status = -1; // 0: the command succeeded
+    bool started = false;
     std::string failure; // how it failed
-    Said said;
+    std::string said;
 };
 
 int64_t milliseconds() {
@@ -127,26 +123,26 @@ class SpawnPlan {
     posix_spawnattr_t m_attributes;
 };
 
-// Takes what the pipe holds now; no more than a pipe can hold, since a writer may
-// be faster. False: all its writers are gone.
-bool readWhatIsThere(int pipe, Said& said) {
-    char block[4096];
-    for (int blocks = 0; blocks < 16; ++blocks) {
-        const ssize_t got = ::read(pipe, block, sizeof block);
-        if (got > 0)
-            said.add(block, static_cast<size_t>(got));
-        else if (got == 0)
-            return false;
-        else if (errno != EINTR)
-            return errno == EAGAIN;
-    }
-    return true;
+Fd openSaid() {
+    Fd said(memfd_create("said", MFD_CLOEXEC | MFD_ALLOW_SEALING));
+    if (said.valid() && (::ftruncate(said.get(), SAID_FILE) != 0 ||
+                         ::fcntl(said.get(), F_ADD_SEALS, F_SEAL_GROW | F_SEAL_SHRINK) != 0))
+        said.reset();
+    return aboveStandard(std::move(said));
 }
 
-// Waits for the child's end, not for the pipe's: a grandchild may keep that open.
-// Past the limit the child's group is asked to end, then killed.
-int waitForEnd(pid_t pid, Fd& pipe, Said& said, bool& expired) {
-    // glibc 2.36 declares pidfd_open for C alone.
+std::string readSaid(const Fd& said) {
+    // The command wrote through this descriptor's own offset.
+    const off_t length = std::clamp<off_t>(::lseek(said.get(), 0, SEEK_CUR), 0, SAID_LIMIT);
+    std::string text(static_cast<size_t>(length), '\0');
+    const ssize_t got = ::pread(said.get(), text.data(), text.size(), 0);
+    text.resize(got < 0 ? 0 : static_cast<size_t>(got));
+    return text;
+}
+
+// Waits for the child's end. Past the limit its group is asked to end, then
+// killed.
+int waitForEnd(pid_t pid, bool& expired) {
     const Fd process(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
     int64_t limit = milliseconds() + limitOfCommand();
     int ending = SIGTERM;
@@ -154,10 +150,8 @@ int waitForEnd(pid_t pid, Fd& pipe, Said& said, bool& expired) {
         int64_t patience = std::max<int64_t>(limit - milliseconds(), 0);
         if (!process.valid())
             patience = std::min(patience, WITHOUT_PIDFD_MS);
-        pollfd watched[] = {{process.get(), POLLIN, 0}, {pipe.get(), POLLIN, 0}};
-        ::poll(watched, 2, static_cast<int>(std::min<int64_t>(patience, INT_MAX)));
-        if (watched[1].revents != 0 && !readWhatIsThere(pipe.get(), said))
-            pipe.reset();
+        pollfd watched = {process.get(), POLLIN, 0};
+        ::poll(&watched, 1, static_cast<int>(std::min<int64_t>(patience, INT_MAX)));
         siginfo_t end{};
         if (::waitid(P_PID, static_cast<id_t>(pid), &end, WEXITED | WNOHANG | WNOWAIT) != 0 ||
             end.si_pid == pid)
@@ -171,8 +165,6 @@ int waitForEnd(pid_t pid, Fd& pipe, Said& said, bool& expired) {
     }
     if (expired)
         ::kill(-pid, SIGKILL); // what the child left; its number is still its own
-    if (pipe.valid())
-        readWhatIsThere(pipe.get(), said);
     int status = -1;
     while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
     }
@@ -200,14 +192,9 @@ void runWords(std::vector<std::string>& words, const char* inputPath, Outcome& o
         Fd(::open(inputPath == nullptr ? "/dev/null" : inputPath, O_RDONLY | O_CLOEXEC)));
     if (!input.valid())
         return fail("its input cannot be opened", errno);
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0)
-        return fail("no pipe", errno);
-    Fd readEnd(ends[0]);
-    Fd writeEnd = aboveStandard(Fd(ends[1]));
+    const Fd said = openSaid();
     SpawnPlan plan;
-    if (::fcntl(readEnd.get(), F_SETFL, O_NONBLOCK) != 0 || !writeEnd.valid() ||
-        !plan.prepare(input.get(), writeEnd.get()))
+    if (!said.valid() || !plan.prepare(input.get(), said.get()))
         return fail("cannot be prepared", errno);
     std::vector<char*> arguments;
     arguments.reserve(words.size() + 1);
@@ -217,24 +204,31 @@ void runWords(std::vector<std::string>& words, const char* inputPath, Outcome& o
     pid_t pid = -1;
     if (const int error = plan.spawn(pid, arguments.data()); error != 0)
         return fail("cannot be started", error);
-    writeEnd.reset();
+    outcome.started = true;
     bool expired = false;
-    const int status = waitForEnd(pid, readEnd, outcome.said, expired);
+    const int status = waitForEnd(pid, expired);
     judge(status, expired, outcome);
+    outcome.said = readSaid(said);
 }
 
-// What the command said, without the community if it should repeat that.
+void mask(std::string& text, const std::string& secret) {
+    if (!secret.empty())
+        for (size_t at = 0; (at = text.find(secret, at)) != std::string::npos; at += 3)
+            text.replace(at, secret.size(), "***");
+}
+
+// What the command said, without the community and the password if it should
+// repeat them.
 std::string saidWithoutSecrets(const std::vector<std::string>& words, std::string_view said) {
     std::string text(said);
     while (text.ends_with('\n'))
         text.pop_back();
-    for (size_t i = 0; i + 1 < words.size(); ++i) {
-        const std::string& secret = words[i + 1];
-        if (words[i] != "-c" || secret.empty())
-            continue;
-        for (size_t at = 0; (at = text.find(secret, at)) != std::string::npos; at += 3)
-            text.replace(at, secret.size(), "***");
-    }
+    for (size_t i = 0; i + 1 < words.size(); ++i)
+        if (words[i] == "-c")
+            mask(text, words[i + 1]);
+    for (KeyId key = 0; key < KEY_COUNT && !text.empty(); ++key)
+        if (schemaRow(key).secret)
+            mask(text, valueText(storedValue(key).value_or(Value())));
     return text;
 }
 
@@ -250,12 +244,16 @@ int runCommand(const char* command, const char* inputPath) {
     } else {
         runWords(words, inputPath, outcome);
     }
-    if (outcome.failure.empty())
-        return outcome.status;
-    const std::string said = words.empty() ? "" : saidWithoutSecrets(words, outcome.said.view());
-    mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "command failed: %s: %s%s%s",
-                  words.empty() ? "(none)" : words[0].c_str(), outcome.failure.c_str(),
-                  said.empty() ? "" : "; it said: ", said.c_str());
+    const std::string program = words.empty() ? "(none)" : words[0];
+    std::string reason = outcome.failure;
+    if (!reason.empty()) {
+        const std::string said = saidWithoutSecrets(words, outcome.said);
+        if (!said.empty())
+            reason += "; it said: " + said;
+        mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "command failed: %s: %s", program.c_str(),
+                      reason.c_str());
+    }
+    noteCommand(program, outcome.started, outcome.status, reason);
     return outcome.status;
 }
 

@@ -3,6 +3,7 @@
 #include <exception>
 #include <pthread.h>
 
+#include "platform/host/activity.h"
 #include "platform/host/subscriptions.h"
 #include "platform/host/threads.h"
 #include "platform/logging.h"
@@ -81,6 +82,8 @@ WorkQueue& settingsQueue() {
 
 void deliver(Job& job) {
     int32_t result = 0;
+    const std::string served = servedTopic(job.name);
+    noteBegin(Work::Topic, served);
     for (const qornc_event_callback callback : job.callbacks) {
         const int32_t status = callback(nullptr, job.name.c_str(), job.record.data());
         if (status == 0)
@@ -90,6 +93,7 @@ void deliver(Job& job) {
         if (result == 0)
             result = status;
     }
+    noteEnd(Work::Topic, served, result);
     leaveReply(job.caller, statusReply(result));
 }
 

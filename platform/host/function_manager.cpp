@@ -5,6 +5,7 @@
 #include <czmq.h>
 #include <memory>
 
+#include "platform/host/activity.h"
 #include "platform/host/function_registry.h"
 #include "platform/host/threads.h"
 #include "platform/logging.h"
@@ -51,7 +52,9 @@ std::vector<std::string> functionNames(const FunctionManager* manager) {
 }
 
 void callFunction(Job& job) {
+    noteBegin(Work::Function, job.name);
     const int32_t status = job.handler(job.record.size, job.record.data());
+    noteEnd(Work::Function, job.name, status);
     if (status != 0)
         mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "function %s returned %d",
                       job.name.c_str(), status);

@@ -18,6 +18,8 @@
 #include <systemd/sd-journal.h>
 
 #include "platform/client/printable.h"
+#include "platform/host/kept_log.h"
+#include "platform/host/outbox.h"
 #include "platform/logging.h"
 
 uint8_t g_bTrace = 0;
@@ -82,10 +84,8 @@ bool writeJournal(int level, int module, const std::string& line) {
     return sd_journal_sendv(vectors, count) >= 0;
 }
 
-void writeError(int level, int module, const std::string& line) {
-    timespec now{};
+void writeError(const timespec& now, int level, int module, const std::string& line) {
     tm parts{};
-    clock_gettime(CLOCK_REALTIME, &now);
     gmtime_r(&now.tv_sec, &parts);
     char head[64];
     const size_t length = strftime(head, sizeof head, "%Y-%m-%dT%H:%M:%S", &parts);
@@ -100,12 +100,25 @@ void writeError(int level, int module, const std::string& line) {
     }
 }
 
-void writeLine(int level, int module, std::string_view text) {
+timespec currentTime() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return now;
+}
+
+// Each line is kept; those of the trace are written only if it is on.
+void takeLine(int level, int module, std::string_view text) {
     while (text.ends_with('\n'))
         text.remove_suffix(1);
     const std::string line = escapeControls(text);
+    const timespec now = currentTime();
+    keepLine(now, level, module, line);
+    if (logIsFollowed())
+        wakeLoop();
+    if (level >= PM_LEVEL_TRACE && g_bTrace == 0)
+        return;
     if (!journalListens() || !writeJournal(level, module, line))
-        writeError(level, module, line);
+        writeError(now, level, module, line);
 }
 
 __attribute__((format(printf, 3, 0))) void formatLine(int level, int module, const char* format,
@@ -115,11 +128,11 @@ __attribute__((format(printf, 3, 0))) void formatLine(int level, int module, con
     va_copy(again, arguments);
     const int length = std::vsnprintf(brief, sizeof brief, format, arguments);
     if (length >= 0 && static_cast<size_t>(length) < sizeof brief) {
-        writeLine(level, module, brief);
+        takeLine(level, module, brief);
     } else if (length >= 0) {
         std::string whole(std::min(static_cast<size_t>(length), LINE_LIMIT), '\0');
         std::vsnprintf(whole.data(), whole.size() + 1, format, again);
-        writeLine(level, module, whole);
+        takeLine(level, module, whole);
     }
     va_end(again);
 }
@@ -127,7 +140,7 @@ __attribute__((format(printf, 3, 0))) void formatLine(int level, int module, con
 } // namespace
 
 int mirlog_printf(int level, int module, const char* format, ...) {
-    if ((level >= PM_LEVEL_TRACE && g_bTrace == 0) || format == nullptr)
+    if (format == nullptr)
         return 0;
     const int before = errno; // a line may stand between a failure and its report
     va_list arguments;
@@ -135,7 +148,7 @@ int mirlog_printf(int level, int module, const char* format, ...) {
     try {
         formatLine(level, module, format, arguments);
     } catch (const std::exception&) {
-        writeError(level, module, "a line was lost: no memory");
+        writeError(currentTime(), level, module, "a line was lost: no memory");
     }
     va_end(arguments);
     errno = before;

@@ -2,6 +2,8 @@
 #include <exception>
 #include <systemd/sd-daemon.h>
 
+#include "platform/host/activity.h"
+#include "platform/host/kept_log.h"
 #include "platform/host/server.h"
 #include "platform/host/start_pages.h"
 #include "platform/host/store.h"
@@ -18,11 +20,35 @@ void sendReply(const Server& server, OutgoingReply& outgoing) {
     sendFrames(server.requests, frames);
 }
 
-void sendToListeners(const Server& server, std::string_view kind, std::string_view text) {
+void sendToListeners(const Server& server, std::string_view subscription, std::string_view kind,
+                     std::string_view text) {
     Frames frames;
-    for (const std::string_view part : {WIRE_VERSION, kind, text})
+    for (const std::string_view part : {subscription, kind, text})
         frames.emplace_back(part);
     sendFrames(server.events, frames);
+}
+
+void sendLogLines(Server& server) {
+    if (!logIsFollowed())
+        return;
+    const std::string lines = keptLinesAfter(server.sentLine);
+    for (size_t start = 0, end = 0; (end = lines.find('\n', start)) != std::string::npos;
+         start = end + 1)
+        sendToListeners(server, LOG_SUBSCRIPTION, "line",
+                        std::string_view(lines).substr(start, end - start));
+}
+
+// What the events' socket says of a subscription: that it begins, or that the last
+// one to that text has ended.
+void takeSubscription(Server& server, std::string_view message) {
+    const bool begins = message.starts_with('\1');
+    const bool log = !message.empty() && message.substr(1) == LOG_SUBSCRIPTION;
+    if (log && begins != logIsFollowed()) {
+        followLog(begins);
+        server.sentLine = newestLine();
+    }
+    if (begins)
+        sendToListeners(server, log ? LOG_SUBSCRIPTION : WIRE_VERSION, "subscribed", "");
 }
 
 void serveWhenLoaded(Server& server) {
@@ -32,6 +58,7 @@ void serveWhenLoaded(Server& server) {
     server.serving = zloop_poller(server.loop, &item, takeRequests, &server) == 0;
     if (!server.serving)
         return;
+    noteServing();
     sd_notify(0, "READY=1");
     giveBackStartPages();
 }
@@ -45,7 +72,8 @@ int takeOutbox(zloop_t*, zmq_pollitem_t*, void* argument) {
         for (OutgoingReply& reply : outgoing.replies)
             sendReply(server, reply);
         for (const std::string& name : outgoing.events)
-            sendToListeners(server, "event", name);
+            sendToListeners(server, WIRE_VERSION, "event", name);
+        sendLogLines(server);
     } catch (const std::exception& exception) {
         mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "replies were lost: %s", exception.what());
     }
@@ -54,13 +82,12 @@ int takeOutbox(zloop_t*, zmq_pollitem_t*, void* argument) {
 }
 
 int takeSubscriptions(zloop_t*, zmq_pollitem_t*, void* argument) {
-    const Server& server = *static_cast<Server*>(argument);
+    Server& server = *static_cast<Server*>(argument);
     Frames frames;
     Received received = Received::Whole;
     while ((received = receiveFrames(server.events, 1, frames)) != Received::Nothing)
-        // The first byte tells a new subscription from one that ends.
-        if (received == Received::Whole && frames[0].view().starts_with('\1'))
-            sendToListeners(server, "subscribed", "");
+        if (received == Received::Whole)
+            takeSubscription(server, frames[0].view());
     return 0;
 }
 

@@ -6,7 +6,9 @@
 #include <utility>
 
 #include "platform/host/delivery.h"
+#include "platform/host/kept_log.h"
 #include "platform/host/server.h"
+#include "platform/host/status_report.h"
 #include "platform/host/store.h"
 #include "platform/host/subscriptions.h"
 #include "platform/logging.h"
@@ -143,6 +145,20 @@ void unset(Incoming& request) {
     queueJob(request, settingsQueue(), jobs);
 }
 
+// One frame for all lines: there may be hundreds.
+void log(Incoming& request) {
+    const auto count = wholeNumber(request.arguments[0]);
+    if (!count || *count < 0)
+        return refuse(request, "malformed", "the number of lines is a whole number from 0 on");
+    Reply reply{ReplyKind::Done, {}};
+    reply.fields.push_back(keptLines(static_cast<size_t>(*count)));
+    leaveReply(request.caller, std::move(reply));
+}
+
+void status(Incoming& request) {
+    leaveReply(request.caller, {ReplyKind::Done, statusReport(request.server)});
+}
+
 struct Verb {
     std::string_view name;
     size_t arguments;
@@ -151,13 +167,15 @@ struct Verb {
     std::string_view form;
 };
 
-constexpr std::array<Verb, 6> verbs = {{
+constexpr std::array<Verb, 8> verbs = {{
     {"list", 0, false, list, "list"},
     {"call", 1, true, call, "call FUNCTION [PAYLOAD]"},
     {"event", 2, true, publish, "event TOPIC wait|no-wait [PAYLOAD]"},
     {"get", 1, false, get, "get KEY"},
     {"set", 2, false, set, "set KEY VALUE"},
     {"unset", 1, false, unset, "unset KEY"},
+    {"log", 1, false, log, "log COUNT"},
+    {"status", 0, false, status, "status"},
 }};
 
 bool isControl(char byte) {

@@ -12,10 +12,8 @@
 
 namespace {
 
-constexpr const char* FOLDER = "var/lib/pm";
-
 std::string filePath() {
-    return hostPath(FOLDER) + "/settings.toml";
+    return hostPath(RUN_TIME_FILE);
 }
 
 std::string quoted(const std::string& text) {
@@ -73,7 +71,7 @@ bool writeAll(int fd, const std::string& text) {
 
 // Makes a change of names in the folder last. Some file systems cannot, and say so.
 bool syncFolder() {
-    const Fd folder(::open(hostPath(FOLDER).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const Fd folder(::open(hostPath(RUN_TIME_FOLDER).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return folder.valid() && (::fsync(folder.get()) == 0 || errno == EINVAL);
 }
 
@@ -110,7 +108,7 @@ bool writeRuntimeFile(const std::vector<SettingsEntry>& entries, std::string& er
     renderTable(text, "hardware", SchemaTable::Hardware, entries);
     const std::string path = filePath();
     const std::string fresh = path + ".new";
-    if (!makeHostFolder(FOLDER) || !writeNew(fresh, text) ||
+    if (!makeHostFolder(RUN_TIME_FOLDER) || !writeNew(fresh, text) ||
         ::rename(fresh.c_str(), path.c_str()) != 0 || !syncFolder()) {
         error = path + " cannot be written: " + std::strerror(errno);
         ::unlink(fresh.c_str());

@@ -13,6 +13,7 @@ struct Server {
     void* events = nullptr;   // XPUB: events that pm raises
     FunctionManager* functions = nullptr;
     bool serving = false;
+    uint64_t sentLine = 0; // the last log line that went to who follows the log
 };
 
 // Handlers of the loop, which hand over the server as their last argument.
@@ -21,8 +22,8 @@ struct Server {
 // loaded; what comes earlier waits in the socket.
 int takeRequests(zloop_t* loop, zmq_pollitem_t* item, void* server);
 
-// Sends what other threads have left in the outbox, and begins to serve as soon
-// as the settings are loaded.
+// Sends what other threads have left in the outbox and the log lines that somebody
+// follows, and begins to serve as soon as the settings are loaded.
 int takeOutbox(zloop_t* loop, zmq_pollitem_t* item, void* server);
 
 // Tells a new listener that its subscription stands.

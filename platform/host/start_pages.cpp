@@ -1,5 +1,6 @@
 #include "platform/host/start_pages.h"
 
+#include <bit>
 #include <link.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -15,8 +16,7 @@ int giveBackObject(dl_phdr_info* object, size_t, void* pageSize) {
             continue;
         const ElfW(Addr) start = (object->dlpi_addr + segment.p_vaddr) & ~(page - 1);
         const ElfW(Addr) end = object->dlpi_addr + segment.p_vaddr + segment.p_memsz;
-        madvise(reinterpret_cast<void*>(start), end - start,
-                MADV_DONTNEED); // NOLINT(performance-no-int-to-ptr)
+        madvise(std::bit_cast<void*>(start), end - start, MADV_DONTNEED);
     }
     return 0;
 }

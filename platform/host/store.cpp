@@ -31,13 +31,6 @@ Store& store() {
     return instance;
 }
 
-const SettingsEntry* findEntry(const Layer& layer, KeyId key) {
-    for (const SettingsEntry& entry : layer)
-        if (valueKey(entry.key) == valueKey(key))
-            return &entry;
-    return nullptr;
-}
-
 struct Found {
     std::optional<Value> value;
     ValueSource source = ValueSource::None;
@@ -184,9 +177,7 @@ std::optional<std::string> storedText(std::string_view name) {
 
 std::optional<int32_t> storedInt(std::string_view name) {
     const auto value = storedValue(name);
-    if (!value || value->kind == ValueKind::Bool)
-        return std::nullopt;
-    return value->kind == ValueKind::Int ? value->number : wholeNumber(value->text);
+    return value ? valueNumber(*value) : std::nullopt;
 }
 
 std::optional<bool> storedBool(std::string_view name) {

@@ -71,6 +71,17 @@ std::vector<std::string> topicsTaken() {
     return topics;
 }
 
+std::string servedTopic(std::string_view topic) {
+    const std::lock_guard lock(state().mutex);
+    for (const auto* row = state().table; row != nullptr && row->topic != nullptr; ++row)
+        if (rowTakes(row->topic, topic))
+            return std::string(topic);
+    for (const Subscription& subscription : state().subscriptions)
+        if (topic.starts_with(subscription.text))
+            return subscription.text;
+    return {};
+}
+
 int jelmux_subscriber_init(uint64_t* handle, const char* subscriber,
                            qornc_event_callback callback) {
     if (handle == nullptr || subscriber == nullptr || callback == nullptr)

@@ -15,3 +15,7 @@ std::vector<qornc_event_callback> takersOf(std::string_view topic);
 
 // Topics of the table, then the texts of the subscriptions.
 std::vector<std::string> topicsTaken();
+
+// What of these takes a topic: the topic itself if a row has it, else the text of
+// the first subscription; empty if nothing does.
+std::string servedTopic(std::string_view topic);

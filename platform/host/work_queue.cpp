@@ -1,5 +1,6 @@
 #include "platform/host/work_queue.h"
 
+#include <algorithm>
 #include <atomic>
 
 namespace {
@@ -75,4 +76,14 @@ void WorkQueue::close() {
     m_bytes = 0;
     m_changed.notify_all();
     m_changed.wait(lock, [this] { return !m_served; });
+}
+
+size_t WorkQueue::waiting() const {
+    const std::lock_guard lock(m_mutex);
+    return m_jobs.size();
+}
+
+size_t WorkQueue::waiting(std::string_view name) const {
+    const std::lock_guard lock(m_mutex);
+    return static_cast<size_t>(std::ranges::count(m_jobs, name, &Job::name));
 }

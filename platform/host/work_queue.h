@@ -8,6 +8,7 @@
 #include <list>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/distribution.h"
@@ -45,11 +46,15 @@ class WorkQueue {
     // Drops what waits, and returns when serve is over with the job that runs.
     void close();
 
+    // Jobs that wait, all or those of one name; the one that runs is not among them.
+    size_t waiting() const;
+    size_t waiting(std::string_view name) const;
+
   private:
     bool take(Jobs& jobs);
 
     const size_t m_limit;
-    std::mutex m_mutex;
+    mutable std::mutex m_mutex;
     std::condition_variable m_changed;
     Jobs m_jobs;
     size_t m_bytes = 0; // of m_jobs

@@ -1,0 +1,29 @@
+// The last log lines of all levels, kept in memory: why something went wrong can
+// be asked afterwards, whether or not the trace was on.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <string>
+#include <string_view>
+
+inline constexpr size_t KEPT_LINES = 500;
+inline constexpr size_t KEPT_BYTES = size_t{64} << 10U; // what tells them apart included
+
+// Keeps a line (printable, without a line end); the oldest make room. The value
+// behind an option -c, the SNMP community, becomes ***. Cuts what is above 1 kB.
+void keepLine(const timespec& time, int level, int module, std::string_view text);
+
+// The last lines, at most count, each as "NUMBER MILLISECONDS LEVEL MODULE TEXT"
+// and a line feed: numbers count from 1, the time is that since 1970.
+std::string keptLines(size_t count);
+
+// Whether somebody listens: then the loop is woken for each line.
+void followLog(bool follow);
+bool logIsFollowed();
+
+// The same of the lines that came after line last, which becomes the newest.
+std::string keptLinesAfter(uint64_t& last);
+// The newest line's number.
+uint64_t newestLine();

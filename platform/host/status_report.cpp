@@ -1,0 +1,64 @@
+#include "platform/host/status_report.h"
+
+#include <unistd.h>
+
+#include "platform/host/activity.h"
+#include "platform/host/delivery.h"
+#include "platform/host/subscriptions.h"
+
+namespace {
+
+struct Report {
+    std::vector<std::string> fields;
+
+    void add(const std::string& what, const std::string& value) {
+        fields.push_back(what);
+        fields.push_back(value);
+    }
+    template <typename Number>
+    void add(const std::string& what, Number value) {
+        add(what, std::to_string(value));
+    }
+    void addTally(const std::string& what, const Tally& tally) {
+        add(what + " done", tally.done);
+        add(what + " failed", tally.failed);
+        add(what + " running", tally.running);
+    }
+};
+
+Tally tallyOf(const Tallies& tallies, const std::string& name) {
+    const auto found = tallies.find(name);
+    return found == tallies.end() ? Tally() : found->second;
+}
+
+} // namespace
+
+std::vector<std::string> statusReport(const Server& server) {
+    Activity now = activity();
+    Report report;
+    report.add("serving since", now.servingSince);
+    report.add("process", ::getpid());
+    report.add("relay taken", now.relay.done - now.relay.failed);
+    report.add("relay refused", now.relay.failed);
+    report.add("traps started", now.traps.done);
+    report.add("traps failed", now.traps.failed);
+    for (const std::string& name : functionNames(server.functions)) {
+        report.addTally("function " + name, tallyOf(now.functions, name));
+        report.add("function " + name + " waiting",
+                   findFunction(server.functions, name)->queue->waiting(name));
+    }
+    // Those that are served, and what else a row takes and has come.
+    for (const std::string& topic : topicsTaken())
+        now.topics.try_emplace(topic);
+    for (const auto& [topic, tally] : now.topics)
+        report.addTally("topic " + topic, tally);
+    report.add("waiting events", deliveryQueue("").waiting());
+    report.add("waiting changes", settingsQueue().waiting());
+    if (now.last.milliseconds != 0) {
+        report.add("failure time", now.last.milliseconds);
+        report.add("failure name", now.last.name);
+        report.add("failure status", now.last.status);
+        report.add("failure reason", now.last.reason);
+    }
+    return report.fields;
+}

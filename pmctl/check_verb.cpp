@@ -1,0 +1,98 @@
+// check: what is wrong with the settings, before it hurts.
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+
+#include "platform/client/printable.h"
+#include "pmctl/checks.h"
+#include "pmctl/exchange.h"
+#include "pmctl/output.h"
+#include "pmctl/verbs.h"
+
+namespace {
+
+void declareCheck(CLI::App& verb, Options& options) {
+    verb.add_option("FILE", options.file, "Settings file; default etc/pm.conf below the root");
+    verb.add_flag("--offline", options.offline, "Look up no names and connect to nothing");
+    declareJson(verb, options);
+}
+
+void takeFindings(Checked& checked, const SettingsFile& file) {
+    for (const SettingsFinding& finding : file.findings)
+        checked.findings.push_back({Severity::Error, finding});
+}
+
+void checkAll(Checked& checked, bool offline) {
+    checked.file = readSettingsFile(checked.path);
+    takeFindings(checked, checked.file);
+    if (checked.file.error != 0) {
+        checked.findings.back().where.message += "; is it there, and may you read it?";
+        return; // what would follow is about defaults alone
+    }
+    checked.runTime = readSettingsFile(checked.runTimePath);
+    if (checked.runTime.error != ENOENT)
+        takeFindings(checked, checked.runTime);
+    checkValues(checked);
+    checkMachine(checked);
+    if (!offline)
+        checkNetwork(checked);
+    // The settings file first, by line; what has no line behind those that have one.
+    std::ranges::stable_sort(checked.findings, {}, [&](const Finding& finding) {
+        const auto line = static_cast<unsigned>(finding.where.line) - 1U;
+        return std::pair(finding.where.file != checked.path, line);
+    });
+}
+
+const char* severityName(Severity severity) {
+    return severity == Severity::Error ? "error" : "warning";
+}
+
+void printText(const Checked& checked) {
+    for (const Finding& finding : checked.findings) {
+        const Colour colour = finding.severity == Severity::Error ? Colour::Red : Colour::Yellow;
+        std::printf("%s: %s\n", coloured(stdout, colour, severityName(finding.severity)).c_str(),
+                    escapeControls(findingText(finding.where)).c_str());
+    }
+    if (checked.findings.empty())
+        std::fprintf(stderr, "pmctl: nothing is wrong with %s\n", checked.path.c_str());
+}
+
+void printJson(const Checked& checked) {
+    std::vector<std::string> findings;
+    for (const auto& [severity, where] : checked.findings)
+        findings.push_back(
+            jsonObject({{"severity", jsonText(severityName(severity))},
+                        {"file", jsonText(where.file)},
+                        {"line", where.line == 0 ? "null" : std::to_string(where.line)},
+                        {"key", where.key.empty() ? "null" : jsonText(where.key)},
+                        {"message", jsonText(where.message)}}));
+    std::printf(
+        "%s\n",
+        jsonObject({{"file", jsonText(checked.path)}, {"findings", jsonArray(findings)}}).c_str());
+}
+
+int check(const Options& options) {
+    Checked checked;
+    checked.path = options.file.empty() ? belowRoot(options, SETTINGS_FILE) : options.file;
+    checked.runTimePath = belowRoot(options, RUN_TIME_FILE);
+    checkAll(checked, options.offline);
+    if (options.json)
+        printJson(checked);
+    else
+        printText(checked);
+    return checked.findings.empty() ? EXIT_DONE : EXIT_FAILED;
+}
+
+constexpr Verb verbs[] = {
+    {"check", "Tells what is wrong with the settings, a line each; needs no running pm",
+     "  pmctl check                     # /etc/pm.conf and what was written at run time\n"
+     "  pmctl check --offline draft.conf\n"
+     "  pmctl check --json | jq -r '.findings[].message'",
+     declareCheck, check},
+};
+
+} // namespace
+
+std::span<const Verb> checkVerbs() {
+    return verbs;
+}

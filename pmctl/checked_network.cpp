@@ -1,0 +1,161 @@
+// Tests that ask the network, each for a short time.
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <memory>
+#include <netdb.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include "common/trap_rules.h"
+#include "platform/client/fd.h"
+#include "pmctl/checks.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds LIMIT{3}; // for all names together, then for the port
+constexpr int NO_ANSWER = EAI_INPROGRESS;
+
+struct Name {
+    std::string key;
+    std::string text;
+    gaicb question{};
+    int result = NO_ANSWER;
+};
+
+int64_t millisecondsLeft(Clock::time_point end) {
+    return std::max<int64_t>(
+        std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count(), 0);
+}
+
+// Asks for all of them at once, since each name server that is silent takes its time.
+void resolve(std::vector<Name>& names) {
+    static const addrinfo hints = [] {
+        addrinfo wanted{};
+        wanted.ai_socktype = SOCK_STREAM;
+        return wanted;
+    }();
+    std::vector<gaicb*> open;
+    for (Name& name : names) {
+        name.question.ar_name = name.text.c_str();
+        name.question.ar_request = &hints;
+        open.push_back(&name.question);
+    }
+    const int count = static_cast<int>(open.size());
+    const int failure = ::getaddrinfo_a(GAI_NOWAIT, open.data(), count, nullptr);
+    const auto end = Clock::now() + LIMIT;
+    for (bool waits = failure == 0; waits;) {
+        const int64_t left = millisecondsLeft(end);
+        const timespec patience = {left / 1000, left % 1000 * 1000000};
+        ::gai_suspend(open.data(), count, &patience);
+        waits = false;
+        for (size_t at = 0; at < names.size(); ++at) {
+            names[at].result = ::gai_error(&names[at].question);
+            open[at] = names[at].result == EAI_INPROGRESS ? &names[at].question : nullptr;
+            waits = waits || (open[at] != nullptr && left > 0);
+        }
+    }
+    for (Name& name : names)
+        name.result = failure == 0 ? name.result : failure;
+}
+
+void checkName(Checked& checked, const Name& name) {
+    if (name.result == NO_ANSWER)
+        find(checked, Severity::Error, name.key,
+             "no answer about " + name.text +
+                 " within 3 seconds; check /etc/resolv.conf and the "
+                 "name server");
+    else if (name.result != 0)
+        find(checked, Severity::Error, name.key,
+             name.text + " does not resolve (" + ::gai_strerror(name.result) +
+                 "); check the name and /etc/resolv.conf");
+}
+
+// Tries all addresses at once. 0: one of them answers; else the errno of a failure.
+int connectToAny(const std::vector<const addrinfo*>& addresses, int port) {
+    std::vector<Fd> sockets;
+    std::vector<pollfd> watched;
+    int failure = 0;
+    for (const addrinfo* address : addresses) {
+        sockaddr_storage peer{};
+        std::memcpy(&peer, address->ai_addr, address->ai_addrlen);
+        auto& number = peer.ss_family == AF_INET6 ? reinterpret_cast<sockaddr_in6&>(peer).sin6_port
+                                                  : reinterpret_cast<sockaddr_in&>(peer).sin_port;
+        number = htons(static_cast<uint16_t>(port));
+        Fd socket(::socket(peer.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+        if (::connect(socket.get(), reinterpret_cast<sockaddr*>(&peer), address->ai_addrlen) == 0)
+            return 0;
+        if (errno != EINPROGRESS) {
+            failure = errno;
+            continue;
+        }
+        watched.push_back({socket.get(), POLLOUT, 0});
+        sockets.push_back(std::move(socket));
+    }
+    const auto end = Clock::now() + LIMIT;
+    while (!watched.empty()) {
+        if (::poll(watched.data(), watched.size(), static_cast<int>(millisecondsLeft(end))) == 0)
+            return ETIMEDOUT;
+        for (const pollfd& each : watched) {
+            int error = 0;
+            socklen_t size = sizeof error;
+            if (each.revents == 0)
+                continue;
+            if (::getsockopt(each.fd, SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0)
+                return 0;
+            failure = error;
+        }
+        std::erase_if(watched, [](const pollfd& each) { return each.revents != 0; });
+    }
+    return failure;
+}
+
+void checkPortAnswers(Checked& checked, const Name& server) {
+    std::vector<const addrinfo*> addresses;
+    for (const addrinfo* at = server.question.ar_result; at != nullptr; at = at->ai_next)
+        if ((at->ai_family == AF_INET || at->ai_family == AF_INET6) &&
+            familyIsOn(checked, at->ai_family))
+            addresses.push_back(at);
+    if (addresses.empty()) {
+        if (familyOf(server.text) == AF_UNSPEC) // a literal has had its finding
+            find(checked, Severity::Error, server.key,
+                 server.text + " has no address of an enabled family; enable the other of IPv4 "
+                               "and IPv6, or name another server");
+        return;
+    }
+    const auto port = portInForce(checked, PORT_KEY);
+    if (!port)
+        return; // has had its finding
+    const int failure = connectToAny(addresses, *port);
+    if (failure != 0)
+        find(checked, Severity::Error, server.key,
+             server.text + " does not answer at port " + std::to_string(*port) + " (" +
+                 std::strerror(failure) + "); check the server, " + std::string(PORT_KEY) +
+                 " and the firewall");
+}
+
+} // namespace
+
+void checkNetwork(Checked& checked) {
+    // Never freed: where a name server is silent, the resolver still holds the question.
+    auto& names = *new std::vector<Name>;
+    const std::string server = valueInForce(checked, SERVER_KEY);
+    if (isServerSet(server))
+        names.push_back({std::string(SERVER_KEY), server});
+    for (int number = 1; number <= TRAP_DESTINATIONS; ++number) {
+        std::string key = numbered("Norvu.Embedded.1#SNMPAlert.*#Destination", number);
+        std::string destination = valueInForce(checked, key);
+        if (isSafeDestination(destination) && familyOf(destination) == AF_UNSPEC)
+            names.push_back({std::move(key), std::move(destination)});
+    }
+    if (names.empty())
+        return;
+    resolve(names);
+    for (const Name& name : names)
+        checkName(checked, name);
+    if (names.front().key == SERVER_KEY && names.front().result == 0)
+        checkPortAnswers(checked, names.front());
+}

@@ -1,0 +1,181 @@
+// Tests of the values of settings and attributes.
+#include <arpa/inet.h>
+
+#include "common/trap_rules.h"
+#include "pmctl/checks.h"
+
+namespace {
+
+constexpr std::string_view IPV4 = "Norvu.Embedded.1#IPv4.1#Enable";
+constexpr std::string_view IPV6 = "Norvu.Embedded.1#IPv6.1#Enable";
+constexpr std::string_view ADDRESS6 = "Norvu.Embedded.1#IPv6.1#Address1";
+constexpr std::string_view COMMUNITY = "hardware.community";
+constexpr int32_t LARGEST_PORT = 65535;
+
+const SettingsEntry* entryInForce(const Checked& checked, KeyId key) {
+    const SettingsEntry* entry = findEntry(checked.runTime.entries, key);
+    return entry != nullptr ? entry : findEntry(checked.file.entries, key);
+}
+
+KeyId idOf(std::string_view key) {
+    return findKey(key).value(); // a key that is spelt wrong here must not pass
+}
+
+void checkShadowed(Checked& checked) {
+    for (const SettingsEntry& entry : checked.file.entries) {
+        const SettingsEntry* newer = findEntry(checked.runTime.entries, entry.key);
+        if (newer == nullptr || newer->value == entry.value)
+            continue;
+        const std::string name = keyName(entry.key);
+        std::string message = "has no effect: a value written at run time";
+        if (!schemaRow(entry.key).secret)
+            message += ", \"" + valueText(newer->value) + "\",";
+        message += " stands before it; \"pmctl unset " + name + "\" drops that one";
+        checked.findings.push_back({Severity::Warning, {checked.path, entry.line, name, message}});
+    }
+}
+
+void checkMailDestinations(Checked& checked) {
+    bool any = false;
+    for (int number = 1; number <= MAIL_DESTINATIONS; ++number) {
+        const std::string enabled = numbered("pm_bool_email_alert*_enabled", number);
+        const std::string address = numbered("pm_str_email_alert*_destination", number);
+        if (!isOn(checked, enabled))
+            continue;
+        any = true;
+        if (valueInForce(checked, address).empty())
+            find(checked, Severity::Error, enabled,
+                 "the destination has no address; set " + address + ", or switch it off");
+    }
+    if (!any)
+        find(checked, Severity::Warning, {},
+             "no mail destination is enabled, so that nobody learns of an event; set "
+             "pm_bool_email_alert1_enabled to true and give it an address");
+}
+
+void checkServer(Checked& checked) {
+    const std::string server = valueInForce(checked, SERVER_KEY);
+    const int family = familyOf(server);
+    const bool on4 = familyIsOn(checked, AF_INET);
+    const bool on6 = familyIsOn(checked, AF_INET6);
+    if (!isServerSet(server))
+        find(checked, Severity::Error, SERVER_KEY,
+             "no mail server is set, no mail can go out; give its name or address");
+    if (!on4 && !on6)
+        find(checked, Severity::Error, IPV4,
+             "neither IPv4 nor IPv6 is enabled, no mail can go out; set this one or " +
+                 std::string(IPV6) + " to 1");
+    else if (isServerSet(server) && family != AF_UNSPEC && !familyIsOn(checked, family))
+        find(checked, Severity::Error, SERVER_KEY,
+             family == AF_INET ? "is an IPv4 address, but IPv4 is not enabled; set " +
+                                     std::string(IPV4) + " to 1, or name a server with IPv6"
+                               : "is an IPv6 address, but IPv6 is not enabled; set " +
+                                     std::string(IPV6) + " to 1, or name a server with IPv4");
+    const auto ownAddress = [&](bool on, std::string_view key, int wanted, const char* example) {
+        if (on && familyOf(valueInForce(checked, key)) != wanted)
+            find(checked, Severity::Error, key,
+                 std::string("is no address of its family, which mails would name; for example ") +
+                     example);
+    };
+    ownAddress(on4, "Norvu.Embedded.1#IPv4.1#Address", AF_INET, "192.0.2.10");
+    ownAddress(on6, ADDRESS6, AF_INET6, "2001:db8::10");
+    if (on6 && (!on4 || family == AF_INET6) && valueInForce(checked, ADDRESS6) == "::")
+        find(checked, Severity::Error, ADDRESS6,
+             "mails go out by IPv6, for which it must not be \"::\"; set the controller's address");
+}
+
+void checkPort(Checked& checked, std::string_view key) {
+    if (!portInForce(checked, key))
+        find(checked, Severity::Error, key, "is no port; give a number from 1 to 65535");
+}
+
+void checkAuthentication(Checked& checked) {
+    if (isOn(checked, "alert_bool_smtp_auth_enable") &&
+        valueInForce(checked, "alert_str_smtp_user").empty())
+        find(checked, Severity::Error, "alert_bool_smtp_auth_enable",
+             "login to the mail server is on, but there is no user; set alert_str_smtp_user");
+}
+
+void checkTraps(Checked& checked) {
+    bool any = false;
+    for (int number = 1; number <= TRAP_DESTINATIONS; ++number) {
+        const std::string state = numbered("Norvu.Embedded.1#SNMPAlert.*#State", number);
+        const std::string key = numbered("Norvu.Embedded.1#SNMPAlert.*#Destination", number);
+        const std::string destination = valueInForce(checked, key);
+        any = any || isOn(checked, state) || !destination.empty();
+        if (isOn(checked, state) && destination.empty())
+            find(checked, Severity::Error, state,
+                 "the trap destination has no address; set " + key + ", or this one to 0");
+        else if (!destination.empty() && !isSafeDestination(destination))
+            find(checked, Severity::Error, key,
+                 "would be refused: a name or address has letters, digits and .-_:% alone, and "
+                 "no hyphen in front");
+    }
+    const std::string community = valueInForce(checked, COMMUNITY);
+    if (!isSafeCommunity(community))
+        find(checked, Severity::Error, COMMUNITY,
+             "would be refused: it must hold neither ' nor \\; choose another");
+    else if (any && community.empty())
+        find(checked, Severity::Error, COMMUNITY,
+             "no SNMP community is set, no trap can go out; set community in [hardware]");
+    if (any)
+        checkPort(checked, "Norvu.Embedded.1#SNMP.1#AlertPort");
+}
+
+} // namespace
+
+std::string valueInForce(const Checked& checked, std::string_view key) {
+    const KeyId id = idOf(key);
+    const SettingsEntry* entry = entryInForce(checked, id);
+    return valueText(entry != nullptr ? entry->value
+                                      : defaultValue(valueKey(id)).value_or(Value()));
+}
+
+bool isOn(const Checked& checked, std::string_view key) {
+    const std::string value = valueInForce(checked, key);
+    return value == "true" || wholeNumber(value) == 1;
+}
+
+std::optional<int32_t> portInForce(const Checked& checked, std::string_view key) {
+    const auto port = wholeNumber(valueInForce(checked, key));
+    return port && *port >= 1 && *port <= LARGEST_PORT ? port : std::nullopt;
+}
+
+void find(Checked& checked, Severity severity, std::string_view key, std::string message) {
+    const SettingsEntry* entry = key.empty() ? nullptr : entryInForce(checked, idOf(key));
+    const bool runTime = entry != nullptr && findEntry(checked.runTime.entries, entry->key);
+    checked.findings.push_back(
+        {severity,
+         {runTime ? checked.runTimePath : checked.path, entry == nullptr ? 0 : entry->line,
+          std::string(key), std::move(message)}});
+}
+
+std::string numbered(std::string_view pattern, int number) {
+    std::string key(pattern);
+    return key.replace(key.find('*'), 1, std::to_string(number));
+}
+
+bool isServerSet(std::string_view server) {
+    return !server.empty() && server != "0.0.0.0";
+}
+
+int familyOf(const std::string& text) {
+    unsigned char address[sizeof(in6_addr)];
+    for (const int family : {AF_INET, AF_INET6})
+        if (inet_pton(family, text.c_str(), address) == 1)
+            return family;
+    return AF_UNSPEC;
+}
+
+bool familyIsOn(const Checked& checked, int family) {
+    return wholeNumber(valueInForce(checked, family == AF_INET ? IPV4 : IPV6)) == 1;
+}
+
+void checkValues(Checked& checked) {
+    checkShadowed(checked);
+    checkServer(checked);
+    checkPort(checked, PORT_KEY);
+    checkMailDestinations(checked);
+    checkAuthentication(checked);
+    checkTraps(checked);
+}

@@ -1,0 +1,54 @@
+// What "pmctl check" looks at, and what it has found.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/client/settings_file.h"
+
+enum class Severity : uint8_t { Error, Warning };
+
+struct Finding {
+    Severity severity;
+    SettingsFinding where; // and what
+};
+
+struct Checked {
+    std::string path; // of the settings file
+    std::string runTimePath;
+    SettingsFile file;
+    SettingsFile runTime;
+    std::vector<Finding> findings;
+};
+
+// The value in force as text: of run time, else of the file, else the default;
+// empty if there is none. key: as the schema spells it.
+std::string valueInForce(const Checked& checked, std::string_view key);
+bool isOn(const Checked& checked, std::string_view key); // true, or 1
+// The value as a port, 1 to 65535; none if it is no such number.
+std::optional<int32_t> portInForce(const Checked& checked, std::string_view key);
+
+// Adds a finding at the line that gives the key its value, or at the file.
+void find(Checked& checked, Severity severity, std::string_view key, std::string message);
+
+inline constexpr std::string_view SERVER_KEY = "pm_str_email_server_address";
+inline constexpr std::string_view PORT_KEY = "Norvu.Embedded.1#Remotehosts.1#smtpport";
+inline constexpr int MAIL_DESTINATIONS = 4;
+inline constexpr int TRAP_DESTINATIONS = 8;
+// Keys of a family: "pm_str_email_alert*_destination" with its number in place.
+std::string numbered(std::string_view pattern, int number);
+
+bool isServerSet(std::string_view server);
+// AF_INET or AF_INET6 of an address, AF_UNSPEC of anything else.
+int familyOf(const std::string& text);
+bool familyIsOn(const Checked& checked, int family);
+
+// Whether the values go together, and with what pm makes of them.
+void checkValues(Checked& checked);
+// Rights of files that hold passwords, certificates, programs.
+void checkMachine(Checked& checked);
+// Whether names resolve and the mail server's port answers.
+void checkNetwork(Checked& checked);

@@ -1,0 +1,162 @@
+// status: what pm has done since it serves.
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <map>
+#include <string_view>
+
+#include "platform/client/printable.h"
+#include "pmctl/exchange.h"
+#include "pmctl/output.h"
+#include "pmctl/statuses.h"
+#include "pmctl/verbs.h"
+
+namespace {
+
+// "done", "failed", "running" and, of functions, "waiting".
+using Counts = std::map<std::string, std::string>;
+using Table = std::map<std::string, Counts>;
+
+struct Status {
+    std::map<std::string, std::string> values;
+    Table functions;
+    Table topics;
+
+    std::string text(const char* what) const {
+        const auto found = values.find(what);
+        return found == values.end() ? "" : found->second;
+    }
+    int64_t number(const char* what) const { return std::strtoll(text(what).c_str(), nullptr, 10); }
+};
+
+// "function NAME done" is a count of that function; all else is a value.
+Status sorted(const Reply& reply) {
+    Status status;
+    for (size_t at = 0; at + 1 < reply.fields.size(); at += 2) {
+        const std::string& what = reply.fields[at];
+        const std::string& value = reply.fields[at + 1];
+        const size_t kind = what.find(' ');
+        const size_t count = what.rfind(' ');
+        if (kind == count) {
+            status.values[what] = value;
+            continue;
+        }
+        Table& table = what.starts_with("function ") ? status.functions : status.topics;
+        table[what.substr(kind + 1, count - kind - 1)][what.substr(count + 1)] = value;
+    }
+    return status;
+}
+
+// Counts go out as numbers whatever came in.
+std::string number(const std::string& text) {
+    return std::to_string(std::strtoll(text.c_str(), nullptr, 10));
+}
+
+std::string jsonTable(const Table& table) {
+    std::vector<JsonMember> rows;
+    for (const auto& [name, counts] : table) {
+        std::vector<JsonMember> members;
+        for (const auto& [count, value] : counts)
+            members.push_back({count, number(value)});
+        rows.push_back({name, jsonObject(members)});
+    }
+    return jsonObject(rows);
+}
+
+std::string jsonFailure(const Status& status) {
+    if (status.text("failure time").empty())
+        return "null";
+    return jsonObject({{"time", jsonText(timeText(status.number("failure time")))},
+                       {"name", jsonText(status.text("failure name"))},
+                       {"status", number(status.text("failure status"))},
+                       {"reason", jsonText(status.text("failure reason"))}});
+}
+
+void printJson(const Status& status) {
+    const auto pair = [&](const char* first, const char* firstKey, const char* second,
+                          const char* secondKey) {
+        return jsonObject(
+            {{first, number(status.text(firstKey))}, {second, number(status.text(secondKey))}});
+    };
+    const std::string text =
+        jsonObject({{"serving_since", jsonText(timeText(status.number("serving since")))},
+                    {"process", number(status.text("process"))},
+                    {"mails", pair("taken", "relay taken", "refused", "relay refused")},
+                    {"traps", pair("started", "traps started", "failed", "traps failed")},
+                    {"waiting", pair("events", "waiting events", "changes", "waiting changes")},
+                    {"functions", jsonTable(status.functions)},
+                    {"topics", jsonTable(status.topics)},
+                    {"last_failure", jsonFailure(status)}});
+    std::printf("%s\n", text.c_str());
+}
+
+void printTable(const char* title, const Table& table, bool waiting) {
+    std::printf("\n%7s %7s %7s%s  %s\n", "done", "failed", "running", waiting ? " waiting" : "",
+                title);
+    for (const auto& [name, counts] : table) {
+        for (const char* column : {"done", "failed", "running", "waiting"}) {
+            const auto found = counts.find(column);
+            if (found != counts.end())
+                std::printf("%7s ", found->second.c_str());
+        }
+        std::printf(" %s\n", escapeControls(name).c_str());
+    }
+}
+
+void printFailure(const Status& status) {
+    if (status.text("failure time").empty()) {
+        std::printf("last failure  none\n");
+        return;
+    }
+    const std::string name = status.text("failure name");
+    std::string reason = escapeControls(status.text("failure reason"));
+    const auto result = static_cast<int32_t>(status.number("failure status"));
+    if (reason.empty())
+        reason = statusMeaning(name, result);
+    std::printf("last failure  %s, %s, status %d: %s\n",
+                timeText(status.number("failure time")).c_str(), escapeControls(name).c_str(),
+                result, reason.c_str());
+}
+
+void printText(const Status& status) {
+    const int64_t since = status.number("serving since");
+    const int64_t minutes = (static_cast<int64_t>(std::time(nullptr)) - since / 1000) / 60;
+    std::printf("serving since %s, for %" PRId64 " d %" PRId64 " h %" PRId64 " min, process %s\n",
+                timeText(since).c_str(), minutes / 1440, minutes / 60 % 24, minutes % 60,
+                status.text("process").c_str());
+    std::printf("mails         %s taken by the relay, %s refused\n",
+                status.text("relay taken").c_str(), status.text("relay refused").c_str());
+    std::printf("traps         %s started, %s of them failed\n",
+                status.text("traps started").c_str(), status.text("traps failed").c_str());
+    std::printf("waiting       %s events, %s changes and settings\n",
+                status.text("waiting events").c_str(), status.text("waiting changes").c_str());
+    printFailure(status);
+    printTable("function", status.functions, true);
+    printTable("topic", status.topics, false);
+}
+
+int showStatus(const Options& options) {
+    Reply reply;
+    const int result = ask(options, {"status", {}, {}}, reply);
+    if (result != EXIT_DONE)
+        return result;
+    if (options.json)
+        printJson(sorted(reply));
+    else
+        printText(sorted(reply));
+    return EXIT_DONE;
+}
+
+constexpr Verb verbs[] = {
+    {"status", "Prints what pm has done since it serves, and its last failure",
+     "  pmctl status\n"
+     "  pmctl status --json | jq .last_failure",
+     declareJson, showStatus},
+};
+
+} // namespace
+
+std::span<const Verb> statusVerbs() {
+    return verbs;
+}

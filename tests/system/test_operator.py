@@ -1,0 +1,117 @@
+"""What an operator looks into: check, log, status, and their output for programs."""
+import json
+import os
+import re
+import subprocess
+
+import pytest
+import zmq
+from conftest import BUILD, PREFIX, settings
+
+SECRET, COMMUNITY = "hunter2 of spades", "very private"
+at = "'Norvu.Embedded.1#{}' = {}".format
+# A sound file; lines of one's own go into each of its tables.
+FILE = ("[settings]|pm_str_email_server_address = '127.0.0.1'|pm_bool_email_alert1_enabled = true|"
+        "pm_str_email_alert1_destination = 'a@example.com'|{}|[attributes]|{}|[hardware]|{}|")
+
+
+@pytest.mark.parametrize("text, findings", [
+    (FILE.format("pm_str_email_server_adress = ''|pm_bool_email_alert2_enabled = true|"
+                 "alert_bool_smtp_auth_enable = true", f"x|{at('SNMP.1#x', 0)}|"
+                 f"{at('Remotehosts.1#smtpport', 0)}", "community = pub"), [
+        "5: .*did you mean \"pm_str_email_server_address\"", "6: .*alert2_enabled: .*no address",
+        "7: .*auth_enable: .*user", "9: syntax error", "10: .*SNMP.1#x: is no known key",
+        "11: .*smtpport: is no port", "13: syntax error: must be a text in quotes"]),
+    ("[attributes]|" + at("IPv4.1#Enable", 0), [
+        "2: .*Enable: neither IPv4 nor", "pm_str_email_server_address: no mail", "no mail dest"]),
+    (FILE.format("", f"{at('IPv4.1#Enable', 0)}|{at('IPv6.1#Enable', 1)}|"
+                 + at("Remotehosts.1#ConnectionEncryption", 2), ""), [
+        "2: pm_str_email_server_address: is an IPv4 address", "9: .*Encryption: .*host.crt",
+        "9: .*Encryption: .*host.key", ".*Address1: mails go"]),
+    (FILE.format("", "|".join([at("SNMPAlert.2#Destination", "'a;b'"), at("SNMPAlert.4#State", 1),
+                               at("SNMPAlert.3#Destination", "'-v'")]), "community = \"a'b\""), [
+        "7: .*2#Destination: would", "8: .*4#State: .*no address", "9: .*3#Destination: would",
+        "11: hardware.community: would be", "holds a password.*chmod 600"]),
+    (FILE.format("", at("SNMPAlert.1#Destination", "'::1'"), ""), ["hardware.community: no SNMP"])])
+def test_check_finds(make_pm, text, findings):
+    pm = make_pm(text.replace("|", "\n"))
+    found, told = (pm.ctl("check", "--offline", *form, status=1) for form in ([], ["--json"]))
+    for line, finding in zip(found.split("\n"), findings, strict=True):
+        assert re.match(rf"(error|warning): {pm.root}/etc/pm.conf:? ?{finding}", line), line
+    assert [str(finding["line"] or "") for finding in json.loads(told)["findings"]] == [
+        re.match(r"\d*", finding)[0] for finding in findings]
+
+
+def test_check_asks_run_time_values_and_network(pm, monkeypatch):
+    assert "nothing is wrong" in pm.ctl("check")
+    for key, value in ((PREFIX + "Remotehosts.1#smtpport", 1), ("hardware.community", SECRET),
+                       (PREFIX + "SNMPAlert.1#Destination", "nowhere.invalid")):
+        pm.ctl("set", key, value)
+    (pm.root / "var/lib/pm/settings.toml").chmod(0o640)
+    monkeypatch.setenv("PATH", "/nowhere")
+    found = pm.ctl("check", status=1)
+    for finding in ("smtpport: has no effect: .*\"1\".*pmctl unset", "msmtp is not found",
+                    "127.0.0.1 does not answer at port 1 ", "snmptrap is not found",
+                    "1#Destination: .*nowhere.invalid", "settings.toml: .*chmod 600"):
+        assert re.search(finding, found), found
+    assert SECRET not in found and len(found.split("\n")) == 6
+
+
+@pytest.fixture
+def failed(make_pm, place):  # a mail was refused by a relay that tells all, and a trap sent
+    (place / "msmtp").write_text('#!/bin/sh\ngrep password "$2" >&2; echo no >&2; exit 77\n')
+    (place / "msmtp").chmod(0o700)
+    flat = {"alert_bool_smtp_auth_enable": True, "alert_str_smtp_user": "norvu"}
+    pm = make_pm(settings(
+        flat=flat | {"alert_str_smtp_password": SECRET}, hardware={"community": COMMUNITY},
+        attributes={"SNMPAlert.1#Destination": "127.0.0.1", "SNMP.1#AlertPort": 9}),
+        environment={"PATH": f"{place}:{os.environ['PATH']}"}).start()
+    assert "pmctl log" in pm.ctl("test-mail", 1, status=1)
+    pm.ctl("test-trap", 1, "--road", "ipmi")
+    return pm
+
+
+def test_log_tells_reasons_and_no_secrets(failed):
+    log = failed.ctl("log")
+    for text in (r"2 \[220\] command failed: msmtp: exit status 77; it said: password .*no",
+                 r"5 \[258\] \[\d+\]: sendTrap\(\) - executing: \[snmptrap .* -c '\*\*\*' 127.*"):
+        assert re.search(rf"(?m)^[\d-]{{10}}T[\d:]{{8}}\.\d{{3}}Z {text}$", log), log
+    assert SECRET not in log and COMMUNITY not in log and "sendTrap" not in failed.errors()
+
+
+def test_log_is_bounded_and_followed(pm):
+    with zmq.Context() as context, context.socket(zmq.DEALER) as client:
+        client.connect(f"ipc://{pm.root}/run/pm/requests")
+        for _ in range(500):
+            client.send_multipart([b"pm/1", b"", b"call", b"pm_function_sendTestTrap"])
+        assert all(client.recv_multipart()[3] for _ in range(500))
+    everything = pm.ctl("log").split("\n")
+    assert len(everything) == 500
+    with pm.ctl_start("log", "-n", "1", "-f") as follower:
+        assert follower.stdout.readline() == everything[-1] + "\n"
+        pm.ctl("test-trap", 0, status=1)
+        assert "".join(follower.stdout.readline() for _ in range(3)).rstrip("\n") in pm.ctl("log")
+        follower.kill()
+
+
+def test_status_counts(failed):
+    failed.ctl("set", "pm_bool_email_alert3_enabled", "false")
+    failed.ctl("event", "event_ipmi_pet", "--message", "Fan", status=1)
+    status, served, value = (json.loads(failed.ctl(*verb, "--json")) for verb in (
+        ["status"], ["list"], ["get", "pm_bool_email_alert3_enabled"]))
+    assert [*status["mails"].values(), *status["traps"].values()] == [0, 2 + 6, 1, 0]
+    once = {"done": 1, "failed": 1, "running": 0}
+    assert status["functions"]["pm_function_sendTestEmailEx"] == once | {"waiting": 0}
+    assert status["topics"]["event_ipmi_pet"] == once
+    assert status["last_failure"]["reason"].startswith("msmtp: exit status 77; it said:")
+    assert all(set(served[kind]) == set(status[kind]) for kind in ("functions", "topics"))
+    assert "0 taken by the relay, 8 refused" in failed.ctl("status")
+    assert value["value"] is False and value["source"] == "run time"
+
+
+def test_colours_on_a_terminal_alone(place):
+    for unwanted, expected in (({}, b"\x1b[31merror\x1b[0m: "), ({"NO_COLOR": "1"}, b"error: ")):
+        terminal, theirs = os.openpty()
+        subprocess.run([BUILD / "pmctl/pmctl", "--root", place, "check"], stdout=theirs,
+                       env={"TERM": "xterm"} | unwanted, check=False)
+        assert os.read(terminal, 4096).startswith(expected)
