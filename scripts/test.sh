@@ -41,9 +41,11 @@ check_format() {
 }
 
 check_tidy() {
-    [ -f build/release/build.ninja ] || cmake --preset release >/dev/null || return
+    # The compiler's precompiled headers are not clang's.
+    [ -f build/tidy/build.ninja ] || cmake --preset release -B build/tidy \
+        -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON -DPM_BUILD_BENCH=ON >/dev/null || return
     sources | grep '\.cpp$' | grep -v '^tests/' |
-        xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build/release 2>&1 |
+        xargs -P "$(nproc)" -n 2 clang-tidy --quiet -p build/tidy 2>&1 |
         { grep -Ev '^[0-9]+ warnings? (generated|treated)|^Suppressed|^Use -header' || true; }
 }
 
@@ -53,7 +55,7 @@ check_units() {
 
 # The thread sanitizer needs an address space that is laid out as it expects.
 check_tsan() {
-    build tsan && setarch -R ctest --test-dir build/tsan --output-on-failure -j "$(nproc)" \
+    build tsan pm_unit_tests && setarch -R ctest --test-dir build/tsan --output-on-failure -j "$(nproc)" \
         -L concurrent --no-tests=error
 }
 
