@@ -153,7 +153,7 @@ class Pm:
 
 def pytest_configure(config):
     config.addinivalue_line("filterwarnings", "ignore:Requiring AUTH while not requiring TLS")
-    config.addinivalue_line("markers", "release: not under the sanitizers, which slow and take faults")
+    config.addinivalue_line("markers", "release: not under sanitizers, which slow and take faults")
 
 
 @pytest.fixture(scope="session")

@@ -5,69 +5,92 @@ import struct
 
 import pytest
 import zmq
-from conftest import until
+from conftest import SmtpSink, settings, until
 
 CHANGE = b"CfgMgr$1$AttributeChange$norvu.embedded.1#lockdown.1#systemlockdown$"
 GENERIC = b"pm_function_sendGenericEmail"
+MAIL = b"pm_function_sendTestEmailEx"
 
 
 @pytest.fixture
-def connect(pm):
+def connect():
     with zmq.Context() as context:
         context.linger = 0
 
-        def dealer():
+        def dealer(pm):
             client = context.socket(zmq.DEALER)
             client.connect(f"ipc://{pm.root}/run/pm/requests")
+            client.rcvtimeo = 20000
             return client
         yield dealer
         context.destroy()
 
 
+def ask(*frames):
+    return [b"pm/1", b"tag", *frames]
+
+
 def change(offset, size=57):
-    return struct.pack("<IH14xI", size, 1, offset).ljust(size, b"x")
+    return ask(b"event", CHANGE, b"wait", struct.pack("<IH14xI", size, 1, offset).ljust(size, b"x"))
 
 
 def test_refusals_hurt_nobody(pm, sink, connect):
-    client = connect()
+    client = connect(pm)
     before = pm.held()
-    for code, *frames in (
-            (b"version", b"pm/2", b"tag", b"list"), (b"malformed", b"pm/1", b"tag"),
-            (b"unknown-verb", b"pm/1", b"tag", b""), (b"malformed", *[b"pm/1"] * 2000),
-            (b"unknown-name", b"pm/1", b"tag", b"call", GENERIC + b"x", b"\0" * 1000),
-            (b"malformed", b"pm/1", b"tag", b"call", GENERIC + b"\0x", b""),
-            (b"unknown-name", b"pm/1", b"tag", b"get", b"%s%n/../etc"),
-            (b"malformed", b"pm/1", b"tag", b"event", CHANGE, b"wait", change(57)),
-            (b"malformed", b"pm/1", b"tag", b"event", CHANGE, b"wait", change(2**32 - 1)),
-            (b"malformed", b"pm/1", b"tag", b"event", CHANGE, b"wait", change(24, 24)),
-            (b"too-large", b"pm/1", b"tag", b"call", GENERIC, b"x" * (65 << 20))):
+    for code, frames in (
+            (b"version", [b"pm/2", b"tag", b"list"]), (b"malformed", ask()),
+            (b"unknown-verb", ask(b"")), (b"malformed", ask(*[b"pm/1"] * 2000)),
+            (b"malformed", ask(b"call")), (b"malformed", ask(b"call", b"n" * 256)),
+            (b"unknown-name", ask(b"call", GENERIC + b"x", b"\0" * 1000)),
+            (b"malformed", ask(b"call", GENERIC + b"\0x", b"")),
+            (b"unknown-name", ask(b"get", b"%s%n/../etc")),
+            (b"failed", ask(b"set", b"alert_int_smtp_sasl", b"many")),
+            (b"unknown-name", ask(b"event", b"event_ipmi", b"wait")),
+            (b"malformed", ask(b"event", b"event_ipmi_pet", b"maybe")),
+            (b"malformed", change(57)), (b"malformed", change(2**32 - 1)),
+            (b"malformed", change(24, 24)),
+            (b"too-large", ask(b"call", GENERIC, b"x" * (65 << 20)))):
         client.send_multipart(frames)
-        assert client.poll(20000), frames[:4]
         reply = client.recv_multipart()
         assert reply[0] == b"pm/1" and reply[2:4] == [b"refused", code], (frames[:4], reply)
+    client.send_multipart(change(56))
+    assert client.recv_multipart()[2:] == [b"status", b"0"]
     client.close()
     until(lambda: pm.holds_no_more_than(before))
     assert sink.connections == 0
     assert pm.ctl("get", "pm_str_email_alert4_subject") == "Subject 4"
 
 
-def test_noise_and_hang_ups_hurt_nobody(pm, sink, connect):
-    held = []
+@pytest.mark.parametrize("size, taken", [(1, 513), (60 << 20, 4)])  # one of them runs
+def test_what_waits_is_bounded_and_others_are_served(make_pm, make, connect, size, taken):
+    sink = make(SmtpSink, mode="hang")
+    pm = make_pm(settings(sink.port, 1)).start()
+    client = connect(pm)
+    client.send_multipart(ask(b"call", MAIL, b"\1" * size))
+    sink.wait(lambda s: s.connections > 0)
+    for _ in range(taken):
+        client.send_multipart(ask(b"call", MAIL, b"\5" * size))
+    assert client.recv_multipart()[2:4] == [b"refused", b"busy"]  # before all others
+    assert "1" in pm.ctl("test-trap", 0, status=1)
+    sink.mode = "drop"
+    sink.release()
+    assert [client.recv_multipart()[3] for _ in range(taken)] == [b"-1"] + [b"-3"] * (taken - 1)
+
+
+def test_noise_and_hang_ups_hurt_nobody(pm, sink, connect, make):
     for noise in (b"", b"GET / HTTP/1.0\r\n\r\n", bytes(100000),
                   b"\xff\0\0\0\0\0\0\0\1\x7f\3\0NULL".ljust(64, b"\0") + b"\xff" * 64):
-        held.append(socket.socket(socket.AF_UNIX))
-        held[-1].connect(f"{pm.root}/run/pm/requests")
-        held[-1].setblocking(False)
+        held = make(socket.socket, socket.AF_UNIX)
+        held.connect(f"{pm.root}/run/pm/requests")
+        held.setblocking(False)
         with contextlib.suppress(OSError):  # hung up on already
-            held[-1].send(noise)
+            held.send(noise)
     for _ in range(20):  # those that ask and go before they are answered
-        client = connect()
+        client = connect(pm)
         for _ in range(50):
-            client.send_multipart([b"pm/1", b"", b"list"])
-        client.send_multipart([b"pm/1", b"", b"event", b"event_ipmi_pet", b"wait"])
+            client.send_multipart(ask(b"list"))
+        client.send_multipart(ask(b"event", b"event_ipmi_pet", b"wait"))
         client.close()
     assert "event_ipmi_pet" in pm.ctl("list")
     pm.ctl("mail", "--to", "a@example.com", "--subject", "S", "--body", "B")
     assert len(sink.mails) >= 1
-    for connection in held:
-        connection.close()

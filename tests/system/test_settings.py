@@ -3,35 +3,18 @@ import os
 import pathlib
 import signal
 import stat
-import threading
 
 import pytest
 import zmq
 from conftest import PREFIX, settings, until
 
-SUBJECT, SUBJECT3 = "pm_str_email_alert1_subject", "pm_str_email_alert3_subject"
+SUBJECT = "pm_str_email_alert1_subject"
 LDAP, AD = "pam_int_ldap_enable_mode", "pam_int_ad_enable_mode_pl"
 
 
-@pytest.mark.parametrize("key, value", [
-    ("pm_str_email_alert2_subject", "5"), ("pm_bool_email_alert2_enabled", '"yes"'),
-    ("pm_str_email_alert2_subjekt", '"S"'), ("pm_str_email_alert2_subject", f'"{"x" * 255}"'),
-    ("pm_str_email_alert2_subject", '"a\\nb"'), (LDAP, "4294967296"),
-    ("pm_str_email_alert2_subject", '"open'), ("pm_str_email_alert2_subject", '"\xff"'), ("", "5")])
-def test_one_bad_line_is_told_and_the_rest_loads(make_pm, key, value):
-    pm = make_pm()
-    (pm.root / "etc/pm.conf").write_bytes(
-        f'[settings]\n{SUBJECT} = "Before"\n{key} = {value}\n{SUBJECT3} = "Behind"\n'
-        .encode("latin-1"))
-    pm.start()
-    assert (pm.ctl("get", SUBJECT), pm.ctl("get", SUBJECT3)) == ("Before", "Behind")
-    assert (pm.ctl("get", "pm_str_email_alert2_subject"), pm.ctl("get", LDAP)) == ("", "0")
-    told = [line for line in pm.errors().splitlines() if "pm.conf" in line]
-    assert len(told) == 1 and "3" in told[0].split("pm.conf", 1)[1]
-
-
 def test_written_values(make_pm):
-    pm = make_pm(settings(count=1, attributes={"SNMPAlert.1#State": {"enum": "1"}})).start()
+    pm = make_pm(settings(count=1, attributes={"SNMPAlert.1#State": {"enum": "1"}}) + "x").start()
+    assert pm.errors().count("pm.conf:") == 1  # told of the last line; all others are loaded
     written = {SUBJECT: "quotes \" ' and \\ and # = [x] \u00e4\u20ac",
                "pm_str_email_alert1_body": "two\nlines\t.", PREFIX + "SNMP.1#AlertPort": "1162"}
     for key, value in written.items():
@@ -64,6 +47,14 @@ def test_killed_while_writing(make_pm):
             pm.stop(signal.SIGKILL)
         pm.start()
         assert pm.ctl("get", SUBJECT) in ("a" * 250, "b" * 250) and pm.errors() == ""
+    pm.stop()
+    kept = pm.root / "var/lib/pm/settings.toml"
+    damaged = kept.read_bytes() + b"\1 rubbish"
+    kept.write_bytes(damaged)
+    pm.start()
+    pm.ctl("set", "pm_str_email_alert3_subject", "new")
+    assert kept.with_name("settings.toml.damaged").read_bytes() == damaged
+    assert "settings.toml" in pm.errors() and pm.ctl("get", SUBJECT) != "Subject 1"
 
 
 def test_full_disk_changes_nothing(make_pm):
@@ -82,8 +73,6 @@ def test_full_disk_changes_nothing(make_pm):
     assert pm.ctl("get", SUBJECT) == "old"
     (seen / "filler").unlink()
     assert os.listdir(seen) == names
-    pm.ctl("set", SUBJECT, "new")
-    assert pm.ctl("get", SUBJECT) == "new"
 
 
 def test_directory_services_are_not_on_together(make_pm):
@@ -96,26 +85,21 @@ def test_directory_services_are_not_on_together(make_pm):
 
 
 def test_snmp_change_is_seen_by_watch(pm):
-    watch, seen = pm.ctl_start("watch"), threading.Event()
-    reader = threading.Thread(target=lambda: [
-        seen.set() for line in watch.stdout if "pm_event_snmp_config_changed" in line])
-    reader.start()
-    for n in range(200):
-        pm.ctl("set", PREFIX + "SNMPAlert.8#Destination", f"192.0.2.{n}")
-        if seen.wait(0.1):  # else the watcher had not joined yet
-            break
+    watch = pm.ctl_start("watch")
+    assert watch.stdout.readline() == "pmctl: watching\n"
+    pm.ctl("set", PREFIX + "SNMPAlert.8#Destination", "192.0.2.1")
+    assert "pm_event_snmp_config_changed" in watch.stdout.readline()
     watch.kill()
-    reader.join()
     watch.communicate()
-    assert seen.is_set()
 
 
-def test_configuration_event_restarts_the_sibling(make_pm, place):
+@pytest.mark.parametrize("endpoint", ["", "ipc:///nobody/serves/it"])
+def test_configuration_event_restarts_the_sibling(make_pm, place, endpoint):
     os.mkfifo(place / "asked")
     (place / "systemctl").write_text(f'#!/bin/sh\necho "$@" >{place}/asked\n')
     (place / "systemctl").chmod(0o755)
-    pm = make_pm(settings(), environment={"PATH": f"{place}:{os.environ['PATH']}"}).start()
+    pm = make_pm(settings(flat={"pm_str_endpoint_teshServiceRequest": endpoint}),
+                 environment={"PATH": f"{place}:{os.environ['PATH']}"}).start()
     client = pm.ctl_start("event", "qelctl_event_config_changed")
     assert (place / "asked").read_text() == "restart qelctl_ipmiextd.service\n"
-    client.communicate(timeout=20)
-    assert client.returncode == 0
+    assert client.wait(20) == 0

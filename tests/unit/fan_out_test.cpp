@@ -36,32 +36,24 @@ string destinations() {
 }
 
 TEST_F(FanOut, WalksAllFourWhateverFails) {
-    const string off = "pm_bool_email_alert", gone = "!pm_str_email_alert3_destination";
-    const string allOff =
-        off + "1_enabled:0|" + off + "2_enabled:0|" + off + "3_enabled:0|" + off + "4_enabled:0";
-    // steps, status of the event's walk and the extended one, runs by destination, a line of each
-    const Rows<string, int, int, string, string, string> cases = {
-        {"", 0, 0, "1234", "filter ID: 200", "sending email to destination 4"},
-        {"runs=11", 0, -1, "11234", "Exiting sendEmailAlerts()", "Exiting sendEmailAlertsEx()"},
-        {"runs=00011", -1, -1, "12344", "Exiting sendEmailAlerts()", "Exiting sendEmailAlertsEx()"},
-        {"runs=0011|" + off + "4_enabled:0", -1, -1, "1233", "4 not enabled", "4 not enabled"},
-        {"!" + off + "2_enabled", 0, -1, "134", "2 enabled from VESK", "2 enabled from VESK"},
-        {gone, 0, -1, "124", "subject 3 or email destination 3",
-         "could not get email destination 3"},
-        {"pm_str_email_alert4_destination=", 0, 0, "123", "destination 4 zero length string",
-         "destination 4 is zero length string"},
-        {allOff, 0, 0, "", "email notify 1 not enabled", "email notify 3 not enabled"}};
-    for (const auto& [steps, eventStatus, extendedStatus, to, eventLine, extendedLine] : cases) {
+    const string off = "pm_bool_email_alert";
+    // steps, status of the event's walk and the extended one, runs by destination
+    const Rows<string, int, int, string> cases = {
+        {"", 0, 0, "1234"},
+        {"runs=11", 0, -1, "11234"},
+        {"runs=00011", -1, -1, "12344"},
+        {"runs=0011|" + off + "4_enabled:0", -1, -1, "1233"},
+        {"!" + off + "2_enabled", 0, -1, "134"},
+        {"!pm_str_email_alert3_destination", 0, -1, "124"},
+        {"pm_str_email_alert4_destination=|" + off + "1_enabled:0", 0, 0, "23"}};
+    for (const auto& [steps, eventStatus, extendedStatus, to] : cases) {
         const EventPayload payload = event();
         restart(steps);
         EXPECT_EQ(eventStatus, sendEmailAlerts(&payload));
         EXPECT_EQ(to, destinations());
-        EXPECT_EQ(1U, logged(eventLine)) << eventLine;
         restart(steps, "extended");
         EXPECT_EQ(extendedStatus, send(sendEmailAlertsEx, request("host", "s")));
         EXPECT_EQ(to, destinations());
-        EXPECT_EQ(1U, logged(extendedLine)) << extendedLine;
-        EXPECT_EQ("[]:  Exiting sendEmailAlertsEx()\n", script.log.back());
     }
 }
 
@@ -78,34 +70,25 @@ TEST_F(FanOut, EventMailIsComposedFromConfigurationAndEvent) {
                   string(254, 'b') + "\n" + string(510, 'm') + LINKS_TO("192.0.2.7") "\n\n",
               script.commands[0].message);
     EXPECT_EQ(string(254, 's'), valueOf(script.commands[1], "Subject"));
-    EXPECT_EQ(1U, logged("getEmailNotifyBody() - could not get email body for index 3\n"));
-    EXPECT_EQ(1U, logged("could not get email subject 3 or email destination 3\n"));
-    EXPECT_EQ(1U, logged("could not get email subject 4 or email destination 4\n"));
 }
 
 TEST_F(FanOut, ExtendedSubject) {
     const string prefix = "@Remotehosts.1#MessageSubjectPrefix", s248(248, 's'), s249(249, 's');
-    // steps, host, subject, composed, line
-    const Rows<string, string, string, string, string> cases = {
-        {"", "", "s", "s", "empty MessageSubjectPrefix string obtained"},
-        {"!" + prefix, "host", "s", "host: s", "failed to get MessageSubjectPrefix"},
-        {"", "host", s248, "host: " + s248, "pEmailAlertData->szHostName = host\n"},
-        {"", "host", s249, "host: " + s249, "Could not write entirety to szSubject\n"},
-        {prefix + "=Pre", "host", "s", "Pre host: s", "msgPrefix = Pre\n"},
-        {prefix + "=Pre|domain= a.b.", "", "s", "Pre ctl1.a.b: s",
-         "domainname: a.b strlen(szDomainName):3\n"},
-        {prefix + "=Pre|domain=(none)", "", "s", "Pre ctl1.192.0.2.7: s",
-         "domainname: (none) strlen"},
-        {prefix + "=" + string(40, 'p'), "h", "s", string(32, 'p') + " h: s",
-         "getMessagePrefix()\n"}};
-    for (const auto& [steps, host, subject, composed, line] : cases) {
+    // steps, host, subject, composed
+    const Rows<string, string, string, string> cases = {
+        {"", "", "s", "s"},
+        {"!" + prefix, "host", "s", "host: s"},
+        {"", "host", s248, "host: " + s248},
+        {"", "host", s249, "host: " + s249},
+        {prefix + "=Pre", "host", "s", "Pre host: s"},
+        {prefix + "=Pre|domain= a.b.", "", "s", "Pre ctl1.a.b: s"},
+        {prefix + "=Pre|domain=(none)", "", "s", "Pre ctl1.192.0.2.7: s"},
+        {prefix + "=" + string(40, 'p'), "h", "s", string(32, 'p') + " h: s"}};
+    for (const auto& [steps, host, subject, composed] : cases) {
         restart(steps);
         EXPECT_EQ(0, send(sendEmailAlertsEx, request(host, subject)));
         ASSERT_EQ("1234", destinations());
         EXPECT_EQ(composed.substr(0, 254), valueOf(script.commands[3], "Subject"));
-        EXPECT_EQ(4U, logged(line)) << line;
-        EXPECT_EQ(composed.size() > 254 ? 4U : 0U, logged("Could not write entirety"));
-        EXPECT_EQ(4U, countOf(script.calls, "attr " + prefix + " 33"));
     }
     // A failed lookup of the literal skips one destination, unmarked.
     restart(prefix + "=Pre|!domain|str pm_str_email_alert1_d>!@IPv4.1#Enable|"
@@ -120,26 +103,23 @@ TEST_F(FanOut, RefusesRequestsInOrder) {
                  empty = "pm_str_email_server_address=|pm_str_email_alert4_destination=";
     EmailAlertsExStruct sound = request("", "s"), noSubject = request("h", ""),
                         noBody = request("h", "s", "");
-    uint8_t index[] = {0, 5, 4, 255};
-    const Rows<int32_t (*)(uint32_t, void*), uint32_t, void*, string, int, string> cases = {
-        {sendEmailAlertsEx, 0, nullptr, gone, -1, "Failed to get email server address"},
-        {sendEmailAlertsEx, 0, nullptr, zero, -1, "currently set to \"0.0.0.0\")"},
-        {sendEmailAlertsEx, 2550, nullptr, empty, -3, "request_data is NULL"},
-        {sendEmailAlertsEx, 2549, &sound, empty, -3, "less than sizeof(EmailAlertsExStruct)"},
-        {sendEmailAlertsEx, 2550, &noSubject, empty, -3, "szSubject string is zero length"},
-        {sendEmailAlertsEx, 9999, &noBody, empty, -3, "szBodyText string is zero length"},
-        {sendTestEmailEx, 0, nullptr, gone, -1, "Failed to get email server address"},
-        {sendTestEmailEx, 0, nullptr, zero, -1, "currently set to \"0.0.0.0\")"},
-        {sendTestEmailEx, 1, nullptr, empty, -3, "request_data is NULL"},
-        {sendTestEmailEx, 0, index, empty, -3, "less than sizeof(unsigned char)"},
-        {sendTestEmailEx, 1, index + 1, empty, -3, "index value of 5 is greater than max of 4"},
-        {sendTestEmailEx, 1, index + 3, empty, -3, "index value of 255 is greater than max of 4"},
-        {sendTestEmailEx, 4, index, empty, -1, "could not get email destination 0, or"},
-        {sendTestEmailEx, 1, index + 2, empty, -1, "could not get email destination 4, or"}};
-    for (const auto& [handler, size, data, steps, status, line] : cases) {
-        restart(steps, line);
+    uint8_t index[] = {0, 5, 4};
+    const Rows<int32_t (*)(uint32_t, void*), uint32_t, void*, string, int> cases = {
+        {sendEmailAlertsEx, 0, nullptr, gone, -1},
+        {sendEmailAlertsEx, 0, nullptr, zero, -1},
+        {sendEmailAlertsEx, 2550, nullptr, empty, -3},
+        {sendEmailAlertsEx, 2549, &sound, empty, -3},
+        {sendEmailAlertsEx, 2550, &noSubject, empty, -3},
+        {sendEmailAlertsEx, 9999, &noBody, empty, -3},
+        {sendTestEmailEx, 0, nullptr, gone, -1},
+        {sendTestEmailEx, 1, nullptr, empty, -3},
+        {sendTestEmailEx, 0, index, empty, -3},
+        {sendTestEmailEx, 1, index + 1, empty, -3},
+        {sendTestEmailEx, 4, index, empty, -1},
+        {sendTestEmailEx, 1, index + 2, empty, -1}};
+    for (const auto& [handler, size, data, steps, status] : cases) {
+        restart(steps, words(size, data));
         EXPECT_EQ(status, handler(size, data));
-        EXPECT_NE(string::npos, script.log.back().find(line));
         EXPECT_TRUE(script.commands.empty());
     }
 }
@@ -147,12 +127,11 @@ TEST_F(FanOut, RefusesRequestsInOrder) {
 TEST_F(FanOut, TestMailToADestination) {
     const string body = "Event Message: Test email to user.\nSeverity: Informational\nDate/Time: ",
                  date = "Tue, 14 Nov 2023 22:13:20 +0100\n", key = "pm_str_email_alert";
-    const Rows<int, string, string, string> cases = {
-        {1, key + "1_body=", body + date, "is not available for index[1] \n"},
-        {2, "!" + key + "2_body|localtime?1", body + "\n", "is not available for index[2] \n"},
-        {4, key + "4_body=" + string(70, 'c'), "Message: " + string(63, 'c') + "\n" + body + date,
-         "is available for index[4] \n"}};
-    for (const auto& [index, steps, sent, line] : cases) {
+    const Rows<int, string, string> cases = {
+        {1, key + "1_body=", body + date},
+        {2, "!" + key + "2_body|localtime?1", body + "\n"},
+        {4, key + "4_body=" + string(70, 'c'), "Message: " + string(63, 'c') + "\n" + body + date}};
+    for (const auto& [index, steps, sent] : cases) {
         restart("runs=11|" + steps);
         uint8_t data[] = {static_cast<uint8_t>(index), 9};
         EXPECT_EQ(-1, sendTestEmailEx(2, data));
@@ -160,7 +139,6 @@ TEST_F(FanOut, TestMailToADestination) {
         EXPECT_EQ("Test email alert from ctl1", valueOf(command, "Subject"));
         EXPECT_NE(string::npos, command.message.find("\n\n" + sent + LINKS_TO("192.0.2.7") "\n\n"));
         EXPECT_EQ(std::to_string(index) + "@example.org", valueOf(command, "To"));
-        EXPECT_EQ(1U, logged(line));
     }
 }
 

@@ -6,11 +6,9 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <set>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
-#include "core/process.h"
 #include "mail/senders.h"
 #include "platform/attributes.h"
 #include "platform/function_manager.h"
@@ -22,20 +20,12 @@
 
 namespace fs = std::filesystem;
 
-// An outside call that does no more than give a value.
-#define ANSWER(type, name, parameters, ...)                                                        \
-    type name parameters {                                                                         \
-        return __VA_ARGS__;                                                                        \
-    }
-extern "C" void* __real_malloc(size_t size);
-
 Script script;
 std::recursive_mutex guard;
 uint8_t g_bTrace = 0;
 
 namespace {
 
-std::set<void*>* const blocks = new std::set<void*>;
 qornc_context client;
 
 // Settings calls answer with other bits set beside bit 0.
@@ -49,9 +39,9 @@ string shortKey(const string& key) {
 
 bool giveNumber(const string& key, int32_t* value) {
     const Guard lock(guard);
-    if (has(":" + key))
-        *value = std::stoi(script.answers[":" + key]);
-    return has(":" + key);
+    const bool given = has(":" + key);
+    *value = given ? std::stoi(script.answers[":" + key]) : -7;
+    return given;
 }
 
 void setFileLimit(rlim_t size) {
@@ -108,34 +98,13 @@ bool giveText(const string& key, void* buffer, size_t size) {
     return has("=" + key);
 }
 
-void* noted(void* block) {
-    const Guard lock(guard);
-    if (block != nullptr)
-        blocks->insert(block);
-    return block;
-}
-
-void forget(void* block) {
-    const Guard lock(guard);
-    blocks->erase(block);
-}
-
-void* platformBlock(size_t size) {
-    return noted(std::memset(__real_malloc(size), 0, size));
-}
-
-size_t liveBlocks() {
-    const Guard lock(guard);
-    return blocks->size();
-}
-
 size_t countOf(const Lines& lines, const string& line) {
     return static_cast<size_t>(std::count(lines.begin(), lines.end(), line));
 }
 
 size_t logged(const string& part) {
-    const auto holds = [&](const string& line) { return line.find(part) != line.npos; };
-    return static_cast<size_t>(std::count_if(script.log.begin(), script.log.end(), holds));
+    return static_cast<size_t>(std::ranges::count_if(
+        script.log, [&](const string& line) { return line.find(part) != line.npos; }));
 }
 
 Lines startingWith(const Lines& lines, const string& start) {
@@ -174,7 +143,7 @@ void Scripted::SetUp() {
         sender->compatibility->store(0);
     const Guard lock(guard);
     script = {};
-    factoryDefaults = g_bTrace = 0;
+    g_bTrace = 0;
     change("@Remotehosts.1#SenderEmail=pm@example.org|pm_str_email_server_address=mail.example.org|"
            "servers=4|domain=example.org|@IPv4.1#Enable:1|@IPv6.1#Enable:0|"
            "@IPv4.1#Address=192.0.2.7|@IPv6.1#Address1=2001:db8::7|@network.1#dnsnvcname=ctl1|"
@@ -183,14 +152,12 @@ void Scripted::SetUp() {
            "alert_bool_smtp_auth_enable:0|zuvastatus_bool_zuva_present:0|clock:1000000000|"
            "guid=00112233-4455-6677-8899-aabbccddeeff|hostname=\001ab|community=public|"
            "@SNMP.1#AlertPort~162|@SNMPAlert.2#State~1|@SNMPAlert.8#Destination~192.0.2.1");
-    for (const char n : {'1', '2', '3', '4'}) {
-        string steps = "pm_bool_email_alert#_enabled:1|pm_str_email_alert#_body=Body #|"
-                       "pm_str_email_alert#_destination=#@example.org|"
-                       "pm_str_email_alert#_subject=Subject #";
-        std::replace(steps.begin(), steps.end(), '#', n);
-        change(steps);
+    for (const string n : {"1", "2", "3", "4"}) {
+        const string key = "|pm_str_email_alert" + n;
+        change("pm_bool_email_alert" + n + "_enabled:1" + key + "_body=Body " + n + key +
+               "_subject=Subject " + n + key + "_destination=" + n + "@example.org");
     }
-    blocks->clear();
+    forgetBlocks();
 }
 
 void Scripted::restart(const string& steps, const string& name) {
@@ -218,13 +185,8 @@ int mirlog_printf(int level, int module, const char* format, ...) {
     char text[4096];
     vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
-    string line = text;
-    if (std::strncmp(format, "[%d]", 4) == 0)
-        line = "[]" + line.substr(line.find(']') + 1);
-    if (level != 5 || module != 258)
-        line = std::to_string(level) + "/" + std::to_string(module) + " " + line;
     const Guard lock(guard);
-    script.log.push_back(line);
+    script.log.push_back(words(level, module, text));
     return 0;
 }
 
@@ -237,8 +199,6 @@ int log_rlog(int code, ...) {
     return -1;
 }
 
-ANSWER(int, vesk_init_config_from_file, (const char* path, uint8_t flag),
-       outcome(words("init", path, int{flag})))
 int vesk_config_get_bool(const char* key, uint8_t* value) {
     outcome(words("bool", key));
     int32_t number = 0;
@@ -252,8 +212,6 @@ ANSWER(int, vesk_config_get_str_n, (const char* key, char* buffer, uint32_t size
        outcome(words("str", key, size)), oddResult(giveText(key, buffer, size)))
 ANSWER(int, vesk_config_set_int, (const char* key, int32_t value, int32_t one),
        oddResult(outcome(words("set", key, value, one)) == 0))
-ANSWER(int, vesk_config_set_str, (const char* key, const char* text, int32_t one),
-       oddResult(outcome(words("set", key, text, one)) == 0))
 int CfgGetAttribute(const char* key, char* buffer, uint32_t* size) {
     outcome(words("attr", shortKey(key), *size));
     const bool done = giveText(shortKey(key), buffer, *size);
@@ -273,13 +231,10 @@ int vesk_exec_systemcmd_ext(const char* command, uint64_t zero2, uint64_t zero3,
     const string line = command;
     const size_t path = line.find("-C ") + 3;
     const string relay = line.substr(path, line.rfind(" -t") - path);
-    struct stat status = {};
-    stat(relay.c_str(), &status);
     int result = 0;
     {
         const Guard lock(guard);
-        script.commands.push_back(
-            {line, input_path, contentOf(input_path), contentOf(relay), status.st_mode & 0777U});
+        script.commands.push_back({line, input_path, contentOf(input_path), contentOf(relay)});
         result = outcome("run " + line);
         string& runs = script.answers["=runs"];
         if (!runs.empty()) {
@@ -307,19 +262,17 @@ int client_get_obj_by_key(const char* key, void** object) {
     const int result = outcome(words("object", shortKey(key)));
     EXPECT_EQ(nullptr, *object);
     const Guard lock(guard);
-    for (const string sign : {"%", "~", ";", "&"}) {
+    int type = 0x4050;
+    for (const char sign : {'%', '~', ';', '&'}) {
+        ++type;
         if (result != 0 || !has(sign + shortKey(key)))
             continue;
         const string text = script.answers[sign + shortKey(key)];
         auto* block = static_cast<char*>(platformBlock(128 + text.size() + 1));
         std::memset(block, 0x5a, 128);
-        const int type = sign == "%"   ? 0x4051
-                         : sign == "~" ? 0x4052
-                         : sign == ";" ? 0x4053
-                                       : 0x4054;
-        const int value = sign == "%" ? std::stoi(text) : text == "(null)" ? 0 : 128;
+        const int value = type == 0x4051 ? std::stoi(text) : text == "(null)" ? 0 : 128;
         std::memcpy(block + 8, &type, 2);
-        std::memcpy(block + 16 + (sign == ";" ? 72 : 24), &value, sizeof value);
+        std::memcpy(block + 16 + (type == 0x4053 ? 72 : 24), &value, sizeof value);
         std::memcpy(block + 128, text.c_str(), text.size() + 1);
         *object = block;
     }

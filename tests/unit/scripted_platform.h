@@ -19,7 +19,6 @@ using Rows = std::vector<std::tuple<T...>>;
 
 struct Command {
     string line, inputPath, message, relay; // contents as they were at the run
-    unsigned relayMode = 0;
 };
 
 struct Script {
@@ -28,14 +27,11 @@ struct Script {
     int failingAllocation = 0;        // counts down; that one fails
     int failingCall = 0;              // the same for outside calls
     bool callFails = false;           // the one that is being answered
-    bool holdThreads = false;         // a thread is noted, but not started
     std::function<void()> onRun;
-    // What it saw. Lines that are not at level 5 for module 258 begin with
-    // "level/module "; "[]" stands for a source line number.
+    // What it saw; level and module are the first two words of a line of the log.
     Lines calls, log;
     std::vector<Command> commands;
-    const void* routine = nullptr;
-    bool detached = false, signalsOpen = false;
+    bool detached = false;
 };
 extern Script script;
 extern std::recursive_mutex guard; // of the script
@@ -56,8 +52,6 @@ bool has(const string& signAndKey);
 // Fills the buffer as the platform may: without a terminator where the text fills it,
 // and with rubbish where the read fails.
 bool giveText(const string& key, void* buffer, size_t size);
-void* noted(void* block); // as taken from the heap
-void forget(void* block);
 void* platformBlock(size_t size); // cleared, for pm to release; no test makes it fail
 template <typename... Words>
 string words(const Words&... all) {
@@ -71,7 +65,8 @@ string words(const Words&... all) {
         return __VA_ARGS__;                                                                        \
     }
 
-size_t liveBlocks(); // of the plain heap, taken since the test began and not released
+size_t liveBlocks(); // of the plain heap, taken since forgetBlocks() and not released
+void forgetBlocks();
 int exitStatusOf(const std::function<void()>& routine);
 size_t countOf(const Lines& lines, const string& line);
 size_t logged(const string& part);                           // lines that hold it

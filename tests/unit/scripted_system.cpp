@@ -1,10 +1,10 @@
 // The bus, and the system library where own code calls it.
 #include <csetjmp>
-#include <csignal>
 #include <cstdarg>
 #include <cstring>
 #include <netdb.h>
 #include <pthread.h>
+#include <set>
 #include <sys/syscall.h>
 #include <sys/time.h>
 #include <systemd/sd-bus.h>
@@ -22,10 +22,31 @@ REAL(int, pthread_attr_init, pthread_attr_t*);
 REAL(int, pthread_attr_setdetachstate, pthread_attr_t*, int);
 REAL(void*, malloc, size_t);
 
+static auto* const blocks = new std::set<void*>;
 static std::jmp_buf exitJump;
 static bool exitCaught = false;
 static int exitStatus = 0;
 static uint64_t handles[3];
+
+static void* noted(void* block) {
+    const Guard lock(guard);
+    blocks->insert(block);
+    return block;
+}
+
+void* platformBlock(size_t size) {
+    return noted(std::memset(__real_malloc(size), 0, size));
+}
+
+size_t liveBlocks() {
+    const Guard lock(guard);
+    return blocks->size();
+}
+
+void forgetBlocks() {
+    const Guard lock(guard);
+    blocks->clear();
+}
 
 int exitStatusOf(const std::function<void()>& routine) {
     exitCaught = true;
@@ -84,7 +105,8 @@ char* __wrap_strdup(const char* text) {
     return static_cast<char*>(copy == nullptr ? nullptr : std::memcpy(copy, text, size));
 }
 void __wrap_free(void* block) {
-    forget(block);
+    const Guard lock(guard);
+    blocks->erase(block);
     __real_free(block);
 }
 [[noreturn]] void __wrap_exit(int status) {
@@ -141,14 +163,8 @@ int __wrap_pthread_attr_setdetachstate(pthread_attr_t* attributes, int state) {
 }
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                           void* (*routine)(void*), void* argument) {
-    sigset_t mask;
-    pthread_sigmask(SIG_BLOCK, nullptr, &mask);
-    script.signalsOpen = sigismember(&mask, SIGUSR1) == 0;
-    script.routine = reinterpret_cast<const void*>(routine);
     const int error = outcome("thread created");
-    return error != 0 || script.holdThreads
-               ? error
-               : __real_pthread_create(thread, attributes, routine, argument);
+    return error != 0 ? error : __real_pthread_create(thread, attributes, routine, argument);
 }
 
 } // extern "C"
