@@ -141,7 +141,7 @@ void checkPortAnswers(Checked& checked, const Name& server) {
 
 void checkNetwork(Checked& checked) {
     // Never freed: where a name server is silent, the resolver still holds the question.
-    auto& names = *new std::vector<Name>;
+    static auto& names = *new std::vector<Name>;
     const std::string server = valueInForce(checked, SERVER_KEY);
     if (isServerSet(server))
         names.push_back({std::string(SERVER_KEY), server});

@@ -212,6 +212,10 @@ ANSWER(int, vesk_config_get_str_n, (const char* key, char* buffer, uint32_t size
        outcome(words("str", key, size)), oddResult(giveText(key, buffer, size)))
 ANSWER(int, vesk_config_set_int, (const char* key, int32_t value, int32_t one),
        oddResult(outcome(words("set", key, value, one)) == 0))
+ANSWER(int, vesk_config_set_str, (const char* key, const char* text, int32_t one),
+       oddResult(outcome(words("set", key, text, one)) == 0))
+ANSWER(int, vesk_init_config_from_file, (const char* path, uint8_t flag),
+       outcome(words("init", path, int{flag})))
 int CfgGetAttribute(const char* key, char* buffer, uint32_t* size) {
     outcome(words("attr", shortKey(key), *size));
     const bool done = giveText(shortKey(key), buffer, *size);

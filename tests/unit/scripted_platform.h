@@ -27,11 +27,12 @@ struct Script {
     int failingAllocation = 0;        // counts down; that one fails
     int failingCall = 0;              // the same for outside calls
     bool callFails = false;           // the one that is being answered
+    bool holdThreads = false;         // a thread is noted, but not started
     std::function<void()> onRun;
     // What it saw; level and module are the first two words of a line of the log.
     Lines calls, log;
     std::vector<Command> commands;
-    bool detached = false;
+    bool detached = false, signalsOpen = false; // of the last thread
 };
 extern Script script;
 extern std::recursive_mutex guard; // of the script

@@ -1,5 +1,6 @@
 // The bus, and the system library where own code calls it.
 #include <csetjmp>
+#include <csignal>
 #include <cstdarg>
 #include <cstring>
 #include <netdb.h>
@@ -164,7 +165,12 @@ int __wrap_pthread_attr_setdetachstate(pthread_attr_t* attributes, int state) {
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                           void* (*routine)(void*), void* argument) {
     const int error = outcome("thread created");
-    return error != 0 ? error : __real_pthread_create(thread, attributes, routine, argument);
+    sigset_t mask;
+    pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+    script.signalsOpen = sigismember(&mask, SIGUSR1) == 0;
+    return error != 0 || script.holdThreads
+               ? error
+               : __real_pthread_create(thread, attributes, routine, argument);
 }
 
 } // extern "C"

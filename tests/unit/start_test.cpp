@@ -1,11 +1,73 @@
-// Start-up: subscription, the service thread and its tables.
+// Start-up: options, seeding, subscription, the service thread and its tables.
+#include <csignal>
+
 #include "core/config_subscription.h"
+#include "core/process.h"
 #include "core/service_thread.h"
+#include "platform/logging.h"
 #include "scripted_platform.h"
 
 namespace {
 
 class Start : public Scripted {};
+
+TEST_F(Start, TakesOptionsUpToAnUnknownOne) {
+    const Rows<Lines, bool, int, int> cases = {
+        // ..., trace, factory
+        {{"pm"}, true, 0, 0},
+        {{"pm", "-DEBUG"}, true, 1, 0},
+        {{"pm", "-d", "-FactoryDefaults"}, true, 1, 1},
+        {{"pm", "-fd", "-D", "-d"}, false, 0, 1},
+        {{"pm", "-FD"}, false, 0, 0},
+    };
+    for (auto [arguments, good, trace, factory] : cases) {
+        restart("", arguments.back());
+        factoryDefaults = 0;
+        std::vector<char*> argv;
+        for (string& argument : arguments)
+            argv.push_back(argument.data());
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(good, parseOptions(static_cast<int>(argv.size()), argv.data()));
+        EXPECT_EQ(good, testing::internal::GetCapturedStdout().find("Usage:") == string::npos);
+        EXPECT_EQ(trace, g_bTrace);
+        EXPECT_EQ(factory, factoryDefaults);
+    }
+}
+
+TEST_F(Start, SeedsMissingTextsOrAllForFactoryDefaults) {
+    const string present = "NVC/description=x|NVC/productinfo=";
+    // factory, steps, texts that are set, lines of failed ones
+    const Rows<int, string, size_t, size_t> cases = {
+        {0, present, 0, 0}, {0, "", 2, 0}, {1, present, 2, 0}, {0, "set?1", 2, 2}};
+    for (const auto& [factory, steps, set, failed] : cases) {
+        restart(steps);
+        factoryDefaults = static_cast<uint8_t>(factory);
+        initPersistentParameters();
+        factoryDefaults = 0;
+        EXPECT_EQ(words("init /etc/pm.conf", factory), script.calls.front());
+        EXPECT_EQ(set, startingWith(script.calls, "set NVC/").size()) << steps;
+        EXPECT_EQ(failed, logged("initPersistentParameters() - could not set string for NVC/"));
+    }
+}
+
+TEST_F(Start, CreatesTheServiceThreadDetachedAndWithoutSignals) {
+    const char* steps[] = {"thread attributes?11", "thread detached?11", "thread created?11"};
+    const char* calls[] = {"attr_init", "setdetachstate", "create"};
+    for (int i = 0; i < 3; ++i) {
+        restart(steps[i]);
+        EXPECT_EQ(-1 - i, create_PM_LQORN_thread());
+        EXPECT_EQ(1U, logged(string("create_PM_LQORN_thread : pthread_") + calls[i] +
+                             " failed :: Error Resource temporarily unavailable"));
+    }
+    restart("");
+    script.holdThreads = true;
+    EXPECT_EQ(0, create_PM_LQORN_thread());
+    EXPECT_TRUE(script.detached);
+    EXPECT_FALSE(script.signalsOpen) << "a signal would end the loop";
+    sigset_t mask;
+    pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+    EXPECT_EQ(0, sigismember(&mask, SIGTERM)) << "the main thread takes the signals";
+}
 
 TEST_F(Start, SubscribesNineTopicsAtEachOfSevenAttempts) {
     const string topic = "subscribe 77 CfgMgr$1$AttributeChange$norvu.embedded.1#snmp";
