@@ -27,9 +27,5 @@ void logAlertResult(const Mail& mail, int result) {
 }
 
 int32_t sendAlertEmail(uint32_t request_size, void* pAlertEmailStruct) {
-    PM_LOG("[%d]:  Entering %s()\n");
-    Mail mail;
-    mail.request = pAlertEmailStruct;
-    mail.requestSize = request_size;
-    return runAttempts(senderOfAlertEmail, mail);
+    return sendRequest(senderOfAlertEmail, request_size, pAlertEmailStruct);
 }

@@ -156,3 +156,11 @@ int32_t runAttempts(const Sender& sender, Mail& mail) {
         PM_LOG_AS(sender.name, "[%d]:  Exiting %s()\n");
     return end.status;
 }
+
+int32_t sendRequest(const Sender& sender, uint32_t request_size, void* request) {
+    PM_LOG_AS(sender.name, "[%d]:  Entering %s()\n");
+    Mail mail;
+    mail.request = request;
+    mail.requestSize = request_size;
+    return runAttempts(sender, mail);
+}

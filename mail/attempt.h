@@ -23,6 +23,10 @@ struct Attempt {
 // relay took the mail, else the last attempt's status.
 int32_t runAttempts(const Sender& sender, Mail& mail);
 
+// The whole of a handler whose request is the mail: logs its entry and runs the
+// attempts. request may be null; its size in bytes is tested there.
+int32_t sendRequest(const Sender& sender, uint32_t request_size, void* request);
+
 // Writes From, To, Subject and Content-type, the body and the end of the message
 // file. The result's effect is Retried or Final where a failure ends the attempt;
 // anything else leads to the relay run.

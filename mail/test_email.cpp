@@ -31,9 +31,5 @@ void logTestResult(const Mail&, int result) {
 }
 
 int32_t sendTestEmail(uint32_t request_size, void* pTestEmailStruct) {
-    PM_LOG("[%d]:  Entering %s()\n");
-    Mail mail;
-    mail.request = pTestEmailStruct;
-    mail.requestSize = request_size;
-    return runAttempts(senderOfTestEmail, mail);
+    return sendRequest(senderOfTestEmail, request_size, pTestEmailStruct);
 }
