@@ -63,26 +63,35 @@ struct Failure {
     Effect effect;
 };
 
+constexpr Failure retriedAs(int32_t status) {
+    return {status, Effect::Retried};
+}
+constexpr Failure finalAs(int32_t status) {
+    return {status, Effect::Final};
+}
 inline constexpr Failure NOT_POSSIBLE = {0, Effect::NotPossible};
 inline constexpr Failure GOES_ON = {0, Effect::GoesOn};
 inline constexpr Failure TO_RELAY = {0, Effect::ToRelay};
 
+// A row says what its sender does otherwise than most: the values below are those of
+// a sender whose row is silent.
+
 // The failures of an attempt, in the order of its steps.
 struct Failures {
-    Failure serverAddressUnreadable;
-    Failure nullRequest;
-    Failure shortRequest;
-    Failure domainLiteral;
-    Failure ownRead; // acted on once the lock is taken
-    Failure emailConfig;
-    Failure messageOpen;
-    Failure relayConfig;
-    Failure dateLine;
-    Failure fromLine;
-    Failure headerLine; // To, Subject, Content-type
-    Failure bodyBuffer;
-    Failure body;
-    Failure relay;
+    Failure serverAddressUnreadable = finalAs(VESK_ERROR_FILE_ACCESS_FAIL);
+    Failure nullRequest = NOT_POSSIBLE;
+    Failure shortRequest = NOT_POSSIBLE;
+    Failure domainLiteral = finalAs(VESK_ERROR_GENERAL);
+    Failure ownRead = GOES_ON; // acted on once the lock is taken
+    Failure emailConfig = finalAs(VESK_ERROR_INVALID_PARAMETER);
+    Failure messageOpen = retriedAs(VESK_ERROR_FILE_ACCESS_FAIL);
+    Failure relayConfig = finalAs(VESK_ERROR_FILE_ACCESS_FAIL);
+    Failure dateLine = GOES_ON;
+    Failure fromLine = TO_RELAY;
+    Failure headerLine = retriedAs(VESK_ERROR_FILE_ACCESS_FAIL); // To, Subject, Content-type
+    Failure bodyBuffer = NOT_POSSIBLE;
+    Failure body = TO_RELAY;
+    Failure relay = retriedAs(VESK_ERROR_GENERAL);
 };
 
 enum class ServerAddressWords : uint8_t { CouldNotGet, FailedReturningStatus };
@@ -92,39 +101,40 @@ struct Sender {
     const char* name; // in its log lines
     CompatibilityFlag* compatibility;
 
-    const char* messagePath;
-    const char* relayConfigPath;
-    bool takesLock;      // mailFileLock, from the opening of the message to its removal
-    bool removesMessage; // after each attempt; else the sender removes both files at its end
-    bool dateFirst;      // the Date line comes before the relay configuration
-    bool hostnameLater;  // GetHostname waits for the moment before WriteEmailConfig
-    FromFallback fromFallback;
-    size_t headerBound; // bytes of the To and Subject lines, with terminator
+    const char* messagePath = "/tmp/zorqemail.txt";
+    const char* relayConfigPath = "/tmp/zorqemailconfig.txt";
+    bool takesLock = true;      // mailFileLock, from the opening of the message to its removal
+    bool removesMessage = true; // after each attempt; else both files go at the sender's end
+    bool dateFirst = false;     // the Date line comes before the relay configuration
+    bool hostnameLater = false; // GetHostname waits for the moment before WriteEmailConfig
+    FromFallback fromFallback = FromFallback::HostAtDomain;
+    size_t headerBound = 765; // bytes of the To and Subject lines, with terminator
 
-    uint32_t smallestRequest; // 0: has no request
-    const char* requestType;  // in the lines that refuse a request
+    uint32_t smallestRequest = 0;      // 0: has no request
+    const char* requestType = nullptr; // in the lines that refuse a request
 
     // What it logs beside the lines that all senders have.
-    ServerAddressWords serverAddressWords;
-    bool logsCompatibility;  // at each attempt
-    bool logsDomainName;     // after trimming
-    bool logsDomainFallback; // when the literal stands in for the domain name
-    bool logsNeededSize;     // a second line for a short request
-    bool logsOpenFailure;
-    bool logsFromLine;
-    bool logsHeaderFailure;    // a header line that could not be composed or written
-    int longestUnloggedHeader; // a longer To or Subject line is logged as cut; 0: never
-    bool logsExit;             // when the second-attempt rule ends the call
+    ServerAddressWords serverAddressWords = ServerAddressWords::FailedReturningStatus;
+    bool logsCompatibility = true;   // at each attempt
+    bool logsDomainName = true;      // after trimming
+    bool logsDomainFallback = false; // when the literal stands in for the domain name
+    bool logsNeededSize = false;     // a second line for a short request
+    bool logsOpenFailure = false;
+    bool logsFromLine = false;
+    bool logsHeaderFailure = false; // a header line that could not be composed or written
+    int longestUnloggedHeader = 0;  // a longer To or Subject line is logged as cut; 0: never
+    bool logsExit = true;           // when the second-attempt rule ends the call
 
     // Hooks, null where there is nothing to do.
     // Own reads of configuration, and the request's texts; false is ownRead.
-    bool (*readOwn)(Mail& mail);
+    bool (*readOwn)(Mail& mail) = nullptr;
     // Gives the body that goes out in place of mail.body; nothing is bodyBuffer.
-    std::optional<std::string_view> (*composeBody)(Mail& mail, const EmailEndpoint& endpoint);
+    std::optional<std::string_view> (*composeBody)(Mail& mail,
+                                                   const EmailEndpoint& endpoint) = nullptr;
     // Right behind the relay run, with its result, the lock still held.
-    void (*afterRelay)(const Mail& mail, int result);
+    void (*afterRelay)(const Mail& mail, int result) = nullptr;
 
-    Failures failures;
+    Failures failures = {};
 };
 
 extern const Sender senderOfSendEmail;
