@@ -213,15 +213,18 @@ std::string nearestKey(std::string_view name) {
     if (name.size() > 100) // no key is that long
         return nearest;
     size_t best = std::max<size_t>(2, name.size() / 4) + 1;
-    for (KeyId key = 0; key < KEY_COUNT; ++key) {
+    for (KeyId key = 0; key < KEY_COUNT; ++key)
         // What somebody meant may also lack the table in front.
-        const size_t distance =
-            std::min(editDistance(name, keyName(key)), editDistance(name, nameInTable(key)));
-        if (distance < best) {
-            best = distance;
-            nearest = keyName(key);
+        for (const std::string& known : {keyName(key), nameInTable(key)}) {
+            const size_t longer = std::max(name.size(), known.size());
+            if (longer - std::min(name.size(), known.size()) >= best)
+                continue;
+            const size_t distance = editDistance(name, known);
+            if (distance < best) {
+                best = distance;
+                nearest = keyName(key);
+            }
         }
-    }
     return nearest;
 }
 
