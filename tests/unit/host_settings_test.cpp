@@ -34,6 +34,9 @@ const BadFile BAD_FILES[] = {
      4, "line 2 already"},
     {"alert_int_smtp_sasl = 1|[settings]|SERVER", 1, "outside the tables"},
     {"[settings]|alert_str_smtp_user = \"a|SERVER", 2, "syntax"},
+    {"[settings]|pm_bool_email_alert1_enabled = tru|SERVER", 2, "'tru\\n'"},
+    {"[settings]|é|SERVER", 2, "syntax"},
+    {"[settings]|alert_int_smtp_sasl = 1 é|SERVER", 2, "syntax"},
     {"[settings]|alert_str_smtp_user = [ 1,|SERVER|", 2, "syntax"},
     {"[settings]|alert_str_smtp_user = \"\"\"a|SERVER||", 2, "syntax"},
     {"[settings|SERVER", 1, "syntax"}};
