@@ -33,7 +33,7 @@ std::string machineGuid() {
 
 std::string systemName() {
     char name[IPMI_HOST_NAME_SIZE + 1] = {};
-    return ::gethostname(name, sizeof name - 1) == 0 ? name : "";
+    return ::gethostname(name, sizeof name) == 0 ? name : "";
 }
 
 template <typename Call>
