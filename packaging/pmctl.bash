@@ -18,6 +18,7 @@ pm_str_email_alert1_body
 pm_str_email_alert2_body
 pm_str_email_alert3_body
 pm_str_email_alert4_body
+zuvastatus_bool_zuva_present
 alert_bool_smtp_auth_enable
 alert_str_smtp_user
 alert_str_smtp_password

@@ -21,6 +21,8 @@ inline constexpr auto SCHEMA = [] {
          "Subject of its alerts", "Server alert"},
         {Settings, Text, 4, 254, "pm_str_email_alert*_body", "", true, false,
          "Text above the event in its alerts", "Rack 12, room 3"},
+        {Settings, Bool, 0, 0, "zuvastatus_bool_zuva_present", "false", false, false,
+         "Test and alert mails link to the virtual console too", "true"},
         {Settings, Bool, 0, 0, "alert_bool_smtp_auth_enable", "false", false, false,
          "Log in to the mail server", "true"},
         {Settings, Text, 0, 273, "alert_str_smtp_user", "", false, false,
