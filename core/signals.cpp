@@ -1,6 +1,8 @@
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <ctime>
 #include <string_view>
 #include <unistd.h>
 
@@ -33,6 +35,12 @@ void reportFault(int sig) {
         if (fault.sig == sig && write(STDERR_FILENO, fault.line.data(), fault.line.size()) < 0)
             return; // nobody is left to tell
     }
+}
+
+time_t monotonicSeconds() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec;
 }
 
 } // namespace
@@ -78,10 +86,13 @@ void logReceivedSignals() {
 }
 
 void sleepThroughSignals(unsigned seconds) {
-    while (seconds > 0) {
-        seconds = sleep(seconds);
+    // What sleep has left comes without its fraction: a burst would eat up the wait.
+    const time_t end = monotonicSeconds() + seconds;
+    while (sleep(seconds) > 0) {
         logReceivedSignals();
+        seconds = static_cast<unsigned>(std::max<time_t>(end - monotonicSeconds(), 0));
     }
+    logReceivedSignals();
 }
 
 void sleepForever() {

@@ -8,7 +8,7 @@
 extern "C" {
 #endif
 
-/* record is a notification record (platform/notification.h). The result tells
+/* record is a notification record (common/records.h). The result tells
  * the publisher how it went; 0 is success. */
 typedef int32_t (*qornc_event_callback)(void* first, const char* topic, const void* record);
 

@@ -134,6 +134,7 @@ bool openServer(Server& server, const qornc_init_record& record) {
     if (zmq == nullptr || !openSockets(server, zmq) || !openLoop(server))
         return false;
     server.functions = createFunctionManager();
+    server.name = record.service;
     setEventTable(record.events);
     if (!startDelivery())
         return false;
@@ -149,13 +150,11 @@ bool openServer(Server& server, const qornc_init_record& record) {
 int qornc_initialize(qornc_context** context, const qornc_init_record* record) {
     if (context == nullptr || record == nullptr || initialised.exchange(true))
         return -1;
-    if (!claimHost()) {
-        initialised = false;
-        return -1;
-    }
-    auto* server = new (std::nothrow) Server;
+    Server* server = nullptr;
     bool opened = false;
     try {
+        if (claimHost())
+            server = new Server;
         opened = server != nullptr && openServer(*server, *record);
     } catch (const std::exception& exception) {
         mirlog_printf(PM_LEVEL_FATAL, PM_MODULE_SERVICE, "the client can't start: %s",
@@ -167,6 +166,7 @@ int qornc_initialize(qornc_context** context, const qornc_init_record* record) {
     }
     if (server != nullptr)
         closeServer(server);
+    initialised = false;
     return -1;
 }
 

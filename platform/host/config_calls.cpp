@@ -24,11 +24,13 @@ int guarded(const char* key, Call call) {
     }
 }
 
-int writeSetting(const char* key, const Value& value) {
+// makeValue gives the value for a key.
+template <typename Call>
+int writeSetting(const char* key, Call makeValue) {
     return guarded(key, [&] {
         std::string error = "is no known key";
         const auto found = findKey(key);
-        if (found && setValue(*found, value, error))
+        if (found && setValue(*found, makeValue(*found), error))
             return true;
         mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "%s was not written: %s", key,
                       error.c_str());
@@ -41,7 +43,8 @@ int writeSetting(const char* key, const Value& value) {
 int vesk_init_config_from_file(const char* path, uint8_t factory_defaults) {
     bool loaded = false;
     guarded(path, [&] { return loaded = loadSettings(path, factory_defaults == 1); });
-    // Two pms must never share their files: there is no going on without the claim.
+    // Two pms must never share their files: there is no going on without the claim,
+    // nor with settings that the heap had no room for.
     if (!loaded)
         std::exit(1);
     return DONE;
@@ -77,11 +80,14 @@ int vesk_config_get_str_n(const char* key, char* buffer, uint32_t size) {
 }
 
 int vesk_config_set_int(const char* key, int32_t value, int32_t) {
-    const auto found = key == nullptr ? std::nullopt : findKey(key);
-    const bool truth = found && schemaRow(*found).type == ValueType::Bool;
-    return writeSetting(key, {truth ? ValueKind::Bool : ValueKind::Int, value, {}});
+    return writeSetting(key, [&](KeyId found) -> Value {
+        const bool truth = schemaRow(found).type == ValueType::Bool;
+        return {truth ? ValueKind::Bool : ValueKind::Int, value, {}};
+    });
 }
 
 int vesk_config_set_str(const char* key, const char* text, int32_t) {
-    return text == nullptr ? FAILED : writeSetting(key, {ValueKind::Text, 0, text});
+    if (text == nullptr)
+        return FAILED;
+    return writeSetting(key, [&](KeyId) -> Value { return {ValueKind::Text, 0, text}; });
 }

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <exception>
+
+#include "platform/logging.h"
 
 namespace {
 
@@ -19,6 +22,22 @@ bool reserveBytes(size_t bytes) {
 
 size_t bytesOf(const Job& job) {
     return job.record.held() + job.name.size() + job.value.size();
+}
+
+// Jobs end their own faults; what is left is a heap without room.
+void run(Job& job) {
+    try {
+        job.run(job);
+        return;
+    } catch (const std::exception& exception) {
+        mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "%s was not finished: %s",
+                      job.name.c_str(), exception.what());
+    }
+    try {
+        leaveReply(job.caller, refusal("no-memory", "pm had no memory to finish it"));
+    } catch (const std::exception&) {
+        return; // the caller's time limit tells it
+    }
 }
 
 } // namespace
@@ -56,7 +75,7 @@ void WorkQueue::serve() {
     Jobs jobs;
     while (take(jobs)) {
         const size_t bytes = bytesOf(jobs.front());
-        jobs.front().run(jobs.front());
+        run(jobs.front());
         jobs.clear();
         bytesHeld -= bytes;
     }
