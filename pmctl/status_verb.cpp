@@ -80,7 +80,9 @@ void printJson(const Status& status) {
             {{first, number(status.text(firstKey))}, {second, number(status.text(secondKey))}});
     };
     const std::string text =
-        jsonObject({{"serving_since", jsonText(timeText(status.number("serving since")))},
+        jsonObject({{"service", jsonText(status.text("service"))},
+                    {"module", number(status.text("module"))},
+                    {"serving_since", jsonText(timeText(status.number("serving since")))},
                     {"process", number(status.text("process"))},
                     {"mails", pair("taken", "relay taken", "refused", "relay refused")},
                     {"traps", pair("started", "traps started", "failed", "traps failed")},
@@ -122,6 +124,8 @@ void printFailure(const Status& status) {
 void printText(const Status& status) {
     const int64_t since = status.number("serving since");
     const int64_t minutes = (static_cast<int64_t>(std::time(nullptr)) - since / 1000) / 60;
+    std::printf("service       %s, module %s\n", escapeControls(status.text("service")).c_str(),
+                number(status.text("module")).c_str());
     std::printf("serving since %s, for %" PRId64 " d %" PRId64 " h %" PRId64 " min, process %s\n",
                 timeText(since).c_str(), minutes / 1440, minutes / 60 % 24, minutes % 60,
                 status.text("process").c_str());

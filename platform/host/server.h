@@ -12,6 +12,7 @@ struct Server {
     void* requests = nullptr; // ROUTER: requests in, replies out
     void* events = nullptr;   // XPUB: events that pm raises
     FunctionManager* functions = nullptr;
+    const qornc_service_name* name = nullptr; // of this service; its owner keeps it
     bool serving = false;
     uint64_t sentLine = 0; // the last log line that went to who follows the log
 };

@@ -36,6 +36,10 @@ Tally tallyOf(const Tallies& tallies, const std::string& name) {
 std::vector<std::string> statusReport(const Server& server) {
     Activity now = activity();
     Report report;
+    if (server.name != nullptr) {
+        report.add("service", std::string(server.name->name));
+        report.add("module", server.name->module);
+    }
     report.add("serving since", now.servingSince);
     report.add("process", ::getpid());
     report.add("relay taken", now.relay.done - now.relay.failed);

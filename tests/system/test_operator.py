@@ -105,6 +105,7 @@ def test_status_counts(failed):
     assert status["topics"]["event_ipmi_pet"] == once
     assert status["last_failure"]["reason"].startswith("msmtp: exit status 77; it said:")
     assert all(set(served[kind]) == set(status[kind]) for kind in ("functions", "topics"))
+    assert (status["service"], status["module"]) == ("email_trap_lqorn", 220)
     assert "0 taken by the relay, 8 refused" in failed.ctl("status")
     assert value["value"] is False and value["source"] == "run time"
 
