@@ -112,7 +112,7 @@ TEST_F(Frame, EachFailureOfEachSender) {
 }
 
 TEST_F(Frame, RefusesRequestsByNullThenSizeThenIndex) {
-    TestEmailStruct test = testRequest("");
+    TestEmailStruct test = testRequest(""), nobody = {};
     AlertEmailStruct alert = alertRequest(""), bad[] = {alertRequest("", 0), alertRequest("", -1)};
     // handler, size, request, steps, status, attempts, runs
     const Rows<int32_t (*)(uint32_t, void*), uint32_t, void*, string, int, size_t, size_t> cases = {
@@ -122,6 +122,8 @@ TEST_F(Frame, RefusesRequestsByNullThenSizeThenIndex) {
         {sendAlertEmail, 260, nullptr, "", -3, 1, 0},
         {sendAlertEmail, 259, &alert, "", -3, 2, 0},
         {sendAlertEmail, 260, &alert, "", 0, 1, 1},
+        {sendAlertEmail, 9999, &alert, "pm_str_email_alert2_destination=", 0, 1, 1},
+        {sendTestEmail, 9999, &nobody, "", 0, 1, 1},
         {sendAlertEmail, 260, &bad[0], "", -17, 2, 0},
         {sendAlertEmail, 260, &bad[1], "!alert_bool_smtp_auth_enable", -3, 1, 0}};
     for (const auto& [handler, size, request, steps, status, made, runs] : cases) {

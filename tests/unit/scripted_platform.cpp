@@ -1,6 +1,7 @@
 #include "scripted_platform.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdarg>
 #include <cstring>
@@ -66,6 +67,8 @@ void change(const string& steps) {
             fs::create_symlink(value, key);
         } else if (key == "limit") {
             setFileLimit(std::stoul(value));
+        } else if (key == "allocation") {
+            script.failingAllocation = std::stoi(value);
         } else {
             script.answers[step[mark] + key] = value;
         }
@@ -79,6 +82,7 @@ bool has(const string& signAndKey) {
 int outcome(const string& call) {
     const Guard lock(guard);
     script.calls.push_back(call);
+    script.trace.push_back("    " + call);
     script.callFails = script.failingCall > 0 && --script.failingCall == 0;
     const auto answers = script.answers;
     int result = script.callFails ? -1 : 0;
@@ -187,6 +191,7 @@ int mirlog_printf(int level, int module, const char* format, ...) {
     va_end(arguments);
     const Guard lock(guard);
     script.log.push_back(words(level, module, text));
+    script.trace.push_back(script.log.back());
     return 0;
 }
 
@@ -248,6 +253,7 @@ int vesk_exec_systemcmd_ext(const char* command, uint64_t zero2, uint64_t zero3,
     }
     if (script.onRun)
         script.onRun();
+    errno = EPIPE;
     return result;
 }
 

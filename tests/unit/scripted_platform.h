@@ -31,6 +31,7 @@ struct Script {
     std::function<void()> onRun;
     // What it saw; level and module are the first two words of a line of the log.
     Lines calls, log;
+    Lines trace; // both, in order; calls are indented
     std::vector<Command> commands;
     bool detached = false, signalsOpen = false; // of the last thread
 };
@@ -42,9 +43,9 @@ using Guard = std::lock_guard<std::recursive_mutex>;
 // "key=text", "key:number", "key~text", "key%number", "key;text" and "key&text" (objects:
 // string, integer, enum, other; "(null)" is no value), "!key" (can't be read), "call?result" and
 // "call>step" (a call that begins so), "path^target" (a symbolic link), "limit=offset"
-// (one write to a file fails there). Texts are also "domain", "chassis", "hostname" (with
-// its leading byte), "community", "guid", "servers" (families, such as "64") and "runs"
-// (a digit for the result of each relay run, then 0).
+// (one write to a file fails there), "allocation=n" (the nth one fails). Texts are also
+// "domain", "chassis", "hostname" (with its leading byte), "community", "guid", "servers"
+// (families, such as "64") and "runs" (a digit for the result of each relay run, then 0).
 void change(const string& steps);
 
 // Notes a call, does what is to be done then, and gives its result.

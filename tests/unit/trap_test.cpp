@@ -1,4 +1,4 @@
-// Test traps: the trap's bytes, the command line, and the call on the bus.
+// Test traps: the trap's bytes and the command line.
 #include <cstring>
 #include <iomanip>
 
@@ -6,7 +6,6 @@
 #include "trap/functions.h"
 #include "trap/ipmi_test_trap.h"
 #include "trap/pet.h"
-#include "trap/snmp_test_trap.h"
 
 namespace {
 
@@ -122,38 +121,6 @@ TEST_F(Trap, CommandLineByDestinationAndPort) {
             EXPECT_EQ(steps.starts_with(host + v4 + "0") ? 1U : 0U,
                       countOf(script.calls, "object @IPv6.1#Enable"));
         }
-    }
-}
-
-TEST_F(Trap, BusFailuresReleaseInOrder) {
-    const string made = "new com.braxel.norvu.tzkmanager /com/braxel/norvu/tzkmanager/TZK "
-                        "com.braxel.norvu.tzkmanager.TZK TestSNMPTrap",
-                 append = "append u 2", call = "call 0", message = "unref message",
-                 bus = "unref bus";
-    const Rows<string, int, Lines> cases = {
-        // steps, status, calls behind the first
-        {"reply:-77", -77, {made, append, call, "read i", "unref reply", message, bus}},
-        {"bus?-111", -1, {}},
-        {"new?-111", 256, {made, bus}},
-        {"append?-111", -1, {made, append, message, bus}},
-        {"call?-111", -1, {made, append, call, message, bus}},
-        {"read?-111|reply:5", -1, {made, append, call, "read i", "unref reply", message, bus}}};
-    for (const auto& [steps, status, calls] : cases) {
-        restart(steps);
-        EXPECT_EQ(status, SnmpTestTrapSubmitEvent(2));
-        EXPECT_EQ("bus", script.calls.at(0));
-        EXPECT_EQ(calls, Lines(script.calls.begin() + 1, script.calls.end()));
-        uint8_t request[] = {2, 9};
-        EXPECT_EQ(0, sendTestTrap(2, request)); // whatever came of the call
-        EXPECT_EQ(1U, logged("sendSNMPTestTrap() - Exit with status=" + std::to_string(status)));
-    }
-    for (const string state :
-         {"@SNMPAlert.2#State~0", "@SNMPAlert.2#State~10", "!@SNMPAlert.2#State"}) {
-        restart(state);
-        uint8_t index = 2;
-        EXPECT_EQ(-1, sendSNMPTestTrap(1, &index));
-        EXPECT_EQ(2, sendTestTrap(1, &index));
-        EXPECT_EQ(0U, countOf(script.calls, "bus"));
     }
 }
 
