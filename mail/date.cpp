@@ -1,13 +1,26 @@
 #include <ctime>
+#include <mutex>
 
 #include "mail/identity.h"
 
+namespace {
+
+// localtime_r alone never looks again at a zone that has changed. The lock keeps one
+// thread's look apart from another's.
+bool localTime(tm& broken) {
+    static std::mutex zoneLock;
+    const std::lock_guard<std::mutex> lock(zoneLock);
+    tzset();
+    const time_t now = time(nullptr);
+    return localtime_r(&now, &broken) != nullptr;
+}
+
+} // namespace
+
 void formatDate(Text<32>& szDate) {
     szDate.clear();
-    tzset(); // localtime_r alone never looks again at a zone that has changed
-    const time_t now = time(nullptr);
-    struct tm broken = {};
-    if (localtime_r(&now, &broken) == nullptr ||
+    tm broken = {};
+    if (!localTime(broken) ||
         std::strftime(szDate.data(), szDate.capacity(), "%a, %d %b %Y %T %z", &broken) == 0)
         szDate.clear();
 }
