@@ -63,7 +63,7 @@ void* PM_LQORNThread(void*) {
     }
     // Behind the client's start, which a second pm on the same machine fails, and
     // before the first request can come.
-    removeLeftThreadFiles();
+    removeLeftFiles();
 
     context->first_actor = &firstActor;
     createActorOrExit(context, &firstActor);

@@ -69,7 +69,8 @@ ThreadText::~ThreadText() {
     released.notify_one();
 }
 
-void removeLeftThreadFiles() {
+void removeLeftFiles() {
+    unlink(senderOfSendEmail.messagePath);
     removeMatches(senderOfGenericEmail.messagePath);
     removeMatches(senderOfGenericEmail.relayConfigPath);
 }

@@ -22,6 +22,7 @@ class ThreadText {
     ThreadText* m_next = nullptr; // in the list of all that are held
 };
 
-// Removes what a killed pm's threads left behind: the relay configuration holds a
-// password.
-void removeLeftThreadFiles();
+// Removes what a killed pm left behind, but for the relay configuration that all of its
+// senders share: a thread's own one holds a password, and a relay that still runs would
+// read on in the message of the next mail.
+void removeLeftFiles();

@@ -81,7 +81,7 @@ def test_second_instance_is_refused(make_pm, shared):
     assert first.ctl("get", "pm_str_email_alert4_subject") == "Subject 4"
     # One that was killed is no obstacle, nor its socket; of its mails nothing stays.
     first.stop(signal.SIGKILL)
-    for name in ("zorqgenericemail123", "zorqemailconfig.txt123"):
+    for name in ("zorqemail.txt", "zorqgenericemail123", "zorqemailconfig.txt123"):
         (second.tmp / name).write_text("left behind")
     (second.tmp / "zorqgenericemail12x").touch()  # no name of ours
     second.start()
