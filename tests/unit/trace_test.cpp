@@ -56,7 +56,11 @@ const std::map<string, std::function<int32_t()>> operations = {
          return sendGeneric(genericRequest(string(300, 't'), string(300, 's'), 1, "Body"));
      }},
     {"sendTestEmail-null", callWithNothing<sendTestEmail>},
-    {"sendAlertEmail-short", [] { return sendAlertEmail(259, alertRequest("").szBody); }},
+    {"sendAlertEmail-short",
+     [] {
+         AlertEmailStruct request = alertRequest("");
+         return sendAlertEmail(sizeof request - 1, &request);
+     }},
     {"sendGenericEmail-null", callWithNothing<sendGenericEmail>},
     {"sendEmailAlertsEx",
      [] {
@@ -140,14 +144,14 @@ TEST_F(Trace, EachLineInItsPlace) {
         } else if (line.starts_with("== ")) {
             const size_t end = std::min(line.find(' ', 3), line.size());
             restart(end < line.size() ? line.substr(end + 1) : "", line);
-            std::stringstream words(line.substr(3, end - 3));
+            std::stringstream heading(line.substr(3, end - 3));
             string name;
-            std::getline(words, name, ',');
+            std::getline(heading, name, ',');
             arguments.clear();
-            for (string argument; std::getline(words, argument, ',');)
+            for (string argument; std::getline(heading, argument, ',');)
                 arguments.push_back(argument);
             const int32_t status = operations.at(name)();
-            actual += "\n" + line + "\n" + linesOfRun() + "status " + std::to_string(status) + "\n";
+            actual += "\n" + line + "\n" + linesOfRun() + words("status", status) + "\n";
         }
     }
     EXPECT_EQ(expected, actual);
