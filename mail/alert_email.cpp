@@ -1,31 +1,85 @@
 #include <sys/types.h>
 
 #include "common/records.h"
+#include "common/status.h"
 #include "mail/alert_destination.h"
 #include "mail/attempt.h"
+#include "mail/footer.h"
 #include "mail/functions.h"
-#include "mail/sender_hooks.h"
+#include "mail/identity.h"
 #include "platform/logging.h"
 #include "platform/read.h"
 
-bool bindAlertRequest(Mail& mail) {
-    auto* request = static_cast<AlertEmailStruct*>(mail.request);
-    mail.bodyField = request->szBody;
-    readPresence(mail);
-    const AlertDestination* keys = findAlertDestination(request->index);
-    if (keys == nullptr || !readSetting(keys->subjectKey, mail.configuredSubject) ||
-        !readSetting(keys->destinationKey, mail.configuredDestination))
-        return false;
-    mail.subject = mail.configuredSubject.view();
-    mail.destination = mail.configuredDestination.view();
-    return true;
+namespace {
+
+constexpr const char* SENDER = "sendAlertEmail";
+
+bool readConfiguredTexts(int32_t index, Text<255>& subject, Text<255>& destination) {
+    const AlertDestination* keys = findAlertDestination(index);
+    return keys != nullptr && readSetting(keys->subjectKey, subject) &&
+           readSetting(keys->destinationKey, destination);
 }
 
-void logAlertResult(const Mail& mail, int result) {
-    PM_LOG_AS("sendAlertEmail", "[%d]: %s() - nReturn=[%zd]\n", static_cast<ssize_t>(result));
-    log_rlog(0, mail.configuredDestination.c_str());
+Ending attemptOnce(uint32_t request_size, AlertEmailStruct* request, bool& footerAppended) {
+    Attempt attempt{.sender = SENDER};
+    Text<255> subject, destination;
+    logCompatibility(attempt, bMseCompatAlertEmail);
+    getSenderEmail(attempt.senderAddress);
+    if (!readServerAddress(attempt))
+        return giveUp(VESK_ERROR_FILE_ACCESS_FAIL);
+    if (request == nullptr) {
+        PM_LOG_AS(SENDER, "[%d]: %s() - pAlertEmailStruct is NULL, returning "
+                          "VESK_ERROR_INVALID_PARAMETER\n");
+        return giveUp(VESK_ERROR_INVALID_PARAMETER);
+    }
+    if (request_size < sizeof(AlertEmailStruct)) {
+        PM_LOG_AS(SENDER, "[%d]: %s() - request_size less than sizeof(AlertEmailStruct), returning "
+                          "VESK_ERROR_INVALID_PARAMETER\n");
+        return retry(VESK_ERROR_INVALID_PARAMETER);
+    }
+    if (gatherEmailEndpoint(attempt.endpoint, {.sender = SENDER}) < 0)
+        return giveUp(VESK_ERROR_GENERAL);
+    const bool bPresence = readPresence();
+    const bool textsRead = readConfiguredTexts(request->index, subject, destination);
+    if (getEmailConfigArgs(attempt.config) < 0)
+        return giveUp(VESK_ERROR_INVALID_PARAMETER);
+
+    const std::lock_guard<std::mutex> lock(mailFileLock);
+    if (!textsRead) // unusable settings (above) take precedence
+        return retry(VESK_ERROR_FILE_ACCESS_FAIL);
+    MessageFile message(attempt.messagePath, MessageFile::AtEnd::Remove);
+    if (!message.isOpen())
+        return retry(VESK_ERROR_FILE_ACCESS_FAIL);
+    writeDateLine(attempt, message);
+    if (!writeRelayConfig(attempt, bMseCompatAlertEmail))
+        return giveUp(VESK_ERROR_FILE_ACCESS_FAIL);
+    composeFromLine(attempt, FromFallback::HostAlone);
+    if (message.write(attempt.line.view())) { // else the relay gets the Date line alone
+        if (!writeHeader(attempt, message, "To", destination.view()) ||
+            !writeHeader(attempt, message, "Subject", subject.view()) ||
+            !message.write(CONTENT_TYPE_LINE))
+            return retry(VESK_ERROR_FILE_ACCESS_FAIL);
+        writeBody(message,
+                  appendFooter(request->szBody, attempt.endpoint, bPresence, footerAppended));
+    }
+    message.close();
+
+    const int result = runRelay(attempt);
+    PM_LOG_AS(SENDER, "[%d]: %s() - nReturn=[%zd]\n", static_cast<ssize_t>(result));
+    log_rlog(0, destination.c_str());
+    return result == 0 ? sent() : retry(VESK_ERROR_GENERAL);
 }
+
+} // namespace
 
 int32_t sendAlertEmail(uint32_t request_size, void* pAlertEmailStruct) {
-    return sendRequest(senderOfAlertEmail, request_size, pAlertEmailStruct);
+    PM_LOG("[%d]:  Entering %s()\n");
+    bool footerAppended = false;
+    const Ending end = makeAttempts(bMseCompatAlertEmail, [&] {
+        return attemptOnce(request_size, static_cast<AlertEmailStruct*>(pAlertEmailStruct),
+                           footerAppended);
+    });
+    if (end.next != Ending::Next::Return)
+        PM_LOG("[%d]:  Exiting %s()\n");
+    return end.status;
 }

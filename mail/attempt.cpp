@@ -1,7 +1,7 @@
 #include "mail/attempt.h"
 
-#include <mutex>
-#include <sys/types.h>
+#include <algorithm>
+#include <cstring>
 #include <unistd.h>
 
 #include "common/file.h"
@@ -9,158 +9,93 @@
 #include "mail/relay_config.h"
 #include "platform/logging.h"
 #include "platform/read.h"
+#include "platform/settings.h"
 
-namespace {
+CompatibilityFlag bMseCompatSendEmail{0};
+CompatibilityFlag bMseCompatTestEmail{0};
+CompatibilityFlag bMseCompatAlertEmail{0};
+CompatibilityFlag bMseCompatGenericEmail{0};
 
-// Makes the shared pair of files the property of one attempt at a time.
 std::mutex mailFileLock;
 
-constexpr Failure SUCCESS = {0, Effect::GoesOn};
+MessageFile::MessageFile(const char* path, AtEnd atEnd)
+    : m_path(path), m_file(openUnbuffered(path, "we")), m_atEnd(isOpen() ? atEnd : AtEnd::Keep) {}
 
-bool endsAttempt(const Failure& failure) {
-    return failure.effect == Effect::Retried || failure.effect == Effect::Final;
+MessageFile::~MessageFile() {
+    close();
+    if (m_atEnd == AtEnd::Remove)
+        unlink(m_path);
 }
 
-void logServerAddressFailure(const Sender& sender) {
-    switch (sender.serverAddressWords) {
-    case ServerAddressWords::CouldNotGet:
-        PM_LOG_AS(sender.name, "[%d]: %s() - could not get server address\n");
-        break;
-    case ServerAddressWords::FailedReturningStatus:
-        PM_LOG_AS(sender.name, "[%d]: %s() - Failed to get email server address, returning "
-                               "VESK_ERROR_FILE_ACCESS_FAIL\n");
-        break;
-    }
+bool MessageFile::write(std::string_view text) {
+    return writeAll(m_file.get(), text);
 }
 
-Failure testRequest(const Sender& sender, const Mail& mail) {
-    if (sender.smallestRequest == 0)
-        return SUCCESS;
-    if (mail.request == nullptr && sender.failures.nullRequest.effect != Effect::NotPossible) {
-        PM_LOG_AS(sender.name, "[%d]: %s() - p%s is NULL, returning VESK_ERROR_INVALID_PARAMETER\n",
-                  sender.requestType);
-        return sender.failures.nullRequest;
-    }
-    if (mail.requestSize >= sender.smallestRequest)
-        return SUCCESS;
-    PM_LOG_AS(sender.name,
-              "[%d]: %s() - request_size less than sizeof(%s), returning "
-              "VESK_ERROR_INVALID_PARAMETER\n",
-              sender.requestType);
-    if (sender.logsNeededSize)
-        PM_LOG_AS(sender.name,
-                  "[%d]: %s() - request_size less than sizeof(%s) = %zd, returning "
-                  "VESK_ERROR_INVALID_PARAMETER\n",
-                  sender.requestType, static_cast<ssize_t>(sender.smallestRequest));
-    return sender.failures.shortRequest;
+void logCompatibility(const Attempt& attempt, const CompatibilityFlag& flag) {
+    PM_LOG_AS(attempt.sender, "[%d]: Entering `%s' with MSE compatibility %s",
+              flag.load() != 0 ? "enabled" : "disabled");
 }
 
-// All that an attempt reads before it touches a file.
-Failure gather(const Sender& sender, Mail& mail, Attempt& attempt, bool& ownReadWorked) {
-    if (sender.logsCompatibility)
-        PM_LOG_AS(sender.name, "[%d]: Entering `%s' with MSE compatibility %s",
-                  sender.compatibility->load() != 0 ? "enabled" : "disabled");
-    getSenderEmail(attempt.senderAddress);
-    if (!readSetting("pm_str_email_server_address", attempt.endpoint.szServerAddress)) {
-        logServerAddressFailure(sender);
-        return sender.failures.serverAddressUnreadable;
-    }
-    const Failure request = testRequest(sender, mail);
-    if (endsAttempt(request))
-        return request;
-    if (gatherEmailEndpoint(attempt.endpoint, sender) < 0)
-        return sender.failures.domainLiteral;
-    ownReadWorked = sender.readOwn == nullptr || sender.readOwn(mail);
-    if (getEmailConfigArgs(attempt.config) < 0)
-        return sender.failures.emailConfig;
-    return SUCCESS;
+bool readServerAddress(Attempt& attempt) {
+    if (readSetting("pm_str_email_server_address", attempt.endpoint.szServerAddress))
+        return true;
+    PM_LOG_AS(attempt.sender, "[%d]: %s() - Failed to get email server address, returning "
+                              "VESK_ERROR_FILE_ACCESS_FAIL\n");
+    return false;
 }
 
-bool writeRelayConfig(const Sender& sender, Attempt& attempt) {
-    EmailEndpoint& endpoint = attempt.endpoint;
-    const EmailConfigArgs& config = attempt.config;
-    return WriteEmailConfig(endpoint.szServerAddress.c_str(), attempt.senderAddress.c_str(),
-                            endpoint.szDomainName.data(), endpoint.szHostname.c_str(),
-                            sender.compatibility->load() != 0, attempt.relayConfigPath.c_str(),
-                            config.port, config.authEnabled, config.username.c_str(),
-                            config.connectionEncryption, config.saslMechanism,
-                            config.password.c_str());
+bool writeRelayConfig(Attempt& attempt, const CompatibilityFlag& flag) {
+    return WriteEmailConfig(attempt.relayConfigPath, attempt.endpoint, attempt.config,
+                            attempt.senderAddress, flag.load() != 0);
 }
 
-Failure writeFiles(const Sender& sender, Mail& mail, Attempt& attempt, std::FILE* message) {
+void writeDateLine(Attempt& attempt, MessageFile& message) {
+    Text<32> szDate;
+    formatDate(szDate);
+    attempt.line.format("Date: %s\n", szDate.c_str());
+    message.write(attempt.line.view());
+}
+
+void composeFromLine(Attempt& attempt, FromFallback fallback) {
+    const EmailEndpoint& endpoint = attempt.endpoint;
+    Text<765> from;
+    if (!attempt.senderAddress.empty())
+        from.assign(attempt.senderAddress.view());
+    else if (fallback == FromFallback::HostAlone)
+        from.assign(endpoint.szHostname.view());
+    else
+        from.format("%s@%s", endpoint.szHostname.c_str(), endpoint.szDomainName.c_str());
+    composeHeader(attempt, "From", from.view());
+}
+
+int composeHeader(Attempt& attempt, const char* label, std::string_view value, size_t bound) {
+    Text<765>& line = attempt.line;
+    line.clear();
+    const int length = line.formatBounded(bound, "%s: %.*s\n", label,
+                                          static_cast<int>(value.size()), value.data());
+    // A line end inside the value would begin a header of its own: send a blank.
+    char* start = line.data() + std::min(line.length(), std::strlen(label) + 2);
+    char* end = start + std::min(std::strlen(start), value.size());
+    std::replace_if(
+        start, end, [](char byte) { return byte == '\r' || byte == '\n'; }, ' ');
+    return length;
+}
+
+bool writeHeader(Attempt& attempt, MessageFile& message, const char* label,
+                 std::string_view value) {
+    composeHeader(attempt, label, value);
+    return message.write(attempt.line.view());
+}
+
+void writeBody(MessageFile& message, std::string_view body) {
+    if (message.write(body))
+        message.write("\n\n");
+}
+
+int runRelay(Attempt& attempt) {
     attempt.line.clear();
-    if (sender.dateFirst)
-        writeDateLine(attempt, message);
-    if (sender.hostnameLater)
-        GetHostname(attempt.endpoint.szHostname);
-    if (!writeRelayConfig(sender, attempt))
-        return sender.failures.relayConfig;
-    if (!sender.dateFirst)
-        writeDateLine(attempt, message);
-    return writeMessage(sender, mail, attempt, message);
-}
-
-void removeMessage(const Sender& sender, const Attempt& attempt) {
-    if (sender.removesMessage)
-        unlink(attempt.messagePath.c_str());
-}
-
-// The part of an attempt that owns the files.
-Failure sendFiles(const Sender& sender, Mail& mail, Attempt& attempt) {
-    FileOwner message = openUnbuffered(attempt.messagePath.c_str(), "we");
-    if (!message) {
-        if (sender.logsOpenFailure)
-            PM_LOG_AS(sender.name, "[%d]: %s() - could not open %s\n", attempt.messagePath.c_str());
-        return sender.failures.messageOpen;
-    }
-    const Failure written = writeFiles(sender, mail, attempt, message.get());
-    message.reset();
-    if (endsAttempt(written)) {
-        // Without a body buffer the header stays, until the next mail truncates it.
-        if (written.status != PM_ERROR_NO_BODY_BUFFER)
-            removeMessage(sender, attempt);
-        return written;
-    }
-    const int result = runRelay(sender, attempt);
-    sender.afterRelay(mail, result);
-    removeMessage(sender, attempt);
-    return result == 0 ? SUCCESS : sender.failures.relay;
-}
-
-Failure runAttempt(const Sender& sender, Mail& mail) {
-    Attempt attempt;
-    bool ownReadWorked = false;
-    const Failure gathered = gather(sender, mail, attempt, ownReadWorked);
-    if (endsAttempt(gathered))
-        return gathered;
-    attempt.messagePath.format("%s%s", sender.messagePath, mail.fileSuffix);
-    attempt.relayConfigPath.format("%s%s", sender.relayConfigPath, mail.fileSuffix);
-
-    std::unique_lock<std::mutex> lock(mailFileLock, std::defer_lock);
-    if (sender.takesLock)
-        lock.lock();
-    if (!ownReadWorked && endsAttempt(sender.failures.ownRead))
-        return sender.failures.ownRead;
-    return sendFiles(sender, mail, attempt);
-}
-
-} // namespace
-
-int32_t runAttempts(const Sender& sender, Mail& mail) {
-    Failure end = runAttempt(sender, mail);
-    if (end.effect == Effect::Retried) {
-        sender.compatibility->fetch_xor(1);
-        end = runAttempt(sender, mail);
-    }
-    if (end.effect != Effect::Final && sender.logsExit)
-        PM_LOG_AS(sender.name, "[%d]:  Exiting %s()\n");
-    return end.status;
-}
-
-int32_t sendRequest(const Sender& sender, uint32_t request_size, void* request) {
-    PM_LOG_AS(sender.name, "[%d]:  Entering %s()\n");
-    Mail mail;
-    mail.request = request;
-    mail.requestSize = request_size;
-    return runAttempts(sender, mail);
+    attempt.line.format("msmtp -C %s -t", attempt.relayConfigPath);
+    PM_LOG_AS(attempt.sender, "[%d]: %s() - szText=[%s]\n", attempt.line.c_str());
+    return vesk_exec_systemcmd_ext(attempt.line.c_str(), 0, 0, 0, 0, 0, 0, 0, attempt.messagePath,
+                                   0, 0);
 }

@@ -5,8 +5,6 @@
 
 #include "common/text.h"
 
-struct Sender;
-
 struct EmailEndpoint {
     Text<255> szServerAddress; // as configured; set before the endpoint is gathered
     Text<255> szDomainLiteral; // the controller's own address
@@ -17,7 +15,16 @@ struct EmailEndpoint {
     Text<255> szHostname;   // host part of the identity
 };
 
-// Fills all but the server address, for the sender's row (what it logs, and
-// whether the host name comes later). Returns 0, or the negative result of
+enum class DomainLog : uint8_t { NameRead, LiteralTaken }; // which of the two is logged
+enum class Hostname : uint8_t { Now, Later };
+
+// How the senders differ in gathering the endpoint.
+struct EndpointSteps {
+    const char* sender; // operation name, in its log lines
+    DomainLog domainLog = DomainLog::NameRead;
+    Hostname hostname = Hostname::Now; // Later: the sender calls GetHostname itself
+};
+
+// Fills all but the server address. Returns 0, or the negative result of
 // getDomainLiteral.
-int32_t gatherEmailEndpoint(EmailEndpoint& endpoint, const Sender& sender);
+int32_t gatherEmailEndpoint(EmailEndpoint& endpoint, const EndpointSteps& steps);

@@ -1,32 +1,27 @@
-#include "common/records.h"
-#include "mail/endpoint.h"
-#include "mail/sender_hooks.h"
+#include "mail/footer.h"
+
+#include "common/text.h"
 #include "platform/read.h"
 
-namespace {
-
-constexpr size_t BODY_FIELD = sizeof(TestEmailStruct::szBody);
-static_assert(sizeof(AlertEmailStruct::szBody) == BODY_FIELD);
-
-} // namespace
-
-void readPresence(Mail& mail) {
-    readSetting("zuvastatus_bool_zuva_present", mail.bPresence);
+bool readPresence() {
+    bool bPresence = false;
+    readSetting("zuvastatus_bool_zuva_present", bPresence);
+    return bPresence;
 }
 
-std::optional<std::string_view> appendFooter(Mail& mail, const EmailEndpoint& endpoint) {
-    const size_t length = fieldText(mail.bodyField, BODY_FIELD).size();
-    // A field without terminator has no room, not even for one.
-    if (!mail.bFooterAppended && length < BODY_FIELD) {
+std::string_view appendFooter(char (&field)[BODY_FIELD_SIZE], const EmailEndpoint& endpoint,
+                              bool bPresence, bool& appended) {
+    const size_t length = fieldText(field, BODY_FIELD_SIZE).size();
+    if (!appended && length < BODY_FIELD_SIZE) {
         const char* address = endpoint.szWebAddress.c_str();
-        char* end = mail.bodyField + length;
-        if (mail.bPresence)
-            formatBounded(end, BODY_FIELD - length,
+        char* end = field + length;
+        if (bPresence)
+            formatBounded(end, BODY_FIELD_SIZE - length,
                           "\nNorvu web UI: https://%s\nNorvu virtual console: https://%s/console\n",
                           address, address);
         else
-            formatBounded(end, BODY_FIELD - length, "\nNorvu web UI: https://%s\n", address);
+            formatBounded(end, BODY_FIELD_SIZE - length, "\nNorvu web UI: https://%s\n", address);
     }
-    mail.bFooterAppended = true;
-    return fieldText(mail.bodyField, BODY_FIELD);
+    appended = true;
+    return fieldText(field, BODY_FIELD_SIZE);
 }

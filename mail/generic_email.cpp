@@ -7,16 +7,19 @@
 #include <unistd.h>
 
 #include "common/records.h"
+#include "common/status.h"
 #include "mail/attempt.h"
 #include "mail/functions.h"
 #include "mail/generic_email_thread.h"
-#include "mail/sender_hooks.h"
+#include "mail/identity.h"
 #include "mail/thread_files.h"
 #include "platform/logging.h"
 
 namespace {
 
-constexpr const char* THREAD_OPERATION = "pthread_sendGenericEmail";
+constexpr const char* SENDER = "pthread_sendGenericEmail";
+constexpr size_t HEADER_BOUND = 255;         // bytes of the To and Subject lines
+constexpr int LONGEST_UNLOGGED_HEADER = 318; // a longer one is logged as cut
 
 struct ThreadRequestRelease {
     void operator()(GenericEmailThreadRequest* request) const {
@@ -83,40 +86,87 @@ void sendDetached(ThreadRequestOwner& request) {
         PM_LOG_AS("sendGenericEmail", "[%d]: %s() - ERROR : %s\n", std::strerror(error));
 }
 
+bool writeTo(Attempt& attempt, MessageFile& message, std::string_view to) {
+    const int length = composeHeader(attempt, "To", to, HEADER_BOUND);
+    if (length > LONGEST_UNLOGGED_HEADER)
+        PM_LOG_AS(SENDER, "[%d]: %s() - 'To:' field truncated: %d\n", length);
+    return message.write(attempt.line.view());
+}
+
+bool writeSubject(Attempt& attempt, MessageFile& message, std::string_view subject) {
+    const int length = composeHeader(attempt, "Subject", subject, HEADER_BOUND);
+    if (length > LONGEST_UNLOGGED_HEADER)
+        PM_LOG_AS(SENDER, "[%d]: %s() - 'Subject:' field truncated: %d\n", length);
+    return message.write(attempt.line.view());
+}
+
+// A field without a terminator of its own runs on to the record's end, where one has
+// been forced.
+std::string_view textAt(const GenericEmailThreadRequest& request, size_t offset) {
+    return fieldText(static_cast<const char*>(request.request_data) + offset,
+                     request.request_size - offset);
+}
+
+Ending attemptOnce(const GenericEmailThreadRequest& request, const Text<255>& messagePath,
+                   const Text<255>& relayConfigPath) {
+    Attempt attempt{.sender = SENDER,
+                    .messagePath = messagePath.c_str(),
+                    .relayConfigPath = relayConfigPath.c_str()};
+    getSenderEmail(attempt.senderAddress);
+    if (!readServerAddress(attempt))
+        return giveUp(VESK_ERROR_FILE_ACCESS_FAIL);
+    if (request.request_size < sizeof(GenericEmailStruct)) {
+        // The lines name the alert record's type: operators know this text.
+        PM_LOG_AS(SENDER, "[%d]: %s() - request_size less than sizeof(AlertEmailStruct), returning "
+                          "VESK_ERROR_INVALID_PARAMETER\n");
+        PM_LOG_AS(SENDER,
+                  "[%d]: %s() - request_size less than sizeof(AlertEmailStruct) = %zd, returning "
+                  "VESK_ERROR_INVALID_PARAMETER\n",
+                  ssize_t{sizeof(GenericEmailStruct)});
+        return giveUp(VESK_ERROR_INVALID_PARAMETER);
+    }
+    if (gatherEmailEndpoint(attempt.endpoint, {.sender = SENDER, .hostname = Hostname::Later}) < 0)
+        return giveUp(VESK_ERROR_GENERAL);
+    if (getEmailConfigArgs(attempt.config) < 0)
+        return giveUp(VESK_ERROR_INVALID_PARAMETER);
+
+    MessageFile message(attempt.messagePath, MessageFile::AtEnd::Keep);
+    if (!message.isOpen())
+        return retry(VESK_ERROR_FILE_ACCESS_FAIL);
+    writeDateLine(attempt, message);
+    GetHostname(attempt.endpoint.szHostname);
+    if (!writeRelayConfig(attempt, bMseCompatGenericEmail))
+        return giveUp(VESK_ERROR_FILE_ACCESS_FAIL);
+    composeFromLine(attempt, FromFallback::HostAtDomain);
+    if (message.write(attempt.line.view())) { // else the relay gets the Date line alone
+        if (!writeTo(attempt, message, textAt(request, offsetof(GenericEmailStruct, szTo))) ||
+            !writeSubject(attempt, message,
+                          textAt(request, offsetof(GenericEmailStruct, szSubject))) ||
+            !message.write(CONTENT_TYPE_LINE))
+            return retry(VESK_ERROR_FILE_ACCESS_FAIL);
+        writeBody(message, textAt(request, sizeof(GenericEmailStruct)));
+    }
+    message.close();
+
+    const int result = runRelay(attempt);
+    PM_LOG_AS(SENDER, "[%d]: %s() - nReturn=[%zd]\n", static_cast<ssize_t>(result));
+    return result == 0 ? sent() : retry(VESK_ERROR_GENERAL);
+}
+
 int32_t sendFromThread(ThreadRequestOwner request) {
     const ThreadText threadText(static_cast<int>(syscall(SYS_gettid)));
-    Mail mail;
-    mail.request = request->request_data;
-    mail.requestSize = request->request_size;
-    mail.fileSuffix = threadText.c_str();
-    const int32_t status = runAttempts(senderOfGenericEmail, mail);
-
-    Text<255> path;
-    path.format("%s%s", senderOfGenericEmail.messagePath, mail.fileSuffix);
-    unlink(path.c_str());
-    path.format("%s%s", senderOfGenericEmail.relayConfigPath, mail.fileSuffix);
-    unlink(path.c_str());
-    return status;
+    Text<255> messagePath, relayConfigPath;
+    messagePath.format("%s%s", GENERIC_MESSAGE_PATH, threadText.c_str());
+    relayConfigPath.format("%s%s", RELAY_CONFIG_PATH, threadText.c_str());
+    const Ending end = makeAttempts(bMseCompatGenericEmail, [&] {
+        return attemptOnce(*request, messagePath, relayConfigPath);
+    });
+    unlink(messagePath.c_str());
+    unlink(relayConfigPath.c_str());
+    return end.status;
 }
 
 } // namespace
-
-bool bindGenericRequest(Mail& mail) {
-    // A field without a terminator of its own runs on to the record's end, where
-    // one has been forced.
-    const auto* record = static_cast<const char*>(mail.request);
-    const auto textFrom = [&](size_t offset) {
-        return fieldText(record + offset, mail.requestSize - offset);
-    };
-    mail.subject = textFrom(offsetof(GenericEmailStruct, szSubject));
-    mail.destination = textFrom(offsetof(GenericEmailStruct, szTo));
-    mail.body = textFrom(sizeof(GenericEmailStruct));
-    return true;
-}
-
-void logGenericResult(const Mail&, int result) {
-    PM_LOG_AS(THREAD_OPERATION, "[%d]: %s() - nReturn=[%zd]\n", static_cast<ssize_t>(result));
-}
 
 void* pthread_sendGenericEmail(void* argument) {
     PM_LOG("[%d]: %s() - Entry\n");

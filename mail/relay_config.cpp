@@ -40,6 +40,18 @@ bool holdsNoLineEnd(const char* value, const char* name) {
     return false;
 }
 
+// Only values that are written are tested: the host part where there is no sender
+// address, the login where authentication is on.
+bool holdNoLineEnds(const EmailEndpoint& endpoint, const EmailConfigArgs& config,
+                    const Text<255>& senderAddress) {
+    const Text<255>& sender = senderAddress.empty() ? endpoint.szHostname : senderAddress;
+    return holdsNoLineEnd(endpoint.szServerAddress.c_str(), "server address") &&
+           holdsNoLineEnd(endpoint.szDomainName.c_str(), "domain") &&
+           holdsNoLineEnd(sender.c_str(), "sender") &&
+           (!config.authEnabled || (holdsNoLineEnd(config.username.c_str(), "user name") &&
+                                    holdsNoLineEnd(config.password.c_str(), "password")));
+}
+
 bool isAddress(int family, const char* text) {
     unsigned char address[sizeof(in6_addr)];
     return inet_pton(family, text, address) == 1;
@@ -57,13 +69,10 @@ HeapOwner<char> domainValue(const char* domain, bool compatibility) {
                                                      : allocateText("%s", domain);
 }
 
-bool isGiven(const char* senderAddress) {
-    return senderAddress != nullptr && *senderAddress != '\0';
-}
-
-HeapOwner<char> fromValue(const char* senderAddress, const char* hostPart, const char* domain) {
-    return isGiven(senderAddress) ? allocateText("%s", senderAddress)
-                                  : allocateText("%s@%s", hostPart, domain);
+HeapOwner<char> fromValue(const Text<255>& senderAddress, const EmailEndpoint& endpoint,
+                          const char* domain) {
+    return senderAddress.empty() ? allocateText("%s@%s", endpoint.szHostname.c_str(), domain)
+                                 : allocateText("%s", senderAddress.c_str());
 }
 
 HeapOwner<char> mechanismWord(int32_t mechanism) {
@@ -72,11 +81,11 @@ HeapOwner<char> mechanismWord(int32_t mechanism) {
     return allocateText("%s", WORDS[known ? mechanism : 0]);
 }
 
-bool writeAuthentication(std::FILE* file, bool authEnabled, const char* word, const char* user,
-                         const char* password) {
-    if (!authEnabled)
+bool writeAuthentication(std::FILE* file, const EmailConfigArgs& config, const char* word) {
+    if (!config.authEnabled)
         return std::fprintf(file, "auth off\n") >= 0;
-    return std::fprintf(file, "auth %s\nuser \"%s\"\npassword \"%s\"\n", word, user, password) >= 0;
+    return std::fprintf(file, "auth %s\nuser \"%s\"\npassword \"%s\"\n", word,
+                        config.username.c_str(), config.password.c_str()) >= 0;
 }
 
 bool writeEncryption(std::FILE* file, uint32_t connectionEncryption) {
@@ -94,15 +103,10 @@ bool writeEncryption(std::FILE* file, uint32_t connectionEncryption) {
 
 } // namespace
 
-bool WriteEmailConfig(const char* host, const char* senderAddress, char* domain,
-                      const char* hostPart, bool compatibility, const char* path, int32_t port,
-                      bool authEnabled, const char* user, uint32_t connectionEncryption,
-                      int32_t mechanism, const char* password) {
+bool WriteEmailConfig(const char* path, EmailEndpoint& endpoint, const EmailConfigArgs& config,
+                      const Text<255>& senderAddress, bool compatibility) {
     PM_LOG("[%d]: Entering `%s'...\n");
-    if (!holdsNoLineEnd(host, "server address") || !holdsNoLineEnd(domain, "domain") ||
-        !holdsNoLineEnd(isGiven(senderAddress) ? senderAddress : hostPart, "sender") ||
-        (authEnabled &&
-         (!holdsNoLineEnd(user, "user name") || !holdsNoLineEnd(password, "password"))))
+    if (!holdNoLineEnds(endpoint, config, senderAddress))
         return false;
 
     const FileOwner file = openPrivate(path);
@@ -110,13 +114,13 @@ bool WriteEmailConfig(const char* host, const char* senderAddress, char* domain,
         std::perror("Failed to create e-mail configuration file");
         return false;
     }
-    trimDomainName(domain);
-    const HeapOwner<char> domainText = domainValue(domain, compatibility);
+    trimDomainName(endpoint.szDomainName.data());
+    const HeapOwner<char> domainText = domainValue(endpoint.szDomainName.c_str(), compatibility);
     if (!domainText) {
         PM_LOG("[%d]: %s: Couldn't allocate `domain', exiting\n");
         return false;
     }
-    const HeapOwner<char> from = fromValue(senderAddress, hostPart, domainText.get());
+    const HeapOwner<char> from = fromValue(senderAddress, endpoint, domainText.get());
     if (!from) {
         PM_LOG("[%d]: %s: Couldn't allocate `from', exiting\n");
         return false;
@@ -127,19 +131,20 @@ bool WriteEmailConfig(const char* host, const char* senderAddress, char* domain,
     if (std::fprintf(file.get(),
                      "account default\ntimeout %d\nhost %s\nport %d\ndomain %s\nauto_from off\n"
                      "from %s\n",
-                     RELAY_TIMEOUT_SECONDS, host, port, domainText.get(), from.get()) < 0) {
+                     RELAY_TIMEOUT_SECONDS, endpoint.szServerAddress.c_str(), config.port,
+                     domainText.get(), from.get()) < 0) {
         std::perror(writeError.get());
         return false;
     }
-    const HeapOwner<char> word = mechanismWord(mechanism);
+    const HeapOwner<char> word = mechanismWord(config.saslMechanism);
     if (!word) {
         PM_LOG("[%d]: %s: Couldn't allocate `sasl_mech', exiting\n");
         return false;
     }
     // A failure here is reported only; the result depends on the last block.
-    if (!writeAuthentication(file.get(), authEnabled, word.get(), user, password))
+    if (!writeAuthentication(file.get(), config, word.get()))
         std::perror(writeError.get());
-    if (!writeEncryption(file.get(), connectionEncryption)) {
+    if (!writeEncryption(file.get(), config.connectionEncryption)) {
         std::perror(writeError.get());
         return false;
     }

@@ -1,96 +1,134 @@
 #include "mail/send_email.h"
 
+#include "common/status.h"
 #include "mail/attempt.h"
-#include "mail/sender_hooks.h"
+#include "mail/identity.h"
 #include "platform/attributes.h"
 #include "platform/logging.h"
+#include "platform/read.h"
 
 namespace {
 
-constexpr const char* OPERATION = "sendEmail";
+constexpr const char* SENDER = "sendEmail";
 constexpr int32_t REGISTERED = 1;
 
 using PlaceholderBody = Text<4096>;
 using FooterBody = Text<2040>;
 
-// The name under which the controller is registered, where it is; else its address.
-void chooseLinkAddress(Text<526>& link, const Mail& mail, const EmailEndpoint& endpoint) {
-    if (!endpoint.bDomainNameFromSystem || mail.nDnsRegister != REGISTERED) {
-        link.assign(endpoint.szWebAddress.view());
-        return;
-    }
-    link.format("%s.%s", endpoint.szHostname.c_str(), endpoint.szDomainName.c_str());
-    PM_LOG_AS(OPERATION, "[%d]: %s() - szDnsNvcName = %s\n", link.c_str());
-}
-
-template <size_t N>
-std::string_view keepComposed(Mail& mail, HeapOwner<Text<N>> body) {
-    const std::string_view text = body->view();
-    mail.composedBody.reset(body.release()->data());
-    return text;
-}
-
-std::optional<std::string_view> noBuffer() {
-    PM_LOG_AS(OPERATION, "[%d]: %s(): pLocalBodyText - malloc() Failed\n");
-    return std::nullopt;
-}
-
-std::optional<std::string_view> replacePlaceholder(Mail& mail, const EmailEndpoint& endpoint,
-                                                   size_t placeholder) {
-    auto body = allocateCleared<PlaceholderBody>();
-    if (!body)
-        return noBuffer();
-    body->assign(mail.body.substr(0, placeholder));
-    const std::string_view rest = mail.body.substr(placeholder + 2);
-    body->append("%s%.*s", endpoint.szWebAddress.c_str(), static_cast<int>(rest.size()),
-                 rest.data());
-    return keepComposed(mail, std::move(body));
-}
-
-std::optional<std::string_view> addLinks(Mail& mail, const EmailEndpoint& endpoint) {
-    Text<526> link;
-    chooseLinkAddress(link, mail, endpoint);
-    auto body = allocateCleared<FooterBody>();
-    if (!body)
-        return noBuffer();
-    body->assign(mail.body);
-    body->append("\nTo launch the Norvu Web Interface, click here: https://%s\n"
-                 "To launch the Norvu Virtual Console, click here: https://%s/console\n",
-                 link.c_str(), link.c_str());
-    return keepComposed(mail, std::move(body));
-}
-
-void getCurrDnsRegister(int32_t& value) {
-    value = 0;
+int32_t getCurrDnsRegister() {
+    int32_t value = 0;
     if (CfgGetAttributeInt("Norvu.Embedded.1#network.1#dnsregister", &value) != 0) {
         PM_LOG("[%d]: %s() - get currentnic.1#dnsregister fail\n");
         value = -1;
     }
     PM_LOG("[%d]: %s() - CurrDnsRegister=%d\n", value);
+    return value;
+}
+
+// The name under which the controller is registered, else its address.
+void chooseLinkAddress(Text<526>& link, const EmailEndpoint& endpoint, int32_t dnsRegister) {
+    if (!endpoint.bDomainNameFromSystem || dnsRegister != REGISTERED) {
+        link.assign(endpoint.szWebAddress.view());
+        return;
+    }
+    link.format("%s.%s", endpoint.szHostname.c_str(), endpoint.szDomainName.c_str());
+    PM_LOG_AS(SENDER, "[%d]: %s() - szDnsNvcName = %s\n", link.c_str());
+}
+
+HeapOwner<PlaceholderBody> replacePlaceholder(std::string_view text, size_t placeholder,
+                                              const EmailEndpoint& endpoint) {
+    auto body = allocateCleared<PlaceholderBody>();
+    if (!body)
+        return nullptr;
+    body->assign(text.substr(0, placeholder));
+    const std::string_view rest = text.substr(placeholder + 2);
+    body->append("%s%.*s", endpoint.szWebAddress.c_str(), static_cast<int>(rest.size()),
+                 rest.data());
+    return body;
+}
+
+HeapOwner<FooterBody> addLinks(std::string_view text, const EmailEndpoint& endpoint,
+                               int32_t dnsRegister) {
+    Text<526> link;
+    chooseLinkAddress(link, endpoint, dnsRegister);
+    auto body = allocateCleared<FooterBody>();
+    if (!body)
+        return nullptr;
+    body->assign(text);
+    body->append("\nTo launch the Norvu Web Interface, click here: https://%s\n"
+                 "To launch the Norvu Virtual Console, click here: https://%s/console\n",
+                 link.c_str(), link.c_str());
+    return body;
+}
+
+template <size_t N>
+bool writeComposed(MessageFile& message, const HeapOwner<Text<N>>& body) {
+    if (!body) {
+        PM_LOG_AS(SENDER, "[%d]: %s(): pLocalBodyText - malloc() Failed\n");
+        return false;
+    }
+    message.write(body->view());
+    return true;
+}
+
+// False if there is no memory for the body.
+bool composeAndWriteBody(MessageFile& message, std::string_view body, const EmailEndpoint& endpoint,
+                         int32_t dnsRegister) {
+    const size_t placeholder = body.find("[]");
+    return placeholder == std::string_view::npos
+               ? writeComposed(message, addLinks(body, endpoint, dnsRegister))
+               : writeComposed(message, replacePlaceholder(body, placeholder, endpoint));
+}
+
+Ending attemptOnce(const char* destination, const char* subject, const char* body) {
+    Attempt attempt{.sender = SENDER};
+    logCompatibility(attempt, bMseCompatSendEmail);
+    getSenderEmail(attempt.senderAddress);
+    if (!readSetting("pm_str_email_server_address", attempt.endpoint.szServerAddress)) {
+        PM_LOG_AS(SENDER, "[%d]: %s() - could not get server address\n");
+        return retry(VESK_ERROR_FILE_ACCESS_FAIL);
+    }
+    if (gatherEmailEndpoint(attempt.endpoint,
+                            {.sender = SENDER, .domainLog = DomainLog::LiteralTaken}) < 0)
+        return giveUp(VESK_ERROR_GENERAL);
+    const int32_t dnsRegister = getCurrDnsRegister();
+    if (getEmailConfigArgs(attempt.config) < 0)
+        return giveUp(VESK_ERROR_INVALID_PARAMETER);
+
+    const std::lock_guard<std::mutex> lock(mailFileLock);
+    MessageFile message(attempt.messagePath, MessageFile::AtEnd::Remove);
+    if (!message.isOpen()) {
+        PM_LOG_AS(SENDER, "[%d]: %s() - could not open %s\n", attempt.messagePath);
+        return retry(VESK_ERROR_FILE_ACCESS_FAIL);
+    }
+    if (!writeRelayConfig(attempt, bMseCompatSendEmail))
+        return giveUp(VESK_ERROR_FILE_ACCESS_FAIL);
+    // This sender writes on whatever comes of a write.
+    writeDateLine(attempt, message);
+    composeFromLine(attempt, FromFallback::HostAtDomain);
+    message.write(attempt.line.view());
+    writeHeader(attempt, message, "To", destination);
+    writeHeader(attempt, message, "Subject", subject);
+    message.write(CONTENT_TYPE_LINE);
+    if (!composeAndWriteBody(message, body, attempt.endpoint, dnsRegister)) {
+        message.keep(); // its header stays until the next mail truncates it
+        return giveUp(PM_ERROR_NO_BODY_BUFFER);
+    }
+    message.write("\n\n");
+    message.close();
+
+    const int result = runRelay(attempt);
+    PM_LOG_AS(SENDER, "[%d]: %s() - nReturn=[%d]\n", result);
+    return result == 0 ? sent() : retry(VESK_ERROR_GENERAL);
 }
 
 } // namespace
 
-bool readDnsRegister(Mail& mail) {
-    getCurrDnsRegister(mail.nDnsRegister);
-    return true;
-}
-
-std::optional<std::string_view> composeEmailBody(Mail& mail, const EmailEndpoint& endpoint) {
-    const size_t placeholder = mail.body.find("[]");
-    return placeholder == std::string_view::npos ? addLinks(mail, endpoint)
-                                                 : replacePlaceholder(mail, endpoint, placeholder);
-}
-
-void logEmailResult(const Mail&, int result) {
-    PM_LOG_AS(OPERATION, "[%d]: %s() - nReturn=[%d]\n", result);
-}
-
 int32_t sendEmail(const char* destination, const char* subject, const char* body) {
     PM_LOG("[%d]:  Entering %s()\n");
-    Mail mail;
-    mail.destination = destination;
-    mail.subject = subject;
-    mail.body = body;
-    return runAttempts(senderOfSendEmail, mail);
+    const Ending end =
+        makeAttempts(bMseCompatSendEmail, [&] { return attemptOnce(destination, subject, body); });
+    if (end.next != Ending::Next::Return)
+        PM_LOG("[%d]:  Exiting %s()\n");
+    return end.status;
 }

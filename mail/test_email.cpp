@@ -2,34 +2,91 @@
 #include <cstring>
 
 #include "common/records.h"
+#include "common/status.h"
 #include "mail/attempt.h"
+#include "mail/footer.h"
 #include "mail/functions.h"
-#include "mail/sender_hooks.h"
+#include "mail/identity.h"
 #include "platform/logging.h"
 
 namespace {
 
-constexpr const char* OPERATION = "sendTestEmail";
+constexpr const char* SENDER = "sendTestEmail";
+
+bool writeLine(MessageFile& message, std::string_view line) {
+    if (message.write(line))
+        return true;
+    PM_LOG_AS(SENDER, "[%d]: %s() - text could not be written to the output file\n");
+    return false;
+}
+
+bool writeField(Attempt& attempt, MessageFile& message, const char* label, std::string_view value) {
+    const int length = composeHeader(attempt, label, value);
+    if (length < 0)
+        PM_LOG_AS(SENDER, "[%d]: %s() - Failed in snprintf! (%d)\n", length);
+    return writeLine(message, attempt.line.view());
+}
+
+Ending attemptOnce(uint32_t request_size, TestEmailStruct* request, bool& footerAppended) {
+    Attempt attempt{.sender = SENDER};
+    logCompatibility(attempt, bMseCompatTestEmail);
+    getSenderEmail(attempt.senderAddress);
+    if (!readServerAddress(attempt))
+        return giveUp(VESK_ERROR_FILE_ACCESS_FAIL);
+    if (request == nullptr) {
+        PM_LOG_AS(SENDER, "[%d]: %s() - pTestEmailStruct is NULL, returning "
+                          "VESK_ERROR_INVALID_PARAMETER\n");
+        return giveUp(VESK_ERROR_INVALID_PARAMETER);
+    }
+    if (request_size < sizeof(TestEmailStruct)) {
+        PM_LOG_AS(SENDER, "[%d]: %s() - request_size less than sizeof(TestEmailStruct), returning "
+                          "VESK_ERROR_INVALID_PARAMETER\n");
+        return retry(VESK_ERROR_INVALID_PARAMETER);
+    }
+    if (gatherEmailEndpoint(attempt.endpoint, {.sender = SENDER}) < 0)
+        return giveUp(VESK_ERROR_GENERAL);
+    const bool bPresence = readPresence();
+    if (getEmailConfigArgs(attempt.config) < 0)
+        return giveUp(VESK_ERROR_INVALID_PARAMETER);
+
+    const std::lock_guard<std::mutex> lock(mailFileLock);
+    MessageFile message(attempt.messagePath, MessageFile::AtEnd::Remove);
+    if (!message.isOpen())
+        return retry(VESK_ERROR_FILE_ACCESS_FAIL);
+    if (!writeRelayConfig(attempt, bMseCompatTestEmail))
+        return giveUp(VESK_ERROR_FILE_ACCESS_FAIL);
+    writeDateLine(attempt, message);
+    composeFromLine(attempt, FromFallback::HostAtDomain);
+    PM_LOG_AS(SENDER, "[%d]: %s() - from entry: %s\n", attempt.line.c_str());
+    if (!writeLine(message, attempt.line.view()) ||
+        !writeField(attempt, message, "To", fieldText(request->szTo, sizeof request->szTo)) ||
+        !writeField(attempt, message, "Subject",
+                    fieldText(request->szSubject, sizeof request->szSubject)) ||
+        !writeLine(message, CONTENT_TYPE_LINE))
+        return retry(VESK_ERROR_FILE_ACCESS_FAIL);
+    writeBody(message, appendFooter(request->szBody, attempt.endpoint, bPresence, footerAppended));
+    message.close();
+
+    const int result = runRelay(attempt);
+    const int error = errno;
+    PM_LOG_AS(SENDER, "[%d]: %s() - test email system call result: %d\n", result);
+    if (result == 0)
+        return sent();
+    PM_LOG_AS(SENDER, "[%d]: %s() - send test email failed, return code:%d error: %s\n", result,
+              std::strerror(error));
+    return retry(VESK_ERROR_GENERAL);
+}
 
 } // namespace
 
-bool bindTestRequest(Mail& mail) {
-    auto* request = static_cast<TestEmailStruct*>(mail.request);
-    mail.destination = fieldText(request->szTo, sizeof request->szTo);
-    mail.subject = fieldText(request->szSubject, sizeof request->szSubject);
-    mail.bodyField = request->szBody;
-    readPresence(mail);
-    return true;
-}
-
-void logTestResult(const Mail&, int result) {
-    const int error = errno;
-    PM_LOG_AS(OPERATION, "[%d]: %s() - test email system call result: %d\n", result);
-    if (result != 0)
-        PM_LOG_AS(OPERATION, "[%d]: %s() - send test email failed, return code:%d error: %s\n",
-                  result, std::strerror(error));
-}
-
 int32_t sendTestEmail(uint32_t request_size, void* pTestEmailStruct) {
-    return sendRequest(senderOfTestEmail, request_size, pTestEmailStruct);
+    PM_LOG("[%d]:  Entering %s()\n");
+    bool footerAppended = false;
+    const Ending end = makeAttempts(bMseCompatTestEmail, [&] {
+        return attemptOnce(request_size, static_cast<TestEmailStruct*>(pTestEmailStruct),
+                           footerAppended);
+    });
+    if (end.next != Ending::Next::Return)
+        PM_LOG("[%d]:  Exiting %s()\n");
+    return end.status;
 }

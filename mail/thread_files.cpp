@@ -6,7 +6,7 @@
 #include <mutex>
 #include <unistd.h>
 
-#include "mail/senders.h"
+#include "mail/attempt.h"
 
 namespace {
 
@@ -36,7 +36,7 @@ bool takeSpare(Text<6>& text) {
 }
 
 void removeMatches(const char* path) {
-    // One to five digits behind the path, and nothing else.
+    // The path followed by one to five digits, and nothing else.
     Text<255> pattern(path);
     for (int digits = 1; digits <= 5; ++digits) {
         pattern.append("[0-9]");
@@ -70,7 +70,7 @@ ThreadText::~ThreadText() {
 }
 
 void removeLeftFiles() {
-    unlink(senderOfSendEmail.messagePath);
-    removeMatches(senderOfGenericEmail.messagePath);
-    removeMatches(senderOfGenericEmail.relayConfigPath);
+    unlink(MESSAGE_PATH);
+    removeMatches(GENERIC_MESSAGE_PATH);
+    removeMatches(RELAY_CONFIG_PATH);
 }

@@ -3,10 +3,10 @@
 
 #include "common/text.h"
 
-// Holds the text behind a thread's file names for as long as it lives: the
-// thread's id, cut to 5 digits. No two threads hold the same one: where the text
-// is held already, as cut ids may be, the next free one of those that begin with
-// a zero, which no id ever has.
+inline constexpr const char* GENERIC_MESSAGE_PATH = "/tmp/zorqgenericemail";
+
+// Reserves a file suffix for the thread: its id cut to five digits. Cut ids can collide;
+// the later thread gets a free one with a leading zero, which no id has.
 class ThreadText {
   public:
     explicit ThreadText(int threadId);

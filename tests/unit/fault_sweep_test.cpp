@@ -7,6 +7,7 @@
 #include <regex>
 #include <thread>
 
+#include "common/status.h"
 #include "core/config_subscription.h"
 #include "core/events.h"
 #include "mail_senders.h"

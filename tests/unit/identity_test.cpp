@@ -4,7 +4,6 @@
 #include "mail/email_config_args.h"
 #include "mail/endpoint.h"
 #include "mail/identity.h"
-#include "mail/senders.h"
 #include "platform/attribute_object.h"
 #include "scripted_platform.h"
 
@@ -69,7 +68,8 @@ TEST_F(Identity, EndpointTakesTheLiteralWhereTheSystemHasNoDomain) {
     for (const auto& [steps, domain, web, fromSystem] : cases) {
         restart("@IPv6.1#Enable:1|" + steps);
         EmailEndpoint endpoint;
-        EXPECT_EQ(0, gatherEmailEndpoint(endpoint, senderOfSendEmail));
+        EXPECT_EQ(0, gatherEmailEndpoint(
+                         endpoint, {.sender = "sendEmail", .domainLog = DomainLog::LiteralTaken}));
         EXPECT_EQ(domain, endpoint.szDomainName.c_str());
         EXPECT_EQ(web, endpoint.szWebAddress.c_str());
         EXPECT_EQ(fromSystem, endpoint.bDomainNameFromSystem);

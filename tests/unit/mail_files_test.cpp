@@ -20,9 +20,16 @@ struct RelayArguments {
     int32_t mechanism = 4;
 
     bool write() {
-        return WriteEmailConfig(host.c_str(), sender == "none" ? nullptr : sender.c_str(),
-                                domain.data(), hostPart.c_str(), compatibility, RELAY_FILE, 587,
-                                auth, user.c_str(), encryption, mechanism, password.c_str());
+        EmailEndpoint endpoint;
+        endpoint.szServerAddress.assign(host);
+        endpoint.szDomainName.assign(domain);
+        endpoint.szHostname.assign(hostPart);
+        const EmailConfigArgs config = {587,        auth,      Text<274>(user),
+                                        encryption, mechanism, Text<255>(password)};
+        const bool written =
+            WriteEmailConfig(RELAY_FILE, endpoint, config, Text<255>(sender), compatibility);
+        domain = endpoint.szDomainName.c_str();
+        return written;
     }
 };
 
@@ -47,7 +54,7 @@ TEST_F(MailFiles, RelayConfigurationByteForByte) {
 
 TEST_F(MailFiles, RelayIdentityFollowsTheFlag) {
     const Rows<string, bool, string, string> cases = {
-        {" a.b.", false, "none", "domain a.b\nauto_from off\nfrom ctl1@a.b\n"},
+        {" a.b.", false, "", "domain a.b\nauto_from off\nfrom ctl1@a.b\n"},
         {"192.0.2.7", false, "", "domain [192.0.2.7]\nauto_from off\nfrom ctl1@[192.0.2.7]\n"},
         {"192.0.2.7", true, "", "domain 192.0.2.7\nauto_from off\nfrom ctl1@192.0.2.7\n"},
         {"IPv6:2001:db8::7", false, "a@b", "domain [IPv6:2001:db8::7]\n"},
@@ -61,7 +68,7 @@ TEST_F(MailFiles, RelayIdentityFollowsTheFlag) {
         arguments.sender = sender;
         EXPECT_TRUE(arguments.write());
         EXPECT_NE(string::npos, contentOf(RELAY_FILE).find(lines)) << lines;
-        EXPECT_EQ(sender == "none", std::strlen(arguments.domain.data()) < domain.size());
+        EXPECT_EQ(domain == " a.b." ? "a.b" : domain, arguments.domain); // trimmed in place
     }
 }
 

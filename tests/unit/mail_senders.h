@@ -4,9 +4,9 @@
 #include <cstring>
 
 #include "common/records.h"
+#include "mail/attempt.h"
 #include "mail/functions.h"
 #include "mail/send_email.h"
-#include "mail/senders.h"
 #include "scripted_platform.h"
 
 #define LINKS_TO(host)                                                                             \

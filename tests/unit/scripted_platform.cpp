@@ -10,7 +10,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
-#include "mail/senders.h"
+#include "mail/attempt.h"
 #include "platform/attributes.h"
 #include "platform/function_manager.h"
 #include "platform/ipmi.h"
@@ -142,9 +142,9 @@ void Scripted::SetUp() {
         fs::remove_all(path);
     umask(022);
     std::signal(SIGXFSZ, [](int) { setFileLimit(RLIM_INFINITY); });
-    for (const Sender* sender :
-         {&senderOfSendEmail, &senderOfTestEmail, &senderOfAlertEmail, &senderOfGenericEmail})
-        sender->compatibility->store(0);
+    for (CompatibilityFlag* flag : {&bMseCompatSendEmail, &bMseCompatTestEmail,
+                                    &bMseCompatAlertEmail, &bMseCompatGenericEmail})
+        flag->store(0);
     const Guard lock(guard);
     script = {};
     g_bTrace = 0;
