@@ -18,6 +18,9 @@ enum {
 // The same under a name of the caller's choice: a sender's, or a step's.
 #define PM_LOG_AS(name, format, ...)                                                               \
     mirlog_printf(PM_LEVEL_TRACE, PM_MODULE_MAIL, format, __LINE__, name __VA_OPT__(, ) __VA_ARGS__)
+// The same as an error: what an operator has to know, whatever is traced.
+#define PM_LOG_ERROR_AS(name, format, ...)                                                         \
+    mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_MAIL, format, __LINE__, name __VA_OPT__(, ) __VA_ARGS__)
 // "[%d]: ...": the source line alone.
 #define PM_LOG_LINE(format, ...)                                                                   \
     mirlog_printf(PM_LEVEL_TRACE, PM_MODULE_MAIL, format, __LINE__ __VA_OPT__(, ) __VA_ARGS__)

@@ -20,9 +20,10 @@ bool readConfiguredTexts(int32_t index, Text<255>& subject, Text<255>& destinati
            readSetting(keys->destinationKey, destination);
 }
 
-Ending attemptOnce(uint32_t request_size, AlertEmailStruct* request, bool& footerAppended) {
+Ending attemptOnce(uint32_t request_size, AlertEmailStruct* request, Text<255>& destination,
+                   bool& footerAppended) {
     Attempt attempt{.sender = SENDER};
-    Text<255> subject, destination;
+    Text<255> subject;
     logCompatibility(attempt, bMseCompatAlertEmail);
     getSenderEmail(attempt.senderAddress);
     if (!readServerAddress(attempt))
@@ -74,11 +75,14 @@ Ending attemptOnce(uint32_t request_size, AlertEmailStruct* request, bool& foote
 
 int32_t sendAlertEmail(uint32_t request_size, void* pAlertEmailStruct) {
     PM_LOG("[%d]:  Entering %s()\n");
+    Text<255> destination;
     bool footerAppended = false;
     const Ending end = makeAttempts(bMseCompatAlertEmail, [&] {
+        destination.clear();
         return attemptOnce(request_size, static_cast<AlertEmailStruct*>(pAlertEmailStruct),
-                           footerAppended);
+                           destination, footerAppended);
     });
+    logFailedMail(SENDER, destination.view(), end);
     if (end.next != Ending::Next::Return)
         PM_LOG("[%d]:  Exiting %s()\n");
     return end.status;

@@ -18,6 +18,12 @@ CompatibilityFlag bMseCompatGenericEmail{0};
 
 std::mutex mailFileLock;
 
+void logFailedMail(const char* sender, std::string_view destination, const Ending& end) {
+    if (end.status != 0)
+        PM_LOG_ERROR_AS(sender, "[%d]: %s() - mail to \"%.*s\" failed with status %d\n",
+                        static_cast<int>(destination.size()), destination.data(), end.status);
+}
+
 MessageFile::MessageFile(const char* path, AtEnd atEnd)
     : m_path(path), m_file(openUnbuffered(path, "we")), m_atEnd(isOpen() ? atEnd : AtEnd::Keep) {}
 

@@ -71,6 +71,9 @@ Ending makeAttempts(CompatibilityFlag& flag, AttemptOnce attemptOnce) {
     return attemptOnce();
 }
 
+// Logs as an error that the sender's mail to destination ended with a status other than 0.
+void logFailedMail(const char* sender, std::string_view destination, const Ending& end);
+
 // The message file, opened for writing and truncated. Closed at the end of its scope,
 // and removed where atEnd says so; a file that could not be opened is left alone.
 class MessageFile {

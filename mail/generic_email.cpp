@@ -107,6 +107,13 @@ std::string_view textAt(const GenericEmailThreadRequest& request, size_t offset)
                      request.request_size - offset);
 }
 
+// Empty for a request that is refused.
+std::string_view destinationOf(const GenericEmailThreadRequest& request) {
+    if (request.request_size < sizeof(GenericEmailStruct))
+        return "";
+    return textAt(request, offsetof(GenericEmailStruct, szTo)).substr(0, HEADER_BOUND - 1);
+}
+
 Ending attemptOnce(const GenericEmailThreadRequest& request, const Text<255>& messagePath,
                    const Text<255>& relayConfigPath) {
     Attempt attempt{.sender = SENDER,
@@ -161,6 +168,7 @@ int32_t sendFromThread(ThreadRequestOwner request) {
     const Ending end = makeAttempts(bMseCompatGenericEmail, [&] {
         return attemptOnce(*request, messagePath, relayConfigPath);
     });
+    logFailedMail(SENDER, destinationOf(*request), end);
     unlink(messagePath.c_str());
     unlink(relayConfigPath.c_str());
     return end.status;

@@ -35,8 +35,8 @@ FileOwner openPrivate(const char* path) {
 bool holdsNoLineEnd(const char* value, const char* name) {
     if (std::strpbrk(value, "\r\n") == nullptr)
         return true;
-    PM_LOG_AS(OPERATION, "[%d]: %s: the %s holds a line end, no relay configuration is written\n",
-              name);
+    PM_LOG_ERROR_AS(OPERATION,
+                    "[%d]: %s: the %s holds a line end, no relay configuration is written\n", name);
     return false;
 }
 

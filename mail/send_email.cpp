@@ -128,6 +128,7 @@ int32_t sendEmail(const char* destination, const char* subject, const char* body
     PM_LOG("[%d]:  Entering %s()\n");
     const Ending end =
         makeAttempts(bMseCompatSendEmail, [&] { return attemptOnce(destination, subject, body); });
+    logFailedMail(SENDER, destination, end);
     if (end.next != Ending::Next::Return)
         PM_LOG("[%d]:  Exiting %s()\n");
     return end.status;

@@ -13,6 +13,13 @@ namespace {
 
 constexpr const char* SENDER = "sendTestEmail";
 
+// Empty for a request that is refused.
+std::string_view destinationOf(uint32_t request_size, const TestEmailStruct* request) {
+    if (request == nullptr || request_size < sizeof(TestEmailStruct))
+        return "";
+    return fieldText(request->szTo, sizeof request->szTo);
+}
+
 bool writeLine(MessageFile& message, std::string_view line) {
     if (message.write(line))
         return true;
@@ -59,7 +66,7 @@ Ending attemptOnce(uint32_t request_size, TestEmailStruct* request, bool& footer
     composeFromLine(attempt, FromFallback::HostAtDomain);
     PM_LOG_AS(SENDER, "[%d]: %s() - from entry: %s\n", attempt.line.c_str());
     if (!writeLine(message, attempt.line.view()) ||
-        !writeField(attempt, message, "To", fieldText(request->szTo, sizeof request->szTo)) ||
+        !writeField(attempt, message, "To", destinationOf(request_size, request)) ||
         !writeField(attempt, message, "Subject",
                     fieldText(request->szSubject, sizeof request->szSubject)) ||
         !writeLine(message, CONTENT_TYPE_LINE))
@@ -81,11 +88,11 @@ Ending attemptOnce(uint32_t request_size, TestEmailStruct* request, bool& footer
 
 int32_t sendTestEmail(uint32_t request_size, void* pTestEmailStruct) {
     PM_LOG("[%d]:  Entering %s()\n");
+    auto* request = static_cast<TestEmailStruct*>(pTestEmailStruct);
     bool footerAppended = false;
-    const Ending end = makeAttempts(bMseCompatTestEmail, [&] {
-        return attemptOnce(request_size, static_cast<TestEmailStruct*>(pTestEmailStruct),
-                           footerAppended);
-    });
+    const Ending end = makeAttempts(
+        bMseCompatTestEmail, [&] { return attemptOnce(request_size, request, footerAppended); });
+    logFailedMail(SENDER, destinationOf(request_size, request), end);
     if (end.next != Ending::Next::Return)
         PM_LOG("[%d]:  Exiting %s()\n");
     return end.status;

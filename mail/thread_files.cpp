@@ -13,7 +13,8 @@ namespace {
 constexpr int SPARE_TEXTS = 10000; // "00000" to "09999"
 
 std::mutex heldLock;
-std::condition_variable released;
+// Never destroyed: detached threads may still signal it while the process exits.
+std::condition_variable& released = *new std::condition_variable;
 ThreadText* held = nullptr;
 int nextSpare = 0;
 
