@@ -33,6 +33,7 @@ void checkAll(Checked& checked, bool offline) {
     if (checked.runTime.error != ENOENT)
         takeFindings(checked, checked.runTime);
     checkValues(checked);
+    checkMail(checked);
     checkMachine(checked);
     if (!offline)
         checkNetwork(checked);
@@ -44,7 +45,14 @@ void checkAll(Checked& checked, bool offline) {
 }
 
 const char* severityName(Severity severity) {
-    return severity == Severity::Error ? "error" : "warning";
+    constexpr const char* NAMES[] = {"error", "warning", "note"};
+    return NAMES[static_cast<size_t>(severity)];
+}
+
+bool isSound(const Checked& checked) {
+    return std::ranges::all_of(checked.findings, [](const Finding& finding) {
+        return finding.severity == Severity::Note;
+    });
 }
 
 void printText(const Checked& checked) {
@@ -53,7 +61,7 @@ void printText(const Checked& checked) {
         std::printf("%s: %s\n", coloured(stdout, colour, severityName(finding.severity)).c_str(),
                     escapeControls(findingText(finding.where)).c_str());
     }
-    if (checked.findings.empty())
+    if (isSound(checked))
         std::fprintf(stderr, "pmctl: nothing is wrong with %s\n", checked.path.c_str());
 }
 
@@ -80,7 +88,7 @@ int check(const Options& options) {
         printJson(checked);
     else
         printText(checked);
-    return checked.findings.empty() ? EXIT_DONE : EXIT_FAILED;
+    return isSound(checked) ? EXIT_DONE : EXIT_FAILED;
 }
 
 constexpr Verb verbs[] = {

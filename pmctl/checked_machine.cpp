@@ -11,7 +11,6 @@
 
 namespace {
 
-constexpr std::string_view ENCRYPTION = "Norvu.Embedded.1#Remotehosts.1#ConnectionEncryption";
 // As the relay's configuration names them.
 constexpr const char* ENCRYPTION_FILES[] = {"/etc/certs/CA/certs/host.crt",
                                             "/flash/data0/cv/private/host.key"};
@@ -41,13 +40,13 @@ void checkRights(Checked& checked, const std::string& path, const SettingsFile& 
 }
 
 void checkEncryption(Checked& checked) {
-    const int32_t mode = wholeNumber(valueInForce(checked, ENCRYPTION)).value_or(0);
+    const int32_t mode = wholeNumber(valueInForce(checked, ENCRYPTION_KEY)).value_or(0);
     if (mode < 1 || mode > 2) // any other is none
         return;
     for (const char* file : ENCRYPTION_FILES)
         if (::access(file, R_OK) != 0)
             find(
-                checked, Severity::Error, ENCRYPTION,
+                checked, Severity::Error, ENCRYPTION_KEY,
                 std::string("encryption is on, but ") + file + " cannot be read (" +
                     std::strerror(errno) +
                     "), no mail can go out; pm(8) tells how to make it, 0 switches encryption off");

@@ -72,9 +72,14 @@ void checkServer(Checked& checked) {
                                : "is an IPv6 address, but IPv6 is not enabled; set " +
                                      std::string(IPV6) + " to 1, or name a server with IPv4");
     const auto ownAddress = [&](bool on, std::string_view key, int wanted, const char* example) {
-        if (on && familyOf(valueInForce(checked, key)) != wanted)
+        const std::string address = valueInForce(checked, key);
+        if (on && familyOf(address) != wanted)
             find(checked, Severity::Error, key,
-                 std::string("is no address of its family, which mails would name; for example ") +
+                 std::string(address.empty()
+                                 ? "is empty, though its family is enabled: mails would "
+                                   "name no address; set it, for example "
+                                 : "is no address of its family, which mails would "
+                                   "name; for example ") +
                      example);
     };
     ownAddress(on4, "Norvu.Embedded.1#IPv4.1#Address", AF_INET, "192.0.2.10");
@@ -84,16 +89,21 @@ void checkServer(Checked& checked) {
              "mails go out by IPv6, for which it must not be \"::\"; set the controller's address");
 }
 
-void checkPort(Checked& checked, std::string_view key) {
+void checkPort(Checked& checked, std::string_view key, const std::string& fallback) {
     if (!portInForce(checked, key))
-        find(checked, Severity::Error, key, "is no port; give a number from 1 to 65535");
+        find(checked, Severity::Error, key,
+             "is no port: pm uses the digits in front, or port " + fallback +
+                 " if they are none; give a number from 1 to 65535");
 }
 
-void checkAuthentication(Checked& checked) {
-    if (isOn(checked, "alert_bool_smtp_auth_enable") &&
-        valueInForce(checked, "alert_str_smtp_user").empty())
-        find(checked, Severity::Error, "alert_bool_smtp_auth_enable",
-             "login to the mail server is on, but there is no user; set alert_str_smtp_user");
+void checkDirectories(Checked& checked) {
+    constexpr std::string_view ACTIVE_DIRECTORY = "pam_int_ad_enable_mode_pl";
+    constexpr std::string_view LDAP = "pam_int_ldap_enable_mode";
+    if (isOn(checked, ACTIVE_DIRECTORY) && isOn(checked, LDAP))
+        find(checked, Severity::Warning, ACTIVE_DIRECTORY,
+             "Active Directory and LDAP are both on, and stay so until one of them is changed; set "
+             "this one or " +
+                 std::string(LDAP) + " to 0");
 }
 
 void checkTraps(Checked& checked) {
@@ -119,7 +129,7 @@ void checkTraps(Checked& checked) {
         find(checked, Severity::Error, COMMUNITY,
              "no SNMP community is set, no trap can go out; set community in [hardware]");
     if (any)
-        checkPort(checked, "Norvu.Embedded.1#SNMP.1#AlertPort");
+        checkPort(checked, "Norvu.Embedded.1#SNMP.1#AlertPort", "162");
 }
 
 } // namespace
@@ -174,8 +184,8 @@ bool familyIsOn(const Checked& checked, int family) {
 void checkValues(Checked& checked) {
     checkShadowed(checked);
     checkServer(checked);
-    checkPort(checked, PORT_KEY);
+    checkPort(checked, PORT_KEY, "25");
     checkMailDestinations(checked);
-    checkAuthentication(checked);
+    checkDirectories(checked);
     checkTraps(checked);
 }

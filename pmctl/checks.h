@@ -9,7 +9,7 @@
 
 #include "platform/client/settings_file.h"
 
-enum class Severity : uint8_t { Error, Warning };
+enum class Severity : uint8_t { Error, Warning, Note }; // a note is no failure
 
 struct Finding {
     Severity severity;
@@ -36,6 +36,8 @@ void find(Checked& checked, Severity severity, std::string_view key, std::string
 
 inline constexpr std::string_view SERVER_KEY = "pm_str_email_server_address";
 inline constexpr std::string_view PORT_KEY = "Norvu.Embedded.1#Remotehosts.1#smtpport";
+inline constexpr std::string_view ENCRYPTION_KEY =
+    "Norvu.Embedded.1#Remotehosts.1#ConnectionEncryption";
 inline constexpr int MAIL_DESTINATIONS = 4;
 inline constexpr int TRAP_DESTINATIONS = 8;
 // Keys of a family: "pm_str_email_alert*_destination" with its number in place.
@@ -48,6 +50,8 @@ bool familyIsOn(const Checked& checked, int family);
 
 // Whether the values go together, and with what pm makes of them.
 void checkValues(Checked& checked);
+// What goes to the relay's configuration: who sends, login, encryption.
+void checkMail(Checked& checked);
 // Rights of files that hold passwords, certificates, programs.
 void checkMachine(Checked& checked);
 // Whether names resolve and the mail server's port answers.

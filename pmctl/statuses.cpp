@@ -17,7 +17,9 @@ constexpr Meaning meanings[] = {
     {"pm_function_sendTestEmailEx", -3,
      "the index is missing or above 4, or a mail setting can't be read"},
     {"pm_function_sendAlertEmail", -17,
-     "the index is outside 1 to 4, a setting can't be read, or a file can't be written"},
+     "the index is outside 1 to 4, a setting can't be read, a file can't be written, or a value "
+     "for "
+     "the relay holds a line end"},
     {"pm_function_sendIPMITestTrap", -1,
      "the trap could not be built: community or destination is missing or not allowed"},
     {"pm_function_sendIPMITestTrap", -3, "the index is missing or outside 1 to 8"},
@@ -28,7 +30,8 @@ constexpr Meaning meanings[] = {
     {"", -1, "the mail server did not take the mail, or there is no address to send from"},
     {"", -3, "the request is not sound, or a mail setting can't be read"},
     {"", -9, "there was no memory for the mail's body"},
-    {"", -17, "a setting can't be read, or a file can't be written"},
+    {"", -17,
+     "a setting can't be read, a file can't be written, or a value for the relay holds a line end"},
 };
 
 } // namespace

@@ -20,14 +20,15 @@ FILE = ("[settings]|pm_str_email_server_address = '127.0.0.1'|pm_bool_email_aler
                  "alert_bool_smtp_auth_enable = true", f"x|{at('SNMP.1#x', 0)}|"
                  f"{at('Remotehosts.1#smtpport', 0)}", "community = pub"), [
         "5: .*did you mean \"pm_str_email_server_address\"", "6: .*alert2_enabled: .*no address",
-        "7: .*auth_enable: .*user", "9: syntax error", "10: .*SNMP.1#x: is no known key",
-        "11: .*smtpport: is no port", "13: syntax error: must be a text in quotes"]),
+        "7: .*auth_enable: .*no user", "7: .*auth_enable: .*no password",
+        "7: .*auth_enable: mechanism 0 .*refuses", "9: syntax error", "10: .*SNMP.1#x: is no known key",
+        "11: .*smtpport: is no port.* 25 ", "13: syntax error: must be a text in quotes"]),
     ("[attributes]|" + at("IPv4.1#Enable", 0), [
         "2: .*Enable: neither IPv4 nor", "pm_str_email_server_address: no mail", "no mail dest"]),
     (FILE.format("", f"{at('IPv4.1#Enable', 0)}|{at('IPv6.1#Enable', 1)}|"
                  + at("Remotehosts.1#ConnectionEncryption", 2), ""), [
         "2: pm_str_email_server_address: is an IPv4 address", "9: .*Encryption: .*host.crt",
-        "9: .*Encryption: .*host.key", ".*Address1: mails go"]),
+        "9: .*Encryption: .*host.key", "9: .*Encryption: .*never verified", ".*Address1: mails go"]),
     (FILE.format("", "|".join([at("SNMPAlert.2#Destination", "'a;b'"), at("SNMPAlert.4#State", 1),
                                at("SNMPAlert.3#Destination", "'-v'")]), "community = \"a'b\""), [
         "7: .*2#Destination: would", "8: .*4#State: .*no address", "9: .*3#Destination: would",
@@ -37,9 +38,48 @@ def test_check_finds(make_pm, text, findings):
     pm = make_pm(text.replace("|", "\n"))
     found, told = (pm.ctl("check", "--offline", *form, status=1) for form in ([], ["--json"]))
     for line, finding in zip(found.split("\n"), findings, strict=True):
-        assert re.match(rf"(error|warning): {pm.root}/etc/pm.conf:? ?{finding}", line), line
+        assert re.match(rf"(error|warning|note): {pm.root}/etc/pm.conf:? ?{finding}", line), line
     assert [str(finding["line"] or "") for finding in json.loads(told)["findings"]] == [
         re.match(r"\d*", finding)[0] for finding in findings]
+
+
+SENDER, ENCRYPTION = "Remotehosts.1#SenderEmail", "Remotehosts.1#ConnectionEncryption"
+LOGIN = {"alert_bool_smtp_auth_enable": True, "alert_str_smtp_user": "u",
+         "alert_str_smtp_password": SECRET}
+
+
+@pytest.mark.parametrize("flat, attributes, findings", [
+    ({}, {}, []), ({"alert_int_smtp_sasl": 9}, {"network.1#dnsnvcname": "n%U"}, []),
+    ({}, {SENDER: "%U.%C@%%H%Z"}, ["SenderEmail: holds %U", "SenderEmail: holds %H", "%C"]),
+    ({}, {SENDER: "%M@a"}, ["%M.*(no mail can go out|replaces)"]),
+    ({}, {SENDER: "", "network.1#dnsnvcname": "n%U"}, ["dnsnvcname: holds %U"]),
+    ({}, {SENDER: " "}, ["SenderEmail: holds blanks only"]),
+    ({"pm_str_email_alert2_destination": "ops"}, {SENDER: "a"}, [
+        "alert2_destination: .*without \"@\"", "SenderEmail: .*without \"@\""]),
+    (LOGIN, {}, ["auth_enable: mechanism 0 .*refuses"]),
+    (LOGIN | {"alert_int_smtp_sasl": 1}, {}, ["sasl: .*in clear"]),
+    (LOGIN | {"alert_int_smtp_sasl": 4}, {}, ["sasl: .*try out"]),
+    (LOGIN | {"alert_str_smtp_password": "", "alert_int_smtp_sasl": 5}, {}, [
+        "auth_enable: .*no password", "auth_enable: mechanism 0", "sasl: .*outside 0 to 4"]),
+    (LOGIN, {ENCRYPTION: 3}, ["auth_enable: mechanism 0", "Encryption: .*outside 0 to 2"]),
+    (LOGIN, {ENCRYPTION: 1}, ["host.crt", "host.key", "note: .*Encryption: .*never verified"]),
+    ({}, {"IPv4.1#Address": "", "IPv6.1#Enable": 1, "IPv6.1#Address1": ""}, [
+        "IPv4.1#Address: is empty", "IPv6.1#Address1: is empty"]),
+    ({}, {"ActiveDirectory.1#Enable": 1, "LDAP.1#Enable": 1}, ["ad_enable_mode_pl: .*both on"]),
+    (LOGIN | {"pm_str_email_server_address": "::1\n", "alert_str_smtp_user": "u\r"},
+     {SENDER: "a@b\n", ENCRYPTION: 9, "SNMP.1#AlertPort": 0, "Remotehosts.1#smtpport": 65536}, [
+         "server_address: .*control.*single line", "user: .*control.*single line", "no mail server",
+         "auth_enable: .*no user", "auth_enable: mech", "smtpport: .* 25 .*1 to 65535",
+         "SenderEmail: .*control.*single line", "outside 0 to 2"])])
+def test_check_of_what_goes_to_the_relay(make_pm, flat, attributes, findings):
+    pm = make_pm(settings(flat=flat, attributes=attributes))
+    (pm.root / "etc/pm.conf").chmod(0o600)
+    found = pm.ctl("check", "--offline", status=int(bool(findings))).split("\n")
+    if not findings:
+        findings = ["nothing is wrong"]
+    assert len(found) == len(findings) and SECRET not in str(found), found
+    for finding in findings:
+        assert any(re.search(finding, line) for line in found), (finding, found)
 
 
 def test_check_asks_run_time_values_and_network(pm, monkeypatch):

@@ -1,0 +1,117 @@
+// Tests of what goes to the relay's configuration: who sends, login, encryption.
+#include <algorithm>
+#include <unistd.h>
+
+#include "pmctl/checks.h"
+
+namespace {
+
+constexpr std::string_view SENDER = "Norvu.Embedded.1#Remotehosts.1#SenderEmail";
+constexpr std::string_view NAME = "Norvu.Embedded.1#network.1#dnsnvcname";
+constexpr std::string_view LOGIN = "alert_bool_smtp_auth_enable";
+constexpr std::string_view USER = "alert_str_smtp_user";
+constexpr std::string_view PASSWORD = "alert_str_smtp_password";
+constexpr std::string_view MECHANISM = "alert_int_smtp_sasl";
+constexpr const char* MAIL_NAME = "/etc/mailname";
+// What msmtp replaces in the two values; a sign doubled is no escape.
+constexpr std::string_view IN_SENDER = "UHCM";
+constexpr std::string_view IN_DOMAIN = "HCM";
+
+// what: the value in words, empty where the key is told with it.
+void checkPatterns(Checked& checked, std::string_view key, const std::string& what,
+                   std::string_view value, std::string_view letters) {
+    for (const char letter : letters) {
+        const std::string pattern{'%', letter};
+        if (value.find(pattern) == std::string_view::npos)
+            continue;
+        const bool fails = letter == 'M' && ::access(MAIL_NAME, R_OK) != 0;
+        find(checked, fails ? Severity::Error : Severity::Warning, key,
+             what + "holds " + pattern +
+                 (fails ? std::string(", for which msmtp reads ") + MAIL_NAME +
+                              ", which cannot be read: no mail can go out"
+                        : ", which msmtp replaces; mails name another") +
+                 "; there is no escape, so choose a value without it");
+    }
+}
+
+void checkAddress(Checked& checked, std::string_view key) {
+    const std::string address = valueInForce(checked, key);
+    if (!address.empty() && address.find('@') == std::string::npos)
+        find(checked, Severity::Warning, key,
+             address.find_first_not_of(' ') == std::string::npos
+                 ? "holds blanks only: mails have an empty address; give one, or set it to \"\""
+                 : "is an address without \"@\", which most mail servers refuse; add its domain");
+}
+
+std::string systemDomain() {
+    char name[256] = {};
+    return ::getdomainname(name, sizeof name - 1) == 0 ? name : "";
+}
+
+void checkSender(Checked& checked) {
+    const std::string sender = valueInForce(checked, SENDER);
+    const std::string domain = systemDomain();
+    const bool composed = sender.empty(); // from name and domain
+    if (composed)
+        checkPatterns(checked, NAME, "", valueInForce(checked, NAME), IN_SENDER);
+    else
+        checkPatterns(checked, SENDER, "", sender, IN_SENDER);
+    checkPatterns(checked, {}, "the system's domain name ", domain,
+                  composed ? IN_SENDER : IN_DOMAIN);
+    if (domain.find_first_of("\r\n") != std::string::npos)
+        find(checked, Severity::Error, {},
+             "the system's domain name holds a line end: no relay configuration is written, mails "
+             "end with status -17; set another with domainname");
+    checkAddress(checked, SENDER);
+    for (int number = 1; number <= MAIL_DESTINATIONS; ++number)
+        checkAddress(checked, numbered("pm_str_email_alert*_destination", number));
+}
+
+// The value's number; outside the range a finding, and 0 as pm takes it.
+int32_t numberUpTo(Checked& checked, std::string_view key, int32_t largest,
+                   const std::string& meaning) {
+    const int32_t number = wholeNumber(valueInForce(checked, key)).value_or(-1);
+    if (number >= 0 && number <= largest)
+        return number;
+    find(checked, Severity::Error, key,
+         "is outside 0 to " + std::to_string(largest) + " and counts as 0, " + meaning +
+             "; give a number of that range");
+    return 0;
+}
+
+void checkLogin(Checked& checked, int32_t encryption) {
+    // By mechanism: what a login without encryption comes to.
+    constexpr const char* UNENCRYPTED[] = {
+        "mechanism 0 without encryption: msmtp refuses to log in, unless the server offers a "
+        "challenge such as cram-md5",
+        "login without encryption: the password goes in clear",
+        "login without encryption: the password goes in clear",
+        "login without encryption: who listens can try out passwords on what is sent",
+        "login without encryption: who listens can try out passwords on what is sent"};
+    if (!isOn(checked, LOGIN))
+        return;
+    for (const std::string_view key : {USER, PASSWORD})
+        if (valueInForce(checked, key).empty())
+            find(checked, Severity::Error, LOGIN,
+                 std::string("login to the mail server is on, but there is no ") +
+                     (key == USER ? "user" : "password") + ", no mail can go out; set " +
+                     std::string(key) + ", or this one to false");
+    const int32_t mechanism =
+        numberUpTo(checked, MECHANISM, std::size(UNENCRYPTED) - 1, "any mechanism");
+    if (encryption == 0)
+        find(checked, Severity::Warning, mechanism == 0 ? LOGIN : MECHANISM,
+             std::string(UNENCRYPTED[mechanism]) + "; set " + std::string(ENCRYPTION_KEY) +
+                 " to 1 or 2");
+}
+
+} // namespace
+
+void checkMail(Checked& checked) {
+    const int32_t encryption = numberUpTo(checked, ENCRYPTION_KEY, 2, "no encryption");
+    if (encryption != 0)
+        find(checked, Severity::Note, ENCRYPTION_KEY,
+             "the mail server's certificate is never verified: encryption keeps out listeners, "
+             "not a false server; use a network that you trust");
+    checkSender(checked);
+    checkLogin(checked, encryption);
+}
