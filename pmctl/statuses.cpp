@@ -17,9 +17,8 @@ constexpr Meaning meanings[] = {
     {"pm_function_sendTestEmailEx", -3,
      "the index is missing or above 4, or a mail setting can't be read"},
     {"pm_function_sendAlertEmail", -17,
-     "the index is outside 1 to 4, a setting can't be read, a file can't be written, or a value "
-     "for "
-     "the relay holds a line end"},
+     "the index is outside 1 to 4, a setting can't be read, a file can't be written, or a "
+     "value for the relay holds a line end"},
     {"pm_function_sendIPMITestTrap", -1,
      "the trap could not be built: community or destination is missing or not allowed"},
     {"pm_function_sendIPMITestTrap", -3, "the index is missing or outside 1 to 8"},
