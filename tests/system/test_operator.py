@@ -21,14 +21,14 @@ FILE = ("[settings]|pm_str_email_server_address = '127.0.0.1'|pm_bool_email_aler
                  f"{at('Remotehosts.1#smtpport', 0)}", "community = pub"), [
         "5: .*did you mean \"pm_str_email_server_address\"", "6: .*alert2_enabled: .*no address",
         "7: .*auth_enable: .*no user", "7: .*auth_enable: .*no password",
-        "7: .*auth_enable: mechanism 0 .*refuses", "9: syntax error", "10: .*SNMP.1#x: is no known key",
-        "11: .*smtpport: is no port.* 25 ", "13: syntax error: must be a text in quotes"]),
+        "7: .*auth_enable: mechanism 0 .*refuses", "9: syntax error",
+        "10: .*SNMP.1#x: is no known key", "11: .*smtpport: is no port.* 25 ", "13: syntax error: must be a text in quotes"]),
     ("[attributes]|" + at("IPv4.1#Enable", 0), [
         "2: .*Enable: neither IPv4 nor", "pm_str_email_server_address: no mail", "no mail dest"]),
     (FILE.format("", f"{at('IPv4.1#Enable', 0)}|{at('IPv6.1#Enable', 1)}|"
                  + at("Remotehosts.1#ConnectionEncryption", 2), ""), [
-        "2: pm_str_email_server_address: is an IPv4 address", "9: .*Encryption: .*host.crt",
-        "9: .*Encryption: .*host.key", "9: .*Encryption: .*never verified", ".*Address1: mails go"]),
+        "2: pm_str_email_server_address: is an IPv4 address", "9: .*Encryption: .*never verified",
+        "9: .*Encryption: .*host.crt", "9: .*Encryption: .*host.key", ".*Address1: mails go"]),
     (FILE.format("", "|".join([at("SNMPAlert.2#Destination", "'a;b'"), at("SNMPAlert.4#State", 1),
                                at("SNMPAlert.3#Destination", "'-v'")]), "community = \"a'b\""), [
         "7: .*2#Destination: would", "8: .*4#State: .*no address", "9: .*3#Destination: would",
