@@ -92,7 +92,8 @@ class SpawnPlan {
     SpawnPlan& operator=(const SpawnPlan&) = delete;
 
     // Standard streams as given, nothing else open; signals as a program expects
-    // them; a process group of its own, so that all of it can be ended.
+    // them; a session of its own, so that it cannot ask on pm's terminal. The
+    // session's process group lets all of it be ended.
     bool prepare(int input, int error) {
         sigset_t all;
         sigset_t none;
@@ -105,10 +106,9 @@ class SpawnPlan {
                posix_spawn_file_actions_addclosefrom_np(&m_actions, STDERR_FILENO + 1) == 0 &&
                posix_spawnattr_setsigdefault(&m_attributes, &all) == 0 &&
                posix_spawnattr_setsigmask(&m_attributes, &none) == 0 &&
-               posix_spawnattr_setpgroup(&m_attributes, 0) == 0 &&
                posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETSIGDEF |
                                                            POSIX_SPAWN_SETSIGMASK |
-                                                           POSIX_SPAWN_SETPGROUP) == 0;
+                                                           POSIX_SPAWN_SETSID) == 0;
     }
 
     // 0, or the error number of what failed.

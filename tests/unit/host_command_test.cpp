@@ -88,6 +88,9 @@ TEST_F(HostCommand, ProgramGetsWhatItShould) {
     EXPECT_EQ(output("cat"), ""); // standard input is /dev/null
     EXPECT_EQ(output("printf \"<%s>\" \"$@\"", "'' 'a b' $HOME"), "<><a b><$HOME>");
 
+    // A session of its own: a password cannot be asked for on pm's terminal.
+    EXPECT_EQ(output("set -- $(cat /proc/$$/stat); echo $(($6 - $$))"), "0\n");
+
     // Nothing of the caller's signals, descriptors or systemd's socket.
     sigset_t blocked, before;
     sigfillset(&blocked);
