@@ -3,6 +3,8 @@
 #include "platform/logging.h"
 
 int main(int argc, char** argv) {
+    fillStandardDescriptors();
+    raiseDescriptorLimit();
     if (!parseOptions(argc, argv))
         return 1;
     installSignalHandler();

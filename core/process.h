@@ -7,6 +7,14 @@
 // 1 after -factorydefaults or -fd.
 extern uint8_t factoryDefaults;
 
+// Puts /dev/null in place of each of the three standard descriptors that is closed,
+// lest a file or socket of ours get its number. Before anything is opened.
+void fillStandardDescriptors();
+
+// Raises the soft limit of descriptors to the hard one: each connection takes one,
+// and libzmq aborts when there is none left.
+void raiseDescriptorLimit();
+
 // Takes the command line from the first argument on. Returns false after the
 // usage text if an option is unknown.
 bool parseOptions(int argc, char** argv);

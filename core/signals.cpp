@@ -97,12 +97,17 @@ void sleepThroughSignals(unsigned seconds) {
 
 void sleepForever() {
     // A plain pause would miss a signal that comes between the look at the count
-    // and the sleep; so signals come in only while this thread sleeps.
+    // and the sleep; so no signal comes in between these two.
     const sigset_t blocked = allButFaults();
     sigset_t before;
     pthread_sigmask(SIG_SETMASK, &blocked, &before);
     for (;;) {
-        logReceivedSignals();
+        // A log that nobody reads may hold this thread: a signal must still end it.
+        while (pendingUsr1 > 0) {
+            pthread_sigmask(SIG_SETMASK, &before, nullptr);
+            logReceivedSignals();
+            pthread_sigmask(SIG_SETMASK, &blocked, nullptr);
+        }
         sigsuspend(&before);
     }
 }
