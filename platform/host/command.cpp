@@ -45,6 +45,7 @@ struct Outcome {
     bool started = false;
     std::string failure; // how it failed
     std::string said;
+    int error = 0; // errno of what kept the command from running
 };
 
 int64_t milliseconds() {
@@ -68,12 +69,17 @@ Fd aboveStandard(Fd fd) {
     return fd;
 }
 
-// The environment without what systemd told pm alone.
+// The environment without what systemd told pm alone, and with one locale for all: msmtp
+// folds case by locale, so that logins fail under some, and its messages are to be read.
 std::vector<char*> environmentOfCommand() {
-    std::vector<char*> variables;
-    for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable)
-        if (std::strncmp(*variable, "NOTIFY_SOCKET=", 14) != 0)
+    static char locale[] = "LC_ALL=C.UTF-8";
+    std::vector<char*> variables = {locale};
+    for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
+        const std::string_view text = *variable;
+        if (!text.starts_with("NOTIFY_SOCKET=") && !text.starts_with("LC_ALL=") &&
+            !text.starts_with("LANGUAGE="))
             variables.push_back(*variable);
+    }
     variables.push_back(nullptr);
     return variables;
 }
@@ -187,6 +193,7 @@ void judge(int status, bool expired, Outcome& outcome) {
 void runWords(std::vector<std::string>& words, const char* inputPath, Outcome& outcome) {
     const auto fail = [&](const char* step, int error) {
         outcome.failure = std::string(step) + ": " + std::strerror(error);
+        outcome.error = error;
     };
     const Fd input = aboveStandard(
         Fd(::open(inputPath == nullptr ? "/dev/null" : inputPath, O_RDONLY | O_CLOEXEC)));
@@ -237,10 +244,12 @@ int runCommand(const char* command, const char* inputPath) {
     Outcome outcome;
     if (!splitWords(command == nullptr ? "" : command, words)) {
         outcome.failure = "a quote is not closed";
+        outcome.error = EINVAL;
         if (words.size() == 1) // all may have run together in it
             words.clear();
     } else if (words.empty() || words[0].empty()) {
         outcome.failure = "no program is named";
+        outcome.error = EINVAL;
     } else {
         runWords(words, inputPath, outcome);
     }
@@ -254,6 +263,7 @@ int runCommand(const char* command, const char* inputPath) {
                       reason.c_str());
     }
     noteCommand(program, outcome.started, outcome.status, reason);
+    errno = outcome.error; // callers log it, so none of ours may be left in it
     return outcome.status;
 }
 

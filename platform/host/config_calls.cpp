@@ -3,7 +3,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <unistd.h>
 
+#include "platform/host/root.h"
 #include "platform/host/store.h"
 #include "platform/logging.h"
 #include "platform/settings.h"
@@ -41,10 +43,13 @@ int writeSetting(const char* key, Call makeValue) {
 } // namespace
 
 int vesk_init_config_from_file(const char* path, uint8_t factory_defaults) {
+    // Two pms must never share their files: there is no going on without the claim.
+    // The client's start is refused it too, and ends the process with its own status.
+    while (!claimHost())
+        pause();
     bool loaded = false;
     guarded(path, [&] { return loaded = loadSettings(path, factory_defaults == 1); });
-    // Two pms must never share their files: there is no going on without the claim,
-    // nor with settings that the heap had no room for.
+    // Nor is there with settings that the heap had no room for.
     if (!loaded)
         std::exit(1);
     return DONE;

@@ -1,4 +1,5 @@
 // Command runner of the stand-in: words, what a program gets, how it ends.
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -44,7 +45,9 @@ struct HostCommand : testing::Test {
     int run(const std::string& line, const char* input = nullptr) {
         testing::internal::CaptureStderr();
         const auto start = std::chrono::steady_clock::now();
+        errno = EBADF; // the caller's
         const int result = vesk_exec_systemcmd_ext(line.c_str(), 0, 0, 0, 0, 0, 0, 0, input, 0, 0);
+        error = errno;
         seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         log = testing::internal::GetCapturedStderr();
         return result;
@@ -58,6 +61,7 @@ struct HostCommand : testing::Test {
     }
     std::string folder, log;
     double seconds = 0;
+    int error = 0;
 };
 
 TEST_F(HostCommand, FailuresAreToldInOneLine) {
@@ -78,6 +82,10 @@ TEST_F(HostCommand, FailuresAreToldInOneLine) {
         EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << log;
         EXPECT_EQ(log.find("hush"), std::string::npos) << log;
     }
+    EXPECT_NE(run("no-such-program-here"), 0);
+    EXPECT_EQ(error, ENOENT);
+    EXPECT_NE(run("false"), 0);
+    EXPECT_EQ(error, 0); // it ran: nothing of the caller's or of the runner's
     EXPECT_EQ(run("sh -c 'echo fine >&2'"), 0);
     EXPECT_EQ(log, "");
 }
@@ -100,7 +108,9 @@ TEST_F(HostCommand, ProgramGetsWhatItShould) {
     const int extra = fcntl(STDOUT_FILENO, F_DUPFD, 57); // not close-on-exec
     // The two highest signals of the first half belong to the C library.
     EXPECT_EQ(output("grep -cE \"SigBlk:.0*$|SigIgn:.*0000000$\" /proc/self/status"), "2\n");
-    EXPECT_EQ(output("echo ${NOTIFY_SOCKET-gone}"), "gone\n");
+    setenv("LC_ALL", "tr_TR.UTF-8", 1);
+    EXPECT_EQ(output("echo ${NOTIFY_SOCKET-gone} $LC_ALL"), "gone C.UTF-8\n");
+    unsetenv("LC_ALL");
     EXPECT_EQ(output("exec ls /proc/self/fd"), "0\n1\n2\n3\n"); // 3: the folder itself
     close(extra);
     unsetenv("NOTIFY_SOCKET");
