@@ -25,12 +25,14 @@ void checkPatterns(Checked& checked, std::string_view key, const std::string& wh
         if (value.find(pattern) == std::string_view::npos)
             continue;
         const bool fails = letter == 'M' && ::access(MAIL_NAME, R_OK) != 0;
-        find(checked, fails ? Severity::Error : Severity::Warning, key,
-             what + "holds " + pattern +
-                 (fails ? std::string(", for which msmtp reads ") + MAIL_NAME +
-                              ", which cannot be read: no mail can go out"
-                        : ", which msmtp replaces; mails name another") +
-                 "; there is no escape, so choose a value without it");
+        std::string message = what;
+        message.append("holds ").append(pattern);
+        if (fails)
+            message.append(", for which msmtp reads ").append(MAIL_NAME);
+        message.append(fails ? ", which cannot be read: no mail can go out"
+                             : ", which msmtp replaces; mails name another");
+        message.append("; there is no escape, so choose a value without it");
+        find(checked, fails ? Severity::Error : Severity::Warning, key, message);
     }
 }
 
@@ -82,8 +84,7 @@ int32_t numberUpTo(Checked& checked, std::string_view key, int32_t largest,
 void checkLogin(Checked& checked, int32_t encryption) {
     // By mechanism: what a login without encryption comes to.
     constexpr const char* UNENCRYPTED[] = {
-        "mechanism 0 without encryption: msmtp refuses to log in, unless the server offers a "
-        "challenge such as cram-md5",
+        "mechanism 0 without encryption: msmtp refuses unless the server has a challenge login",
         "login without encryption: the password goes in clear",
         "login without encryption: the password goes in clear",
         "login without encryption: who listens can try out passwords on what is sent",
