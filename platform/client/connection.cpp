@@ -39,8 +39,12 @@ Connection::~Connection() {
 }
 
 void Connection::close() {
-    if (m_socket != nullptr)
+    // An event that is half written when the monitor closes is never freed: no more
+    // events first.
+    if (m_socket != nullptr) {
+        zmq_socket_monitor(m_socket, nullptr, 0);
         zmq_close(m_socket);
+    }
     if (m_monitor != nullptr)
         zmq_close(m_monitor);
     m_socket = m_monitor = nullptr;
