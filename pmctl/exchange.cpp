@@ -7,6 +7,10 @@
 #include "pmctl/output.h"
 #include "pmctl/statuses.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 namespace {
 
 int tellStatus(std::string_view name, int32_t status) {
@@ -102,3 +106,5 @@ int ask(const Options& options, const Request& request) {
 int callFunction(const Options& options, const std::string& function, std::string_view record) {
     return ask(options, {"call", {function}, record});
 }
+
+} // namespace pm::ctl

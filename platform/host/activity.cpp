@@ -4,6 +4,8 @@
 #include <mutex>
 #include <pthread.h>
 
+namespace pm::host {
+
 namespace {
 
 struct State {
@@ -88,3 +90,5 @@ Activity activity() {
     const std::lock_guard lock(state().mutex);
     return state().activity;
 }
+
+} // namespace pm::host

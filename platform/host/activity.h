@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+namespace pm::host {
+
 enum class Work : uint8_t { Function, Topic };
 
 struct Tally {
@@ -42,3 +44,5 @@ void noteCommand(const std::string& program, bool started, int32_t status,
                  const std::string& reason);
 
 Activity activity();
+
+} // namespace pm::host

@@ -24,6 +24,10 @@
 
 uint8_t g_bTrace = 0;
 
+namespace pm::host {
+
+using namespace client;
+
 namespace {
 
 constexpr int LEVEL_NOTICE = 4;
@@ -139,7 +143,7 @@ __attribute__((format(printf, 3, 0))) void formatLine(int level, int module, con
 
 } // namespace
 
-int mirlog_printf(int level, int module, const char* format, ...) {
+extern "C" int mirlog_printf(int level, int module, const char* format, ...) {
     if (format == nullptr)
         return 0;
     const int before = errno; // a line may stand between a failure and its report
@@ -155,7 +159,7 @@ int mirlog_printf(int level, int module, const char* format, ...) {
     return 0;
 }
 
-int log_rlog(int code, ...) {
+extern "C" int log_rlog(int code, ...) {
     va_list arguments;
     va_start(arguments, code);
     const char* destination = code == 0 ? va_arg(arguments, const char*) : nullptr;
@@ -168,3 +172,5 @@ int log_rlog(int code, ...) {
                              code == 1 ? "enabled" : "not enabled");
     return mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_MAIL, "log_rlog(): unknown code %d", code);
 }
+
+} // namespace pm::host

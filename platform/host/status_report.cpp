@@ -6,6 +6,10 @@
 #include "platform/host/delivery.h"
 #include "platform/host/subscriptions.h"
 
+namespace pm::host {
+
+using namespace client;
+
 namespace {
 
 struct Report {
@@ -66,3 +70,5 @@ std::vector<std::string> statusReport(const Server& server) {
     }
     return report.fields;
 }
+
+} // namespace pm::host
