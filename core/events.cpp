@@ -16,7 +16,7 @@ int32_t pmEventCallback(void*, const char* topic, const void* record) {
     const auto* header = static_cast<const NotificationHeader*>(record);
     const int type = header->HeaderType;
     const int size = static_cast<int>(header->Size);
-    PM_LOG("[%d]: %s() - nEventType: %d szEvent: %s nSize: %d\n", type, topic, size);
+    PM_LOG("nEventType: %d szEvent: %s nSize: %d\n", type, topic, size);
     PM_LOG_SERVICE(PM_LEVEL_TRACE, "%s(): Entered for topic=<%s>", topic);
     PM_LOG_SERVICE(PM_LEVEL_TRACE, "%s(): HeaderType=%d, Size=%d.", type, size);
     if (type != HEADER_TYPE_EVENT)

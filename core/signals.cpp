@@ -84,7 +84,7 @@ void installSignalHandler() {
 
 void logReceivedSignals() {
     for (unsigned left = pendingUsr1.exchange(0); left > 0; --left)
-        PM_LOG_AS("sigHandler", "[%d]: %s() - received SIGUSR1 signal\n");
+        PM_LOG_AS("sigHandler", "received SIGUSR1 signal\n");
 }
 
 void sleepThroughSignals(unsigned seconds) {

@@ -40,7 +40,7 @@ constexpr PetVarBindHead TEST_EVENT = {
 bool petGetLocalTimestamp(uint8_t (&bytes)[4]) {
     timeval now = {};
     if (gettimeofday(&now, nullptr) != 0) {
-        PM_LOG("[%d]: %s() - error: call of gettimeofday failed\n");
+        PM_LOG("error: call of gettimeofday failed\n");
         return false;
     }
     const auto seconds = static_cast<uint32_t>(now.tv_sec);
@@ -61,8 +61,7 @@ CustomFields buildCustomFields() {
     constexpr int32_t SIZE = 255;
     if (!getOEMHostName(hostName.data(), SIZE) || hostName.empty()) {
         hostName.clear();
-        PM_LOG_AS("petConstructVarBind",
-                  "[%d]: %s() - note: system host name data is not available\n");
+        PM_LOG_AS("petConstructVarBind", "note: system host name data is not available\n");
     }
     CustomFields fields;
     const size_t nameBytes = hostName.empty() ? 0 : hostName.length() + 1;
@@ -88,27 +87,27 @@ bool getOEMHostName(char* text, int32_t size) {
 }
 
 int32_t petConstructVarBind(uint8_t** string, uint32_t* length) {
-    PM_LOG("[%d]: %s()\n");
+    PM_LOG_WHOLE("[%d]: %s()\n");
     *string = nullptr;
     *length = 0;
     PetVarBindHead head = TEST_EVENT;
     if (!petGetGUID(head.guid)) {
-        PM_LOG("[%d]: %s() - warning: call of petGetGUID failed; setting GUID to all 0's\n");
+        PM_LOG("warning: call of petGetGUID failed; setting GUID to all 0's\n");
         std::fill(std::begin(head.guid), std::end(head.guid), uint8_t{0});
     }
     if (!petGetLocalTimestamp(head.localTimestamp)) {
-        PM_LOG("[%d]: %s() - warning: call of petGetLocalTimestamp failed; setting local timestamp "
-               "to all 0's\n");
+        PM_LOG(
+            "warning: call of petGetLocalTimestamp failed; setting local timestamp to all 0's\n");
         std::fill(std::begin(head.localTimestamp), std::end(head.localTimestamp), uint8_t{0});
     }
     const CustomFields fields = buildCustomFields();
     if (!fields.bytes) {
-        PM_LOG("[%d]: %s() - failed to allocate buffer for OEM Custom Fields\n");
+        PM_LOG("failed to allocate buffer for OEM Custom Fields\n");
         return PET_NO_MEMORY;
     }
     auto* whole = static_cast<uint8_t*>(std::malloc(sizeof head + fields.length));
     if (whole == nullptr) {
-        PM_LOG("[%d]: %s() - failed to allocate buffer for PET var bind\n");
+        PM_LOG("failed to allocate buffer for PET var bind\n");
         return PET_NO_MEMORY;
     }
     std::memcpy(whole, &head, sizeof head);

@@ -5,7 +5,7 @@
 #include "platform/host/store.h"
 #include "platform/host/threads.h"
 #include "platform/logging.h"
-#include "platform/settings.h"
+#include "platform/services.h"
 
 namespace pm::host {
 

@@ -77,9 +77,9 @@ extern "C" int IPMIGetCommunityString_HW(char* community) {
             std::strncpy(community, configured->c_str(), IPMI_COMMUNITY_SIZE);
             return true;
         }
-        mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE,
-                      "no SNMP community: set the key hardware.community (pmctl set "
-                      "hardware.community TEXT, or community in [hardware] of pm.conf)");
+        mirlog_printf(
+            PM_LEVEL_ERROR, PM_MODULE_SERVICE,
+            "no SNMP community: set the key hardware.community (pmctl set hardware.community TEXT, or community in [hardware] of pm.conf)");
         return false;
     });
 }
