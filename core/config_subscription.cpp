@@ -2,7 +2,7 @@
 
 #include "common/records.h"
 #include "common/text.h"
-#include "core/process.h"
+#include "core/signals.h"
 #include "platform/events.h"
 #include "platform/function_manager.h"
 #include "platform/logging.h"

@@ -1,9 +1,10 @@
+#include "core/directory_rule.h"
+
 #include <string_view>
 #include <strings.h>
 
 #include "common/records.h"
 #include "config/read.h"
-#include "core/events.h"
 #include "platform/logging.h"
 
 namespace pm {

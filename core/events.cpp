@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "common/records.h"
+#include "core/sibling_restart.h"
 #include "mail/email_alerts.h"
 #include "platform/logging.h"
 
@@ -24,7 +25,7 @@ int32_t pmEventCallback(void*, const char* topic, const void* record) {
 
     const std::string_view name(topic);
     if (name == "event_ipmi_pet")
-        return sendEmailAlerts(header + 1);
+        return sendEmailAlerts(static_cast<const EventRecord*>(record)->payload);
     if (name == "qelctl_event_config_changed")
         processQelctlConfigChangedEvent();
     return 0;

@@ -1,8 +1,9 @@
+#include "core/options.h"
+
 #include <cstdio>
 #include <cstring>
 #include <strings.h>
 
-#include "core/process.h"
 #include "platform/logging.h"
 
 namespace pm {

@@ -1,7 +1,9 @@
+#include "core/persistent_parameters.h"
+
 #include <mutex>
 
 #include "config/read.h"
-#include "core/process.h"
+#include "core/options.h"
 #include "platform/logging.h"
 
 namespace pm {

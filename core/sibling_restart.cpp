@@ -1,5 +1,6 @@
+#include "core/sibling_restart.h"
+
 #include "common/text.h"
-#include "core/events.h"
 #include "platform/commands.h"
 #include "platform/logging.h"
 #include "platform/services.h"

@@ -7,7 +7,7 @@
 #include "mail/attempt.h"
 #include "mail/footer.h"
 #include "mail/functions.h"
-#include "mail/identity.h"
+#include "mail/sender_address.h"
 #include "platform/logging.h"
 
 namespace pm {

@@ -6,7 +6,7 @@
 
 #include "common/file.h"
 #include "config/read.h"
-#include "mail/identity.h"
+#include "mail/date.h"
 #include "mail/relay_config.h"
 #include "platform/commands.h"
 #include "platform/logging.h"

@@ -1,9 +1,10 @@
+#include "mail/domain_literal.h"
+
 #include <memory>
 #include <netdb.h>
 #include <sys/socket.h>
 
 #include "config/read.h"
-#include "mail/identity.h"
 #include "platform/attributes.h"
 #include "platform/logging.h"
 

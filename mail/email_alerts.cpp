@@ -44,11 +44,10 @@ bool readAlert(const AlertDestination& keys, ConfiguredAlert& alert) {
 
 } // namespace
 
-int32_t sendEmailAlerts(const void* payload) {
-    const auto* event = static_cast<const EventPayload*>(payload);
+int32_t sendEmailAlerts(const EventPayload& event) {
     PM_LOG_WHOLE("[%d]:  Entering %s()\n");
-    PM_LOG("sending email alerts for filter ID: %d\n", int{event->filterId});
-    const std::string_view message = fieldText(event->szMessage, sizeof event->szMessage);
+    PM_LOG("sending email alerts for filter ID: %d\n", int{event.filterId});
+    const std::string_view message = fieldText(event.szMessage, sizeof event.szMessage);
 
     int32_t status = 0;
     for (const AlertDestination& keys : alertDestinations) {

@@ -2,8 +2,10 @@
 
 #include "common/records.h"
 #include "mail/alert_destination.h"
+#include "mail/domain_literal.h"
+#include "mail/domain_name.h"
 #include "mail/functions.h"
-#include "mail/identity.h"
+#include "mail/hostname.h"
 #include "mail/send_email.h"
 #include "mail/server_address.h"
 

@@ -2,7 +2,9 @@
 
 #include <sys/types.h>
 
-#include "mail/identity.h"
+#include "mail/domain_literal.h"
+#include "mail/domain_name.h"
+#include "mail/hostname.h"
 #include "platform/logging.h"
 
 namespace pm {

@@ -10,18 +10,29 @@
 #include "common/status.h"
 #include "mail/attempt.h"
 #include "mail/functions.h"
-#include "mail/generic_email_thread.h"
-#include "mail/identity.h"
+#include "mail/hostname.h"
+#include "mail/sender_address.h"
 #include "mail/thread_files.h"
 #include "platform/logging.h"
 
 namespace pm {
+
+// Start routine; argument is a GenericEmailThreadRequest. Ends through pthread_exit with
+// the mail's status as the thread's result.
+extern "C" void* pthread_sendGenericEmail(void* argument);
 
 namespace {
 
 constexpr const char* SENDER = "pthread_sendGenericEmail";
 constexpr size_t HEADER_BOUND = 255;         // bytes of the To and Subject lines
 constexpr int LONGEST_UNLOGGED_HEADER = 318; // a longer one is logged as cut
+
+// What the thread receives; both blocks are from the plain heap, and the thread owns both
+// from its start on.
+struct GenericEmailThreadRequest {
+    uint32_t request_size;
+    void* request_data; // a copy of the whole record, its last byte a terminator
+};
 
 struct ThreadRequestRelease {
     void operator()(GenericEmailThreadRequest* request) const {

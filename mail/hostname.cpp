@@ -1,5 +1,6 @@
+#include "mail/hostname.h"
+
 #include "config/read.h"
-#include "mail/identity.h"
 #include "platform/ipmi.h"
 #include "platform/logging.h"
 

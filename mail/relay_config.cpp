@@ -8,8 +8,8 @@
 
 #include "common/file.h"
 #include "common/text.h"
+#include "mail/domain_name.h"
 #include "mail/email_config_args.h"
-#include "mail/identity.h"
 #include "platform/logging.h"
 
 namespace pm {

@@ -3,7 +3,7 @@
 #include "common/status.h"
 #include "config/read.h"
 #include "mail/attempt.h"
-#include "mail/identity.h"
+#include "mail/sender_address.h"
 #include "platform/attributes.h"
 #include "platform/logging.h"
 

@@ -1,7 +1,8 @@
 #include "common/records.h"
 #include "mail/alert_destination.h"
+#include "mail/date.h"
 #include "mail/functions.h"
-#include "mail/identity.h"
+#include "mail/hostname.h"
 #include "mail/send_email.h"
 #include "mail/server_address.h"
 

@@ -15,6 +15,36 @@ namespace pm {
 
 namespace {
 
+// The fixed part of the trap's one variable binding; numbers are most significant
+// byte first. The OEM custom fields follow.
+struct __attribute__((packed)) PetVarBindHead {
+    uint8_t guid[16]; // in the byte order of its text
+    uint8_t sequenceNumber[2];
+    uint8_t localTimestamp[4]; // seconds since 1998-01-01 00:00:00
+    uint8_t utcOffset[2];
+    uint8_t trapSourceType;
+    uint8_t eventSourceType;
+    uint8_t eventSeverity;
+    uint8_t sensorDevice;
+    uint8_t sensorNumber;
+    uint8_t entity;
+    uint8_t entityInstance;
+    uint8_t eventData[8];
+    uint8_t languageCode;
+    uint8_t manufacturerId[4];
+    uint8_t systemId[2];
+};
+static_assert(offsetof(PetVarBindHead, sequenceNumber) == 16);
+static_assert(offsetof(PetVarBindHead, localTimestamp) == 18);
+static_assert(offsetof(PetVarBindHead, utcOffset) == 22);
+static_assert(offsetof(PetVarBindHead, trapSourceType) == 24);
+static_assert(offsetof(PetVarBindHead, entity) == 29);
+static_assert(offsetof(PetVarBindHead, eventData) == 31);
+static_assert(offsetof(PetVarBindHead, languageCode) == 39);
+static_assert(offsetof(PetVarBindHead, manufacturerId) == 40);
+static_assert(offsetof(PetVarBindHead, systemId) == 44);
+static_assert(sizeof(PetVarBindHead) == 46);
+
 constexpr uint32_t EPOCH_1998 = 883612800; // 1998-01-01 00:00:00 in seconds since 1970
 constexpr uint8_t END_OF_FIELDS = 0xC1;    // PET: no more OEM custom fields
 
@@ -55,6 +85,18 @@ struct CustomFields {
     uint32_t length = 0;
 };
 
+// Copies the system's host name into text (size bytes with terminator). Returns
+// false if none is available.
+bool getOEMHostName(char* text, int32_t size) {
+    if (size < 1)
+        return false;
+    ipmi_host_name record = {};
+    if (IPMIGetOEMHostName_HW(&record) != 0 || record.leading == 0)
+        return false;
+    copyBounded(text, static_cast<size_t>(size), fieldText(record.name, sizeof record.name));
+    return true;
+}
+
 // The host name with its terminator, if there is one, and the closing byte.
 CustomFields buildCustomFields() {
     Text<256> hostName;
@@ -75,16 +117,6 @@ CustomFields buildCustomFields() {
 }
 
 } // namespace
-
-bool getOEMHostName(char* text, int32_t size) {
-    if (size < 1)
-        return false;
-    ipmi_host_name record = {};
-    if (IPMIGetOEMHostName_HW(&record) != 0 || record.leading == 0)
-        return false;
-    copyBounded(text, static_cast<size_t>(size), fieldText(record.name, sizeof record.name));
-    return true;
-}
 
 int32_t petConstructVarBind(uint8_t** string, uint32_t* length) {
     PM_LOG_WHOLE("[%d]: %s()\n");

@@ -1,5 +1,3 @@
-#include "trap/snmp_test_trap.h"
-
 #include <cstring>
 #include <memory>
 #include <systemd/sd-bus.h>
@@ -66,8 +64,8 @@ bool isEnabled(int32_t index) {
     return readAttributeObject(key.c_str(), state) == 0 && state.equals("1");
 }
 
-} // namespace
-
+// Calls TestSNMPTrap of the log-manager service. Returns the number that it replied, 256
+// if the call cannot be created, -1 for any other failure.
 int32_t SnmpTestTrapSubmitEvent(uint32_t index) {
     PM_LOG_WHOLE("[%d]: %s()\n");
     sd_bus* bus = nullptr;
@@ -80,6 +78,8 @@ int32_t SnmpTestTrapSubmitEvent(uint32_t index) {
     PM_LOG("Exit with status=%d\n", status);
     return status;
 }
+
+} // namespace
 
 int32_t sendSNMPTestTrap(uint32_t request_size, void* request_data) {
     int32_t index = 0;

@@ -1,6 +1,7 @@
 // Requests to named functions of other services, which speak as pm does.
 #include <exception>
 
+#include "common/signals.h"
 #include "platform/client/connection.h"
 #include "platform/host/store.h"
 #include "platform/host/threads.h"

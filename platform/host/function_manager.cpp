@@ -1,10 +1,10 @@
 // Function manager: actors, each a thread with a queue of its own.
-#include "platform/function_manager.h"
-
 #include <algorithm>
 #include <czmq.h>
 #include <memory>
 
+#include "common/signals.h"
+#include "platform/function_manager.h"
 #include "platform/host/activity.h"
 #include "platform/host/function_registry.h"
 #include "platform/host/threads.h"

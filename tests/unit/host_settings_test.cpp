@@ -5,7 +5,7 @@
 #include "common/owner.h"
 #include "common/records.h"
 #include "config/attribute_object.h"
-#include "mail/identity.h"
+#include "mail/date.h"
 #include "platform/attributes.h"
 #include "platform/client/settings_file.h"
 #include "platform/host/record.h"

@@ -2,9 +2,11 @@
 #include <cstring>
 
 #include "config/attribute_object.h"
+#include "mail/domain_literal.h"
 #include "mail/email_config_args.h"
 #include "mail/endpoint.h"
-#include "mail/identity.h"
+#include "mail/hostname.h"
+#include "mail/sender_address.h"
 #include "scripted_platform.h"
 
 using namespace pm;

@@ -1,5 +1,6 @@
+#include "mail/sender_address.h"
+
 #include "config/read.h"
-#include "mail/identity.h"
 #include "platform/logging.h"
 
 namespace pm {
