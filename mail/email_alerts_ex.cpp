@@ -99,9 +99,9 @@ bool composeSubject(Text<255>& subject, const AlertTexts& texts, const char* szS
 // is off, empty or without a domain is neither failure nor success.
 bool alertDestination(const AlertDestination& keys, const AlertTexts& texts,
                       const char* szServerAddress) {
-    const Enabled enabled = readEnabled(OPERATION, keys);
-    if (enabled != Enabled::On)
-        return enabled == Enabled::Off;
+    const SwitchState enabled = readEnabled(OPERATION, keys);
+    if (enabled != SwitchState::On)
+        return enabled == SwitchState::Off;
     Text<255> destination;
     if (!readSetting(keys.destinationKey, destination)) {
         PM_LOG_AS(OPERATION, "could not get email destination %d\n", keys.number);
