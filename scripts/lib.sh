@@ -35,6 +35,7 @@ private_mounts() {
 with_private_tmp() {
     local way
     way=$(private_mounts) || { echo "this machine gives no private /tmp" >&2; return 1; }
+    mkdir -p "$builds" || return
     # shellcheck disable=SC2016,SC2086
     $way sh -c '
         exec 8<"$1" 9<"$2" && mount -t tmpfs tmpfs /tmp || exit
