@@ -13,7 +13,7 @@ namespace {
 
 enum class Enable : uint8_t { Unknown, Off, On };
 
-// An enable attribute as "1" or "0"; anything else is unknown and has its line.
+// Reads an enable attribute, "1" or "0". Any other value is logged, and is Unknown.
 Enable readEnable(const char* key) {
     Text<64> value;
     if (readAttributeObject(key, value) != 0)
