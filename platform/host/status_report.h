@@ -1,10 +1,14 @@
-// The answer to the verb "status".
+// The answer to the verb "status", and what status replies tell of a failure.
 #pragma once
 
 #include <string>
 #include <vector>
 
+#include "platform/host/activity.h"
 #include "platform/host/server.h"
 
 // Pairs of fields: what it is, as docs/request-socket.md lists them, and its value.
 std::vector<std::string> statusReport(const Server& server);
+
+// A status, then pairs of fields that tell why: docs/request-socket.md lists them.
+Reply outcomeReply(int32_t status, const WorkOutcome& outcome);
