@@ -5,6 +5,8 @@
 
 #include "common/owner.h"
 
+namespace pm {
+
 // Opens path for writing and truncates it. Not buffered: each write reaches the
 // file at once or fails at once, so that a full disk is seen at the line that
 // it cuts. Null with errno set if it can't be opened.
@@ -12,3 +14,5 @@ FileOwner openUnbuffered(const char* path, const char* mode);
 
 // False if not all of it could be written.
 bool writeAll(std::FILE* file, std::string_view text);
+
+} // namespace pm

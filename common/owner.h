@@ -7,6 +7,8 @@
 #include <new>
 #include <type_traits>
 
+namespace pm {
+
 struct HeapRelease {
     void operator()(void* block) const { std::free(block); }
 };
@@ -26,3 +28,5 @@ struct FileClose {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
 using FileOwner = std::unique_ptr<std::FILE, FileClose>;
+
+} // namespace pm

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace pm {
+
 // --- Notifications -------------------------------------------------------
 
 inline constexpr uint16_t HEADER_TYPE_ATTRIBUTE_CHANGE = 1;
@@ -103,3 +105,5 @@ struct __attribute__((packed)) GenericEmailStruct {
 static_assert(offsetof(GenericEmailStruct, szTo) == 255);
 static_assert(offsetof(GenericEmailStruct, blocking) == 510);
 static_assert(sizeof(GenericEmailStruct) == 511);
+
+} // namespace pm

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+namespace pm {
+
 inline constexpr int32_t VESK_ERROR_GENERAL = -1;
 inline constexpr int32_t VESK_ERROR_INVALID_PARAMETER = -3;
 // A body buffer can't be allocated; the platform has no name for it.
@@ -13,3 +15,5 @@ inline constexpr int32_t VESK_ERROR_FILE_ACCESS_FAIL = -17;
 inline constexpr bool bit0(unsigned value) {
     return (value & 1U) != 0;
 }
+
+} // namespace pm

@@ -9,6 +9,8 @@
 
 #include "common/owner.h"
 
+namespace pm {
+
 // Copies as much of source as fits size bytes with its terminator.
 void copyBounded(char* target, size_t size, std::string_view source);
 
@@ -94,3 +96,5 @@ class Text {
 
     char m_data[N] = {};
 };
+
+} // namespace pm

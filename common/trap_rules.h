@@ -5,6 +5,8 @@
 
 #include <string_view>
 
+namespace pm {
+
 constexpr bool isSafeDestination(std::string_view destination) {
     constexpr std::string_view SIGNS = ".-_:%";
     for (const char sign : destination) {
@@ -23,3 +25,5 @@ constexpr bool isSafeCommunity(std::string_view community) {
     }
     return true;
 }
+
+} // namespace pm

@@ -7,6 +7,8 @@
 #include "platform/logging.h"
 #include "platform/settings.h"
 
+namespace pm {
+
 namespace {
 
 constexpr int ATTEMPTS = 7;
@@ -60,3 +62,5 @@ void subscribeConfigNotificationsRetry() {
         sleepThroughSignals(RETRY_SECONDS);
     }
 }
+
+} // namespace pm

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+namespace pm {
+
 // Subscribes the general SNMP group and the eight alert groups. Returns 0 only
 // if all nine worked, else the failed initialisation's status or the nine
 // statuses ORed together.
@@ -15,3 +17,5 @@ void subscribeConfigNotificationsRetry();
 // record is read; the result is 0.
 extern "C" int32_t snmpConfigNotificationCallback(void* first, const char* second,
                                                   const void* record);
+
+} // namespace pm

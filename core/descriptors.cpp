@@ -4,6 +4,8 @@
 
 #include "core/process.h"
 
+namespace pm {
+
 void fillStandardDescriptors() {
     int fd = 0;
     while (fd >= 0 && fd <= STDERR_FILENO)
@@ -19,3 +21,5 @@ void raiseDescriptorLimit() {
     limit.rlim_cur = limit.rlim_max;
     setrlimit(RLIMIT_NOFILE, &limit); // without it pm runs with what it has
 }
+
+} // namespace pm

@@ -6,6 +6,8 @@
 #include "platform/logging.h"
 #include "platform/read.h"
 
+namespace pm {
+
 namespace {
 
 constexpr uint32_t SMALLEST_CHANGE = 56;
@@ -74,3 +76,5 @@ int32_t MiscAttributeChangeCallback(void*, const char* topic, const void* record
         keepApart(ldap, activeDirectory);
     return 0;
 }
+
+} // namespace pm

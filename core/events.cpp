@@ -6,6 +6,8 @@
 #include "mail/email_alerts.h"
 #include "platform/logging.h"
 
+namespace pm {
+
 int32_t pmEventCallback(void*, const char* topic, const void* record) {
     if (record == nullptr) {
         PM_LOG_SERVICE(PM_LEVEL_ERROR, "%s(): Invalid notification header, NULL!");
@@ -27,3 +29,5 @@ int32_t pmEventCallback(void*, const char* topic, const void* record) {
         processQelctlConfigChangedEvent();
     return 0;
 }
+
+} // namespace pm

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+namespace pm {
+
 // A platform event turns into alert mail, a configuration event of the
 // administration tool into a restart of the sibling service. Returns the status
 // of what it ran, else 0.
@@ -16,3 +18,5 @@ extern "C" int32_t MiscAttributeChangeCallback(void* first, const char* topic, c
 // Asks the service behind "teshServiceRequest" to restart the sibling service,
 // and runs the direct command if that fails.
 void processQelctlConfigChangedEvent();
+
+} // namespace pm

@@ -2,6 +2,8 @@
 #include "core/process.h"
 #include "platform/logging.h"
 
+using namespace pm;
+
 int main(int argc, char** argv) {
     fillStandardDescriptors();
     raiseDescriptorLimit();

@@ -5,6 +5,8 @@
 #include "core/process.h"
 #include "platform/logging.h"
 
+namespace pm {
+
 uint8_t factoryDefaults = 0;
 
 namespace {
@@ -52,3 +54,5 @@ bool parseOptions(int argc, char** argv) {
     }
     return true;
 }
+
+} // namespace pm

@@ -4,6 +4,8 @@
 #include "platform/logging.h"
 #include "platform/read.h"
 
+namespace pm {
+
 namespace {
 
 constexpr const char* CONFIG_FILE = "/etc/pm.conf";
@@ -34,3 +36,5 @@ void initPersistentParameters() {
             PM_LOG("[%d]: %s() - could not set string for %s\n", seeded.key);
     }
 }
+
+} // namespace pm

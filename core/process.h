@@ -4,6 +4,8 @@
 #include <csignal>
 #include <cstdint>
 
+namespace pm {
+
 // 1 after -factorydefaults or -fd.
 extern uint8_t factoryDefaults;
 
@@ -45,3 +47,5 @@ int32_t create_PM_LQORN_thread();
 // Loads the settings and seeds the two descriptive texts where they are missing,
 // or in any case with factoryDefaults.
 void initPersistentParameters();
+
+} // namespace pm

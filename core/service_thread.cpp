@@ -8,6 +8,8 @@
 #include "platform/function_manager.h"
 #include "platform/logging.h"
 
+namespace pm {
+
 namespace {
 
 constexpr int32_t ACTOR_QUEUE = 512;
@@ -79,3 +81,5 @@ void* PM_LQORNThread(void*) {
     mirlog_printf(PM_LEVEL_FATAL, PM_MODULE_SERVICE, "pm process exiting...");
     std::exit(-1);
 }
+
+} // namespace pm

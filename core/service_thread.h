@@ -6,7 +6,7 @@
 
 #include "core/tables.h"
 
-struct qornc_context;
+namespace pm {
 
 // Start routine; the argument is not read. Never returns: whatever ends the
 // service ends the process, with status -1.
@@ -19,3 +19,5 @@ int32_t create_zactor(void* manager, void* loop, void** actor);
 // Registers each row of a table that a null name closes. A row that fails is
 // logged and left out.
 void register_table(qornc_context* context, const FunctionRow* table, void* actor);
+
+} // namespace pm

@@ -6,6 +6,8 @@
 #include "core/service_thread.h"
 #include "platform/logging.h"
 
+namespace pm {
+
 namespace {
 
 // Detached thread attributes, destroyed on every path that initialised them.
@@ -62,3 +64,5 @@ int32_t create_PM_LQORN_thread() {
     }
     return 0;
 }
+
+} // namespace pm

@@ -3,6 +3,8 @@
 #include "platform/logging.h"
 #include "platform/settings.h"
 
+namespace pm {
+
 namespace {
 
 constexpr uint32_t REQUEST_RESTART = 2;
@@ -27,3 +29,5 @@ void processQelctlConfigChangedEvent() {
            command.c_str());
     vesk_exec_systemcmd(command.c_str());
 }
+
+} // namespace pm

@@ -9,6 +9,8 @@
 #include "core/process.h"
 #include "platform/logging.h"
 
+namespace pm {
+
 namespace {
 
 constexpr int LAST_SIGNAL = 29;
@@ -111,3 +113,5 @@ void sleepForever() {
         sigsuspend(&before);
     }
 }
+
+} // namespace pm

@@ -4,6 +4,8 @@
 #include "mail/functions.h"
 #include "trap/functions.h"
 
+namespace pm {
+
 constexpr FunctionRow pmEmailFunctionTable[] = {
     {"pm_function_sendEmailAlertsEx", sendEmailAlertsEx, 0},
     {"pm_function_sendTestEmailEx", sendTestEmailEx, 0},
@@ -43,3 +45,5 @@ constexpr qornc_init_record pmServiceInitRecord = {
     .word5 = 26,
     .reserved6 = {},
 };
+
+} // namespace pm

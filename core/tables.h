@@ -6,6 +6,8 @@
 #include "platform/distribution.h"
 #include "platform/function_manager.h"
 
+namespace pm {
+
 // A row of a function table; a null name closes the table.
 struct FunctionRow {
     const char* name;
@@ -20,3 +22,5 @@ extern const FunctionRow pmTrapFunctionTable[];  // served by the second actor
 extern const qornc_event_row pmEventTable[];
 extern const qornc_service_name pmServiceName;
 extern const qornc_init_record pmServiceInitRecord;
+
+} // namespace pm

@@ -3,6 +3,8 @@
 #include "platform/logging.h"
 #include "platform/read.h"
 
+namespace pm {
+
 Enabled readEnabled(const char* operation, const AlertDestination& keys) {
     bool enabled = false;
     if (!readSetting(keys.enabledKey, enabled)) {
@@ -16,3 +18,5 @@ Enabled readEnabled(const char* operation, const AlertDestination& keys) {
     }
     return Enabled::On;
 }
+
+} // namespace pm

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+namespace pm {
+
 struct AlertDestination {
     int32_t number;
     const char* enabledKey;
@@ -34,3 +36,5 @@ enum class Enabled : uint8_t { Unreadable, Off, On };
 // Reads whether the destination is enabled; logs under the operation's name where
 // it is not.
 Enabled readEnabled(const char* operation, const AlertDestination& keys);
+
+} // namespace pm

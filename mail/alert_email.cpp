@@ -10,6 +10,8 @@
 #include "platform/logging.h"
 #include "platform/read.h"
 
+namespace pm {
+
 namespace {
 
 constexpr const char* SENDER = "sendAlertEmail";
@@ -87,3 +89,5 @@ int32_t sendAlertEmail(uint32_t request_size, void* pAlertEmailStruct) {
         PM_LOG("[%d]:  Exiting %s()\n");
     return end.status;
 }
+
+} // namespace pm

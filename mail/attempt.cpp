@@ -11,6 +11,8 @@
 #include "platform/read.h"
 #include "platform/settings.h"
 
+namespace pm {
+
 CompatibilityFlag bMseCompatSendEmail{0};
 CompatibilityFlag bMseCompatTestEmail{0};
 CompatibilityFlag bMseCompatAlertEmail{0};
@@ -105,3 +107,5 @@ int runRelay(Attempt& attempt) {
     return vesk_exec_systemcmd_ext(attempt.line.c_str(), 0, 0, 0, 0, 0, 0, 0, attempt.messagePath,
                                    0, 0);
 }
+
+} // namespace pm

@@ -14,6 +14,8 @@
 #include "mail/email_config_args.h"
 #include "mail/endpoint.h"
 
+namespace pm {
+
 inline constexpr const char* MESSAGE_PATH = "/tmp/zorqemail.txt";
 inline constexpr const char* RELAY_CONFIG_PATH = "/tmp/zorqemailconfig.txt";
 
@@ -129,3 +131,5 @@ void writeBody(MessageFile& message, std::string_view body);
 // Runs the relay on the attempt's two files. Returns the command's result, 0 if the
 // relay took the mail.
 int runRelay(Attempt& attempt);
+
+} // namespace pm

@@ -3,6 +3,8 @@
 
 #include "mail/identity.h"
 
+namespace pm {
+
 namespace {
 
 // localtime_r alone never looks again at a zone that has changed. The lock keeps one
@@ -24,3 +26,5 @@ void formatDate(Text<32>& szDate) {
         std::strftime(szDate.data(), szDate.capacity(), "%a, %d %b %Y %T %z", &broken) == 0)
         szDate.clear();
 }
+
+} // namespace pm

@@ -7,6 +7,8 @@
 #include "platform/logging.h"
 #include "platform/read.h"
 
+namespace pm {
+
 namespace {
 
 constexpr const char* OPERATION = "getDomainLiteral";
@@ -117,3 +119,5 @@ int32_t getDomainLiteral(Text<255>& szDomainLiteral, const char* szServerAddress
     PM_LOG("[%d]: %s() - get Domain Literal fail\n");
     return LITERAL_FAILED;
 }
+
+} // namespace pm

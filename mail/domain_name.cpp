@@ -3,6 +3,8 @@
 
 #include "mail/identity.h"
 
+namespace pm {
+
 void trimDomainName(char* text) {
     const size_t blanks = std::strspn(text, " \t");
     const size_t length = std::strlen(text + blanks);
@@ -22,3 +24,5 @@ void readDomainName(Text<255>& szDomainName) {
 bool isNoDomainName(const Text<255>& szDomainName) {
     return szDomainName.empty() || szDomainName.equals("(none)");
 }
+
+} // namespace pm

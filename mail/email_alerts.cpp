@@ -6,6 +6,8 @@
 #include "platform/logging.h"
 #include "platform/read.h"
 
+namespace pm {
+
 namespace {
 
 constexpr const char* OPERATION = "sendEmailAlerts";
@@ -63,3 +65,5 @@ int32_t sendEmailAlerts(const void* payload) {
     PM_LOG("[%d]:  Exiting %s()\n");
     return status;
 }
+
+} // namespace pm

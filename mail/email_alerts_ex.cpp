@@ -8,6 +8,8 @@
 #include "mail/server_address.h"
 #include "platform/request_record.h"
 
+namespace pm {
+
 namespace {
 
 constexpr const char* OPERATION = "sendEmailAlertsEx";
@@ -130,3 +132,5 @@ int32_t sendEmailAlertsEx(uint32_t request_size, void* request_data) {
     PM_LOG("[%d]:  Exiting %s()\n");
     return status;
 }
+
+} // namespace pm

@@ -4,6 +4,8 @@
 #include "platform/port_attribute.h"
 #include "platform/read.h"
 
+namespace pm {
+
 namespace {
 
 constexpr const char* OPERATION = "getEmailConfigArgs";
@@ -66,3 +68,5 @@ int32_t getEmailConfigArgs(EmailConfigArgs& args) {
         PM_LOG("[%d]: %s: Could not get connEncrypt, default off\n");
     return readAuthentication(args);
 }
+
+} // namespace pm

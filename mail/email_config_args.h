@@ -5,6 +5,8 @@
 
 #include "common/text.h"
 
+namespace pm {
+
 inline constexpr int32_t DEFAULT_SMTP_PORT = 25; // RFC 5321 4.5.4.2
 
 inline constexpr uint32_t ENCRYPTION_OFF = 0;
@@ -23,3 +25,5 @@ struct EmailConfigArgs {
 // Fills the cleared record. Port and encryption fall back to 25 and none; returns
 // -1 if the authentication settings are unusable, else 0.
 int32_t getEmailConfigArgs(EmailConfigArgs& args);
+
+} // namespace pm

@@ -5,6 +5,8 @@
 #include "mail/identity.h"
 #include "platform/logging.h"
 
+namespace pm {
+
 namespace {
 
 constexpr size_t IPV6_PREFIX_LENGTH = 5; // "IPv6:"
@@ -44,3 +46,5 @@ int32_t gatherEmailEndpoint(EmailEndpoint& endpoint, const EndpointSteps& steps)
         GetHostname(endpoint.szHostname);
     return 0;
 }
+
+} // namespace pm

@@ -5,6 +5,8 @@
 
 #include "common/text.h"
 
+namespace pm {
+
 struct EmailEndpoint {
     Text<255> szServerAddress; // as configured; set before the endpoint is gathered
     Text<255> szDomainLiteral; // the controller's own address
@@ -28,3 +30,5 @@ struct EndpointSteps {
 // Fills all but the server address. Returns 0, or the negative result of
 // getDomainLiteral.
 int32_t gatherEmailEndpoint(EmailEndpoint& endpoint, const EndpointSteps& steps);
+
+} // namespace pm

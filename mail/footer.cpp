@@ -3,6 +3,8 @@
 #include "common/text.h"
 #include "platform/read.h"
 
+namespace pm {
+
 bool readPresence() {
     bool bPresence = false;
     readSetting("zuvastatus_bool_zuva_present", bPresence);
@@ -25,3 +27,5 @@ std::string_view appendFooter(char (&field)[BODY_FIELD_SIZE], const EmailEndpoin
     appended = true;
     return fieldText(field, BODY_FIELD_SIZE);
 }
+
+} // namespace pm

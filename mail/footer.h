@@ -6,6 +6,8 @@
 
 #include "mail/endpoint.h"
 
+namespace pm {
+
 inline constexpr size_t BODY_FIELD_SIZE = 255;
 
 // Reads whether the virtual console is present, which chooses the footer; unreadable
@@ -16,3 +18,5 @@ bool readPresence();
 // and sets appended. A field without a terminator has no room. Returns the field's text.
 std::string_view appendFooter(char (&field)[BODY_FIELD_SIZE], const EmailEndpoint& endpoint,
                               bool bPresence, bool& appended);
+
+} // namespace pm

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+namespace pm {
+
 extern "C" {
 
 // EmailAlertsExStruct: mails the caller's alert to each enabled destination.
@@ -25,3 +27,5 @@ int32_t sendAlertEmail(uint32_t request_size, void* pAlertEmailStruct);
 int32_t sendGenericEmail(uint32_t request_size, void* request_data);
 
 } // extern "C"
+
+} // namespace pm

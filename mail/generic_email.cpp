@@ -15,6 +15,8 @@
 #include "mail/thread_files.h"
 #include "platform/logging.h"
 
+namespace pm {
+
 namespace {
 
 constexpr const char* SENDER = "pthread_sendGenericEmail";
@@ -202,3 +204,5 @@ int32_t sendGenericEmail(uint32_t request_size, void* request_data) {
     sendDetached(request);
     return 0;
 }
+
+} // namespace pm

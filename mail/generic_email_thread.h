@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+namespace pm {
+
 // What the thread receives; both blocks lie in the plain heap, and the thread
 // owns both from its start on.
 struct GenericEmailThreadRequest {
@@ -13,3 +15,5 @@ struct GenericEmailThreadRequest {
 // Start routine; argument is a GenericEmailThreadRequest. Ends through
 // pthread_exit with the mail's status as the thread's result.
 extern "C" void* pthread_sendGenericEmail(void* argument);
+
+} // namespace pm

@@ -3,6 +3,8 @@
 #include "platform/logging.h"
 #include "platform/read.h"
 
+namespace pm {
+
 void GetHostname(Text<255>& szHostname) {
     PM_LOG("[%d]: Enter %s()\n");
     if (!readAttribute("Norvu.Embedded.1#network.1#dnsnvcname", szHostname))
@@ -21,3 +23,5 @@ void GetHostname(Text<255>& szHostname) {
     else
         szHostname.format("%s-%s", "norvu", code.c_str());
 }
+
+} // namespace pm

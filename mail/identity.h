@@ -6,6 +6,8 @@
 
 #include "common/text.h"
 
+namespace pm {
+
 inline constexpr int32_t LITERAL_IPV4 = 1;
 inline constexpr int32_t LITERAL_IPV6 = 2;
 inline constexpr int32_t LITERAL_FAILED = -1;
@@ -35,3 +37,5 @@ bool isNoDomainName(const Text<255>& szDomainName);
 // The current local time as a mail's Date value (RFC 5322 3.3); empty if it
 // can't be had.
 void formatDate(Text<32>& szDate);
+
+} // namespace pm

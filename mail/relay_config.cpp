@@ -12,6 +12,8 @@
 #include "mail/identity.h"
 #include "platform/logging.h"
 
+namespace pm {
+
 namespace {
 
 constexpr const char* OPERATION = "WriteEmailConfig";
@@ -150,3 +152,5 @@ bool WriteEmailConfig(const char* path, EmailEndpoint& endpoint, const EmailConf
     }
     return true;
 }
+
+} // namespace pm

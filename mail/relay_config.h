@@ -4,6 +4,8 @@
 #include "mail/email_config_args.h"
 #include "mail/endpoint.h"
 
+namespace pm {
+
 // Writes the file at path (created 0600; a file that is there is truncated and
 // keeps its bits). endpoint gives server, domain (trimmed in place) and host part.
 // compatibility leaves the domain without the brackets of a literal. Returns false
@@ -11,3 +13,5 @@
 // counts can't be written; what was written then stays in the file.
 bool WriteEmailConfig(const char* path, EmailEndpoint& endpoint, const EmailConfigArgs& config,
                       const Text<255>& senderAddress, bool compatibility);
+
+} // namespace pm

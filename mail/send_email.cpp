@@ -7,6 +7,8 @@
 #include "platform/logging.h"
 #include "platform/read.h"
 
+namespace pm {
+
 namespace {
 
 constexpr const char* SENDER = "sendEmail";
@@ -133,3 +135,5 @@ int32_t sendEmail(const char* destination, const char* subject, const char* body
         PM_LOG("[%d]:  Exiting %s()\n");
     return end.status;
 }
+
+} // namespace pm

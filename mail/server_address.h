@@ -5,6 +5,8 @@
 #include "platform/logging.h"
 #include "platform/read.h"
 
+namespace pm {
+
 // Reads the address (255 bytes) and gives false, with a line under the handler's
 // name, if that fails or the address is the "0.0.0.0" of an unset one. An empty
 // address passes.
@@ -23,3 +25,5 @@ bool readUsableServerAddress(const char* handler, Text<N>& szServerAddress) {
     }
     return true;
 }
+
+} // namespace pm

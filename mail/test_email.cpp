@@ -9,6 +9,8 @@
 #include "mail/identity.h"
 #include "platform/logging.h"
 
+namespace pm {
+
 namespace {
 
 constexpr const char* SENDER = "sendTestEmail";
@@ -97,3 +99,5 @@ int32_t sendTestEmail(uint32_t request_size, void* pTestEmailStruct) {
         PM_LOG("[%d]:  Exiting %s()\n");
     return end.status;
 }
+
+} // namespace pm

@@ -6,6 +6,8 @@
 #include "mail/server_address.h"
 #include "platform/request_record.h"
 
+namespace pm {
+
 namespace {
 
 constexpr const char* OPERATION = "sendTestEmailEx";
@@ -78,3 +80,5 @@ int32_t sendTestEmailEx(uint32_t request_size, void* request_data) {
     PM_LOG("[%d]:  Exiting %s()\n");
     return status;
 }
+
+} // namespace pm

@@ -8,6 +8,8 @@
 
 #include "mail/attempt.h"
 
+namespace pm {
+
 namespace {
 
 constexpr int SPARE_TEXTS = 10000; // "00000" to "09999"
@@ -75,3 +77,5 @@ void removeLeftFiles() {
     removeMatches(GENERIC_MESSAGE_PATH);
     removeMatches(RELAY_CONFIG_PATH);
 }
+
+} // namespace pm

@@ -3,6 +3,8 @@
 
 #include "common/text.h"
 
+namespace pm {
+
 inline constexpr const char* GENERIC_MESSAGE_PATH = "/tmp/zorqgenericemail";
 
 // Reserves a file suffix for the thread: its id cut to five digits. Cut ids can collide;
@@ -26,3 +28,5 @@ class ThreadText {
 // senders share: a thread's own one holds a password, and a relay that still runs would
 // read on in the message of the next mail.
 void removeLeftFiles();
+
+} // namespace pm

@@ -7,6 +7,8 @@
 #include "platform/logging.h"
 #include "platform/object_store.h"
 
+namespace pm {
+
 namespace {
 
 constexpr const char* OPERATION = "getAttributeObjectByKeyDbus";
@@ -103,3 +105,5 @@ int32_t getAttributeObjectByKeyDbus(const char* key, char* output, int32_t size)
         PM_LOG("[%d]: %s() - return status %d\n", status);
     return status;
 }
+
+} // namespace pm

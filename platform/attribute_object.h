@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+namespace pm {
+
 // Statuses of its own, outside the shared set.
 inline constexpr int32_t ATTRIBUTE_UNREADABLE = 256;
 inline constexpr int32_t ATTRIBUTE_NULL_KEY = 271;
@@ -12,3 +14,5 @@ inline constexpr int32_t ATTRIBUTE_UNSUPPORTED_TYPE = -1;
 // if it is longer). An attribute without a value gives an empty text.
 // Returns 0, or one of the statuses above, on which output is untouched.
 int32_t getAttributeObjectByKeyDbus(const char* key, char* output, int32_t size);
+
+} // namespace pm

@@ -4,6 +4,8 @@
 #include "platform/attribute_object.h"
 #include "platform/logging.h"
 
+namespace pm {
+
 namespace {
 
 constexpr int32_t MAX_PORT = 65535;
@@ -36,3 +38,5 @@ bool readPortAttribute(const char* key, const PortWords& words, int32_t& port) {
     port = number;
     return true;
 }
+
+} // namespace pm

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+namespace pm {
+
 // How the log lines speak of the port, and under whose name.
 struct PortWords {
     const char* operation;
@@ -15,3 +17,5 @@ struct PortWords {
 // Returns false after a line, with port untouched, if there is none or another
 // number.
 bool readPortAttribute(const char* key, const PortWords& words, int32_t& port);
+
+} // namespace pm

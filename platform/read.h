@@ -8,6 +8,8 @@
 #include "platform/attributes.h"
 #include "platform/settings.h"
 
+namespace pm {
+
 // Reads a text setting; limit is the size in bytes that the platform is told, by
 // default the whole buffer. A failed read leaves the text empty.
 template <size_t N>
@@ -43,3 +45,5 @@ bool readAttribute(const char* key, Text<N>& text) {
     text.terminate();
     return done;
 }
+
+} // namespace pm

@@ -2,6 +2,8 @@
 
 #include "platform/logging.h"
 
+namespace pm {
+
 bool isWholeRequest(const RequestWords& words, uint32_t request_size, const void* request_data,
                     uint32_t smallest) {
     if (request_data == nullptr) {
@@ -16,3 +18,5 @@ bool isWholeRequest(const RequestWords& words, uint32_t request_size, const void
     }
     return true;
 }
+
+} // namespace pm

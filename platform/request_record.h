@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+namespace pm {
+
 // How the lines that refuse a request speak of it, and under whose name.
 struct RequestWords {
     const char* operation;
@@ -13,3 +15,5 @@ struct RequestWords {
 // True if there is a record of at least smallest bytes; else false after a line.
 bool isWholeRequest(const RequestWords& words, uint32_t request_size, const void* request_data,
                     uint32_t smallest);
+
+} // namespace pm

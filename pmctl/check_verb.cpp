@@ -9,6 +9,10 @@
 #include "pmctl/output.h"
 #include "pmctl/verbs.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 namespace {
 
 void declareCheck(CLI::App& verb, Options& options) {
@@ -104,3 +108,5 @@ constexpr Verb verbs[] = {
 std::span<const Verb> checkVerbs() {
     return verbs;
 }
+
+} // namespace pm::ctl

@@ -4,6 +4,10 @@
 #include "common/trap_rules.h"
 #include "pmctl/checks.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 namespace {
 
 constexpr std::string_view IPV4 = "Norvu.Embedded.1#IPv4.1#Enable";
@@ -189,3 +193,5 @@ void checkValues(Checked& checked) {
     checkDirectories(checked);
     checkTraps(checked);
 }
+
+} // namespace pm::ctl

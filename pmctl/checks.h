@@ -9,18 +9,20 @@
 
 #include "platform/client/settings_file.h"
 
+namespace pm::ctl {
+
 enum class Severity : uint8_t { Error, Warning, Note }; // a note is no failure
 
 struct Finding {
     Severity severity;
-    SettingsFinding where; // and what
+    client::SettingsFinding where; // and what
 };
 
 struct Checked {
     std::string path; // of the settings file
     std::string runTimePath;
-    SettingsFile file;
-    SettingsFile runTime;
+    client::SettingsFile file;
+    client::SettingsFile runTime;
     std::vector<Finding> findings;
 };
 
@@ -56,3 +58,5 @@ void checkMail(Checked& checked);
 void checkMachine(Checked& checked);
 // Whether names resolve and the mail server's port answers.
 void checkNetwork(Checked& checked);
+
+} // namespace pm::ctl

@@ -6,6 +6,10 @@
 #include "pmctl/input.h"
 #include "pmctl/verbs.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 namespace {
 
 constexpr std::string_view CHANGE_TOPIC = "CfgMgr$1$AttributeChange$";
@@ -91,3 +95,5 @@ constexpr Verb verbs[] = {
 std::span<const Verb> eventVerbs() {
     return verbs;
 }
+
+} // namespace pm::ctl

@@ -11,6 +11,10 @@
 #include "pmctl/output.h"
 #include "pmctl/statuses.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 namespace {
 
 struct FailedMail {
@@ -166,3 +170,5 @@ int ask(const Options& options, const Request& request) {
 int callFunction(const Options& options, const std::string& function, std::string_view record) {
     return ask(options, {"call", {function}, record});
 }
+
+} // namespace pm::ctl

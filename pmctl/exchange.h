@@ -7,6 +7,8 @@
 #include "platform/client/connection.h"
 #include "pmctl/options.h"
 
+namespace pm::ctl {
+
 enum ExitStatus : int {
     EXIT_DONE = 0,
     EXIT_FAILED = 1,      // pm answered with a failure
@@ -23,15 +25,15 @@ std::string runFolder(const Options& options);
 std::chrono::milliseconds timeLimit(const Options& options);
 
 // Tells why there was no answer; gives EXIT_NOT_REACHED.
-int tellNotAnswered(const Options& options, Outcome outcome);
+int tellNotAnswered(const Options& options, client::Outcome outcome);
 // The same where pm was listened to.
-int tellEnd(const Options& options, Outcome outcome);
+int tellEnd(const Options& options, client::Outcome outcome);
 
 // Asks pm. On anything but EXIT_DONE the reason has been told: not reached,
 // refused, or a status that is not 0, with its meaning for that function (of a
 // "call") or topic.
-int ask(const Options& options, const Request& request, Reply& reply);
-int ask(const Options& options, const Request& request);
+int ask(const Options& options, const client::Request& request, client::Reply& reply);
+int ask(const Options& options, const client::Request& request);
 
 // The same for a named function's record, whose bytes are taken as they stand.
 int callFunction(const Options& options, const std::string& function, std::string_view record);
@@ -39,3 +41,5 @@ template <typename Record>
 int callFunctionWith(const Options& options, const std::string& function, const Record& record) {
     return callFunction(options, function, {reinterpret_cast<const char*>(&record), sizeof record});
 }
+
+} // namespace pm::ctl

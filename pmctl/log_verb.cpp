@@ -10,6 +10,10 @@
 #include "pmctl/output.h"
 #include "pmctl/verbs.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 namespace {
 
 constexpr int32_t MOST_LINES = 500;
@@ -102,3 +106,5 @@ constexpr Verb verbs[] = {
 std::span<const Verb> logVerbs() {
     return verbs;
 }
+
+} // namespace pm::ctl

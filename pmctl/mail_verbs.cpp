@@ -6,6 +6,10 @@
 #include "pmctl/input.h"
 #include "pmctl/verbs.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 namespace {
 
 // A header line of a generic mail has 254 bytes with its line feed; what is longer
@@ -120,3 +124,5 @@ constexpr Verb verbs[] = {
 std::span<const Verb> mailVerbs() {
     return verbs;
 }
+
+} // namespace pm::ctl

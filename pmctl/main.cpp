@@ -13,6 +13,7 @@
 #include "pmctl/output.h"
 #include "pmctl/verbs.h"
 
+namespace pm::ctl {
 namespace {
 
 constexpr const char* EXAMPLES =
@@ -69,12 +70,13 @@ int parseAndRun(int argc, char** argv) {
 }
 
 } // namespace
+} // namespace pm::ctl
 
 int main(int argc, char** argv) {
     try {
-        return parseAndRun(argc, argv);
+        return pm::ctl::parseAndRun(argc, argv);
     } catch (const std::exception& exception) {
-        complain("%s", exception.what());
-        return EXIT_FAILED;
+        pm::ctl::complain("%s", exception.what());
+        return pm::ctl::EXIT_FAILED;
     }
 }

@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+namespace pm::ctl {
+
 struct Options {
     std::string root;
     double timeout = 300; // seconds
@@ -36,3 +38,5 @@ struct Options {
     std::string file; // to check
     bool offline = false;
 };
+
+} // namespace pm::ctl

@@ -7,6 +7,10 @@
 
 #include "platform/client/schema.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 namespace {
 
 bool coloursWanted(std::FILE* stream) {
@@ -93,3 +97,5 @@ std::string jsonObject(const std::vector<JsonMember>& members) {
 std::string jsonArray(const std::vector<std::string>& values) {
     return joined('[', values, ']');
 }
+
+} // namespace pm::ctl

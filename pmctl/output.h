@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+namespace pm::ctl {
+
 enum class Colour : uint8_t { Red, Yellow };
 
 // The text in a colour if the stream is a terminal and NO_COLOR is not set; else
@@ -30,3 +32,5 @@ struct JsonMember {
 };
 std::string jsonObject(const std::vector<JsonMember>& members);
 std::string jsonArray(const std::vector<std::string>& values);
+
+} // namespace pm::ctl

@@ -7,6 +7,10 @@
 #include "pmctl/output.h"
 #include "pmctl/verbs.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 namespace {
 
 // Fields are pairs: what it is, and its name.
@@ -88,3 +92,5 @@ void declareJson(CLI::App& verb, Options& options) {
 std::span<const Verb> serviceVerbs() {
     return verbs;
 }
+
+} // namespace pm::ctl

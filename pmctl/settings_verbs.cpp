@@ -6,6 +6,10 @@
 #include "pmctl/output.h"
 #include "pmctl/verbs.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 namespace {
 
 void declareKey(CLI::App& verb, Options& options) {
@@ -87,3 +91,5 @@ constexpr Verb verbs[] = {
 std::span<const Verb> settingsVerbs() {
     return verbs;
 }
+
+} // namespace pm::ctl

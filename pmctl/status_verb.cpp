@@ -12,6 +12,10 @@
 #include "pmctl/statuses.h"
 #include "pmctl/verbs.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 namespace {
 
 // "done", "failed", "running" and, of functions, "waiting".
@@ -164,3 +168,5 @@ constexpr Verb verbs[] = {
 std::span<const Verb> statusVerbs() {
     return verbs;
 }
+
+} // namespace pm::ctl

@@ -9,6 +9,10 @@
 #include "pmctl/exchange.h"
 #include "pmctl/verbs.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 namespace {
 
 struct Road {
@@ -53,3 +57,5 @@ constexpr Verb verbs[] = {
 std::span<const Verb> trapVerbs() {
     return verbs;
 }
+
+} // namespace pm::ctl

@@ -6,6 +6,8 @@
 
 #include "pmctl/options.h"
 
+namespace pm::ctl {
+
 struct Verb {
     const char* name;
     const char* summary;
@@ -25,3 +27,5 @@ std::span<const Verb> statusVerbs();
 
 // The option --json.
 void declareJson(CLI::App& verb, Options& options);
+
+} // namespace pm::ctl

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+namespace pm {
+
 // Statuses of sendTestTrap.
 inline constexpr int32_t SENDTESTTRAP_STATUS_INVALID_PARAMETER = 1;
 inline constexpr int32_t SENDTESTTRAP_STATUS_NOT_SENT = 2;
@@ -22,3 +24,5 @@ int32_t sendSNMPTestTrap(uint32_t request_size, void* request_data);
 int32_t sendTestTrap(uint32_t request_size, void* request_data);
 
 } // extern "C"
+
+} // namespace pm

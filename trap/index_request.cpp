@@ -4,6 +4,8 @@
 #include "platform/logging.h"
 #include "platform/request_record.h"
 
+namespace pm {
+
 namespace {
 
 constexpr int32_t TRAP_DESTINATIONS = 8;
@@ -26,3 +28,5 @@ int32_t takeTrapIndex(const IndexRefusal& refusal, uint32_t request_size, const 
     }
     return 0;
 }
+
+} // namespace pm

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+namespace pm {
+
 // How a handler refuses.
 struct IndexRefusal {
     const char* operation;
@@ -14,3 +16,5 @@ struct IndexRefusal {
 // refusal's status after a line.
 int32_t takeTrapIndex(const IndexRefusal& refusal, uint32_t request_size, const void* request_data,
                       int32_t& index);
+
+} // namespace pm

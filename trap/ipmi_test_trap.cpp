@@ -7,6 +7,8 @@
 #include "trap/index_request.h"
 #include "trap/pet.h"
 
+namespace pm {
+
 namespace {
 
 constexpr std::string_view VARBIND_PREFIX = ".1.3.6.1.4.1.3183.1.1.1 x '";
@@ -57,3 +59,5 @@ int32_t sendIPMITestTrap(uint32_t request_size, void* request_data) {
     string.reset();
     return sendTrap(index, text);
 }
+
+} // namespace pm

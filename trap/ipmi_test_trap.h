@@ -5,6 +5,8 @@
 
 #include "common/text.h"
 
+namespace pm {
+
 using VarBindText = Text<512>;
 
 // Bytes of the text of a string of length bytes, with its terminator.
@@ -17,3 +19,5 @@ bool composeVarBindText(VarBindText& text, const uint8_t* string, uint32_t lengt
 // Runs snmptrap for the trap destination. Returns 0 once the command has been
 // handed to the runner, whatever came of it, or VESK_ERROR_GENERAL.
 int32_t sendTrap(int32_t index, const VarBindText& varBind);
+
+} // namespace pm

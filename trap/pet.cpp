@@ -11,6 +11,8 @@
 #include "platform/logging.h"
 #include "trap/pet_guid.h"
 
+namespace pm {
+
 namespace {
 
 constexpr uint32_t EPOCH_1998 = 883612800; // 1998-01-01 00:00:00 in seconds since 1970
@@ -115,3 +117,5 @@ int32_t petConstructVarBind(uint8_t** string, uint32_t* length) {
     *length = static_cast<uint32_t>(sizeof head) + fields.length;
     return 0;
 }
+
+} // namespace pm

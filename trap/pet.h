@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace pm {
+
 // The heap is exhausted, as an SM status.
 inline constexpr int32_t PET_NO_MEMORY = 272;
 
@@ -46,3 +48,5 @@ int32_t petConstructVarBind(uint8_t** string, uint32_t* length);
 // Copies the system's host name into text (size bytes with terminator). Returns
 // false if none is available.
 bool getOEMHostName(char* text, int32_t size);
+
+} // namespace pm

@@ -6,6 +6,8 @@
 #include "platform/logging.h"
 #include "platform/system_info.h"
 
+namespace pm {
+
 namespace {
 
 constexpr int GUID_TEXT_LENGTH = 36;
@@ -60,3 +62,5 @@ bool petGetGUID(uint8_t (&guid)[16]) {
     }
     return true;
 }
+
+} // namespace pm

@@ -5,6 +5,8 @@
 #include "trap/ipmi_test_trap.h"
 #include "trap/trap_destination.h"
 
+namespace pm {
+
 namespace {
 
 constexpr const char* OPERATION = "sendTrap";
@@ -75,3 +77,5 @@ int32_t sendTrap(int32_t index, const VarBindText& varBind) {
     vesk_exec_systemcmd(command.c_str());
     return 0;
 }
+
+} // namespace pm

@@ -11,6 +11,8 @@
 #include "trap/functions.h"
 #include "trap/index_request.h"
 
+namespace pm {
+
 namespace {
 
 constexpr int32_t CALL_NOT_CREATED = 256;
@@ -96,3 +98,5 @@ int32_t sendSNMPTestTrap(uint32_t request_size, void* request_data) {
     PM_LOG("[%d]: %s() - Exit with status=%d\n", status);
     return 0;
 }
+
+} // namespace pm

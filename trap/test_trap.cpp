@@ -2,6 +2,8 @@
 #include "trap/functions.h"
 #include "trap/index_request.h"
 
+namespace pm {
+
 int32_t sendTestTrap(uint32_t request_size, void* request_data) {
     constexpr IndexRefusal REFUSAL = {"sendTestTrap", "SENDTESTTRAP_STATUS_INVALID_PARAMETER",
                                       SENDTESTTRAP_STATUS_INVALID_PARAMETER};
@@ -14,3 +16,5 @@ int32_t sendTestTrap(uint32_t request_size, void* request_data) {
     PM_LOG("[%d]: %s() - return code = %d\n", status);
     return status;
 }
+
+} // namespace pm

@@ -7,6 +7,8 @@
 #include "platform/logging.h"
 #include "platform/port_attribute.h"
 
+namespace pm {
+
 namespace {
 
 enum class Enable : uint8_t { Unknown, Off, On };
@@ -93,3 +95,5 @@ bool IsNorvuIPv6only() {
     return readEnable("Norvu.Embedded.1#IPv4.1#Enable") == Enable::Off &&
            readEnable("Norvu.Embedded.1#IPv6.1#Enable") == Enable::On;
 }
+
+} // namespace pm

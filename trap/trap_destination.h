@@ -6,6 +6,8 @@
 #include "common/text.h"
 #include "platform/ipmi.h"
 
+namespace pm {
+
 inline constexpr int32_t DEFAULT_TRAP_PORT = 162; // RFC 3417 3.1
 
 enum class TrapDestinationType : uint8_t { IPv6, IPv4, FQDN };
@@ -22,3 +24,5 @@ TrapDestinationType getSNMPTrapDestinationType(const char* destination);
 
 // True when the controller's network has IPv6 alone.
 bool IsNorvuIPv6only();
+
+} // namespace pm

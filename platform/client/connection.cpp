@@ -5,6 +5,8 @@
 #include <climits>
 #include <cstring>
 
+namespace pm::client {
+
 namespace {
 
 constexpr const char* MONITOR_ENDPOINT = "inproc://monitor";
@@ -150,3 +152,5 @@ Outcome Connection::listen(std::optional<std::chrono::milliseconds> limit, Frame
         return outcome;
     return wait(limit ? after(*limit) : Time::max(), frames);
 }
+
+} // namespace pm::client

@@ -9,6 +9,8 @@
 
 #include "platform/client/wire.h"
 
+namespace pm::client {
+
 enum class Outcome : uint8_t {
     Answered,
     NotReached, // nobody serves the endpoint
@@ -52,3 +54,5 @@ class Connection {
     bool m_reached = false;
     uint64_t m_tag = 0;
 };
+
+} // namespace pm::client

@@ -1,5 +1,7 @@
 #include "platform/client/printable.h"
 
+namespace pm::client {
+
 std::string escapeControls(std::string_view text) {
     constexpr char DIGITS[] = "0123456789abcdef";
     std::string printable;
@@ -23,3 +25,5 @@ std::string escapeControls(std::string_view text) {
     }
     return printable;
 }
+
+} // namespace pm::client

@@ -9,6 +9,8 @@
 
 #include "platform/client/schema_table.h"
 
+namespace pm::client {
+
 namespace {
 
 constexpr std::string_view HARDWARE_PREFIX = "hardware.";
@@ -328,3 +330,5 @@ bool validUtf8(std::string_view text) {
     }
     return true;
 }
+
+} // namespace pm::client

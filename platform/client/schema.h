@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+namespace pm::client {
+
 enum class SchemaTable : uint8_t { Settings, Attributes, Hardware };
 
 enum class ValueType : uint8_t {
@@ -77,3 +79,5 @@ std::optional<int32_t> valueNumber(const Value& value);
 std::optional<int32_t> wholeNumber(std::string_view text);
 std::string lowerCase(std::string_view text); // ASCII letters only
 bool validUtf8(std::string_view text);
+
+} // namespace pm::client

@@ -5,6 +5,8 @@
 
 #include "platform/client/schema.h"
 
+namespace pm::client {
+
 // Rows by table: type, count, limit, name, default, may hold lines, is secret,
 // meaning, example. A family's keys follow each other.
 inline constexpr auto SCHEMA = [] {
@@ -83,3 +85,5 @@ inline constexpr auto SCHEMA = [] {
          "System GUID in traps; unset: the machine's own", "00112233-4455-6677-8899-aabbccddeeff"},
     });
 }();
+
+} // namespace pm::client

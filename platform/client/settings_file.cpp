@@ -25,6 +25,8 @@
 #include "platform/client/fd.h"
 #include "platform/client/printable.h"
 
+namespace pm::client {
+
 namespace {
 
 constexpr size_t FILE_LIMIT = 1U << 20U;
@@ -369,3 +371,5 @@ std::string findingText(const SettingsFinding& finding) {
         text += ": " + finding.key;
     return text + ": " + finding.message;
 }
+
+} // namespace pm::client

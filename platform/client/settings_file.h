@@ -8,6 +8,8 @@
 
 #include "platform/client/schema.h"
 
+namespace pm::client {
+
 // Below the root: what the operator writes, and what pm writes at run time.
 inline constexpr std::string_view SETTINGS_FILE = "etc/pm.conf";
 inline constexpr std::string_view RUN_TIME_FOLDER = "var/lib/pm";
@@ -41,3 +43,5 @@ const SettingsEntry* findEntry(const std::vector<SettingsEntry>& entries, KeyId 
 
 // "file:line: key: message"
 std::string findingText(const SettingsFinding& finding);
+
+} // namespace pm::client

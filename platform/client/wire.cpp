@@ -5,6 +5,8 @@
 
 #include "platform/client/schema.h"
 
+namespace pm::client {
+
 namespace {
 
 constexpr std::array<std::string_view, 3> REPLY_KINDS = {"done", "status", "refused"};
@@ -112,3 +114,5 @@ std::optional<Reply> decodeReply(Frames& frames, std::string_view tag) {
         reply.fields.emplace_back(frames[at].view());
     return reply;
 }
+
+} // namespace pm::client

@@ -10,6 +10,8 @@
 #include <vector>
 #include <zmq.h>
 
+namespace pm::client {
+
 inline constexpr std::string_view WIRE_VERSION = "pm/1";
 // What a listener to log lines subscribes to, where one to events has the version.
 inline constexpr std::string_view LOG_SUBSCRIPTION = "log/1";
@@ -98,3 +100,5 @@ std::optional<int32_t> replyStatus(const Reply& reply);
 void encodeReply(const Reply& reply, Frame tag, Frames& frames);
 // None if it is no reply of this version or answers another tag.
 std::optional<Reply> decodeReply(Frames& frames, std::string_view tag);
+
+} // namespace pm::client

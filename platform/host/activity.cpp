@@ -9,6 +9,8 @@
 #include "common/status.h"
 #include "platform/host/step_lines.h"
 
+namespace pm::host {
+
 namespace {
 
 constexpr std::string_view GENERIC_FUNCTION = "pm_function_sendGenericEmail";
@@ -229,3 +231,5 @@ uint64_t runningWork() {
             running += tally.running;
     return running;
 }
+
+} // namespace pm::host

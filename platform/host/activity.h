@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+namespace pm::host {
+
 enum class Work : uint8_t { Function, Topic };
 
 struct Tally {
@@ -59,3 +61,5 @@ std::string noteLogLine(std::string_view line, int error);
 Activity activity();
 // Functions, topics and generic mails under way.
 uint64_t runningWork();
+
+} // namespace pm::host

@@ -6,6 +6,10 @@
 
 #include "platform/host/store.h"
 
+namespace pm::host {
+
+using namespace client;
+
 namespace {
 
 constexpr int FAILED = -1;
@@ -20,7 +24,7 @@ std::optional<Value> attributeValue(const char* key) {
 
 } // namespace
 
-int CfgGetAttribute(const char* key, char* buffer, uint32_t* size) {
+extern "C" int CfgGetAttribute(const char* key, char* buffer, uint32_t* size) {
     try {
         const auto value = attributeValue(key);
         if (!value || buffer == nullptr || size == nullptr)
@@ -36,7 +40,7 @@ int CfgGetAttribute(const char* key, char* buffer, uint32_t* size) {
     }
 }
 
-int CfgGetAttributeInt(const char* key, int32_t* value) {
+extern "C" int CfgGetAttributeInt(const char* key, int32_t* value) {
     try {
         const auto held = attributeValue(key);
         const auto number = held ? valueNumber(*held) : std::nullopt;
@@ -48,3 +52,5 @@ int CfgGetAttributeInt(const char* key, int32_t* value) {
         return FAILED;
     }
 }
+
+} // namespace pm::host

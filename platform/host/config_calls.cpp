@@ -10,6 +10,10 @@
 #include "platform/logging.h"
 #include "platform/settings.h"
 
+namespace pm::host {
+
+using namespace client;
+
 namespace {
 
 constexpr int DONE = 1;
@@ -42,7 +46,7 @@ int writeSetting(const char* key, Call makeValue) {
 
 } // namespace
 
-int vesk_init_config_from_file(const char* path, uint8_t factory_defaults) {
+extern "C" int vesk_init_config_from_file(const char* path, uint8_t factory_defaults) {
     // Two pms must never share their files: there is no going on without the claim.
     // The client's start is refused it too, and ends the process with its own status.
     while (!claimHost())
@@ -55,7 +59,7 @@ int vesk_init_config_from_file(const char* path, uint8_t factory_defaults) {
     return DONE;
 }
 
-int vesk_config_get_bool(const char* key, uint8_t* value) {
+extern "C" int vesk_config_get_bool(const char* key, uint8_t* value) {
     return guarded(key, [&] {
         const auto stored = storedBool(key);
         if (stored && value != nullptr)
@@ -64,7 +68,7 @@ int vesk_config_get_bool(const char* key, uint8_t* value) {
     });
 }
 
-int vesk_config_get_int(const char* key, int32_t* value) {
+extern "C" int vesk_config_get_int(const char* key, int32_t* value) {
     return guarded(key, [&] {
         const auto stored = storedInt(key);
         if (stored && value != nullptr)
@@ -73,7 +77,7 @@ int vesk_config_get_int(const char* key, int32_t* value) {
     });
 }
 
-int vesk_config_get_str_n(const char* key, char* buffer, uint32_t size) {
+extern "C" int vesk_config_get_str_n(const char* key, char* buffer, uint32_t size) {
     return guarded(key, [&] {
         const auto stored = storedText(key);
         if (!stored || buffer == nullptr || size == 0)
@@ -84,15 +88,17 @@ int vesk_config_get_str_n(const char* key, char* buffer, uint32_t size) {
     });
 }
 
-int vesk_config_set_int(const char* key, int32_t value, int32_t) {
+extern "C" int vesk_config_set_int(const char* key, int32_t value, int32_t) {
     return writeSetting(key, [&](KeyId found) -> Value {
         const bool truth = schemaRow(found).type == ValueType::Bool;
         return {truth ? ValueKind::Bool : ValueKind::Int, value, {}};
     });
 }
 
-int vesk_config_set_str(const char* key, const char* text, int32_t) {
+extern "C" int vesk_config_set_str(const char* key, const char* text, int32_t) {
     if (text == nullptr)
         return FAILED;
     return writeSetting(key, [&](KeyId) -> Value { return {ValueKind::Text, 0, text}; });
 }
+
+} // namespace pm::host

@@ -9,6 +9,10 @@
 #include "platform/host/threads.h"
 #include "platform/logging.h"
 
+namespace pm::host {
+
+using namespace client;
+
 namespace {
 
 struct DeliveryThread {
@@ -105,3 +109,5 @@ void attributeChanged(const std::string& attribute) {
                       attribute.c_str(), exception.what());
     }
 }
+
+} // namespace pm::host

@@ -7,6 +7,10 @@
 #include "platform/logging.h"
 #include "platform/settings.h"
 
+namespace pm::host {
+
+using namespace client;
+
 namespace {
 
 constexpr std::chrono::seconds TIME_LIMIT{5};
@@ -44,8 +48,8 @@ bool execute(const std::string& name, std::string_view request) {
 
 } // namespace
 
-int vesk_function_execute_QORN(const char* name, uint32_t*, const void* request, uint32_t length,
-                               uint32_t*) {
+extern "C" int vesk_function_execute_QORN(const char* name, uint32_t*, const void* request,
+                                          uint32_t length, uint32_t*) {
     if (name == nullptr || (request == nullptr && length != 0))
         return -1;
     try {
@@ -56,3 +60,5 @@ int vesk_function_execute_QORN(const char* name, uint32_t*, const void* request,
         return -1;
     }
 }
+
+} // namespace pm::host

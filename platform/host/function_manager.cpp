@@ -11,6 +11,10 @@
 #include "platform/host/threads.h"
 #include "platform/logging.h"
 
+namespace pm::host {
+
+using namespace client;
+
 struct FunctionManager {
     std::vector<RegisteredFunction> functions;
 };
@@ -63,7 +67,7 @@ void callFunction(Job& job) {
     leaveReply(job.caller, outcomeReply(status, outcome));
 }
 
-int jelmux_fp_zactor_create(void* manager, void* loop, void** actor, int32_t queue) {
+extern "C" int jelmux_fp_zactor_create(void* manager, void* loop, void** actor, int32_t queue) {
     if (manager == nullptr || loop == nullptr || actor == nullptr || queue <= 0)
         return -1;
     try {
@@ -80,7 +84,7 @@ int jelmux_fp_zactor_create(void* manager, void* loop, void** actor, int32_t que
     }
 }
 
-void jelmux_fp_zactor_destroy(void*, void** actor) {
+extern "C" void jelmux_fp_zactor_destroy(void*, void** actor) {
     if (actor == nullptr || *actor == nullptr)
         return;
     const std::unique_ptr<Actor> ending(static_cast<Actor*>(*actor));
@@ -91,9 +95,9 @@ void jelmux_fp_zactor_destroy(void*, void** actor) {
     zactor_destroy(&ending->thread); // waits for the handler that runs
 }
 
-int jelmux_function_register_zactor(void* manager, void* actor, const char* name,
-                                    jelmux_function_handler handler, qornc_context* context,
-                                    int32_t) {
+extern "C" int jelmux_function_register_zactor(void* manager, void* actor, const char* name,
+                                               jelmux_function_handler handler,
+                                               qornc_context* context, int32_t) {
     if (manager == nullptr || actor == nullptr || name == nullptr || *name == '\0' ||
         handler == nullptr || context == nullptr || std::string_view(name).size() > NAME_LIMIT)
         return -1;
@@ -107,3 +111,5 @@ int jelmux_function_register_zactor(void* manager, void* actor, const char* name
         return -1;
     }
 }
+
+} // namespace pm::host

@@ -11,6 +11,10 @@
 #include "platform/logging.h"
 #include "platform/system_info.h"
 
+namespace pm::host {
+
+using namespace client;
+
 namespace {
 
 constexpr const char* DMI_GUID = "/sys/class/dmi/id/product_uuid";
@@ -47,7 +51,7 @@ int guarded(const void* target, Call call) {
 
 } // namespace
 
-int IPMIGetOEMChassisCode_HW(ipmi_chassis_code* record) {
+extern "C" int IPMIGetOEMChassisCode_HW(ipmi_chassis_code* record) {
     return guarded(record, [&] {
         const auto code = storedText("hardware.chassis_code");
         if (code)
@@ -56,7 +60,7 @@ int IPMIGetOEMChassisCode_HW(ipmi_chassis_code* record) {
     });
 }
 
-int IPMIGetOEMHostName_HW(ipmi_host_name* record) {
+extern "C" int IPMIGetOEMHostName_HW(ipmi_host_name* record) {
     return guarded(record, [&] {
         const auto configured = storedText("hardware.host_name");
         const std::string name = configured ? *configured : systemName();
@@ -66,7 +70,7 @@ int IPMIGetOEMHostName_HW(ipmi_host_name* record) {
     });
 }
 
-int IPMIGetCommunityString_HW(char* community) {
+extern "C" int IPMIGetCommunityString_HW(char* community) {
     return guarded(community, [&] {
         const auto configured = storedText("hardware.community");
         if (configured && !configured->empty()) {
@@ -80,7 +84,8 @@ int IPMIGetCommunityString_HW(char* community) {
     });
 }
 
-int HWI_SystemInfo_get_property(const char* object_path, const char* property, char** text) {
+extern "C" int HWI_SystemInfo_get_property(const char* object_path, const char* property,
+                                           char** text) {
     return guarded(text, [&] {
         if (object_path == nullptr || property == nullptr ||
             std::strcmp(object_path, INFO_OBJECT) != 0 || std::strcmp(property, INFO_GUID) != 0)
@@ -93,3 +98,5 @@ int HWI_SystemInfo_get_property(const char* object_path, const char* property, c
         return *text != nullptr;
     });
 }
+
+} // namespace pm::host

@@ -8,6 +8,8 @@
 #include <mutex>
 #include <utility>
 
+namespace pm::host {
+
 namespace {
 
 constexpr size_t LONGEST_LINE = 1024;
@@ -130,3 +132,5 @@ uint64_t newestLine() {
     const std::lock_guard lock(mutex);
     return ring.newest;
 }
+
+} // namespace pm::host

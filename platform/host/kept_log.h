@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+namespace pm::host {
+
 inline constexpr size_t KEPT_LINES = 500;
 inline constexpr size_t KEPT_BYTES = size_t{64} << 10U; // what tells them apart included
 
@@ -27,3 +29,5 @@ bool logIsFollowed();
 std::string keptLinesAfter(uint64_t& last);
 // The newest line's number.
 uint64_t newestLine();
+
+} // namespace pm::host

@@ -25,6 +25,10 @@
 
 uint8_t g_bTrace = 0;
 
+namespace pm::host {
+
+using namespace client;
+
 namespace {
 
 constexpr int LEVEL_NOTICE = 4;
@@ -150,7 +154,7 @@ __attribute__((format(printf, 4, 0))) void formatLine(int level, int module, int
 
 } // namespace
 
-int mirlog_printf(int level, int module, const char* format, ...) {
+extern "C" int mirlog_printf(int level, int module, const char* format, ...) {
     if (format == nullptr)
         return 0;
     const int before = errno; // a line may stand between a failure and its report
@@ -166,7 +170,7 @@ int mirlog_printf(int level, int module, const char* format, ...) {
     return 0;
 }
 
-int log_rlog(int code, ...) {
+extern "C" int log_rlog(int code, ...) {
     va_list arguments;
     va_start(arguments, code);
     const char* destination = code == 0 ? va_arg(arguments, const char*) : nullptr;
@@ -179,3 +183,5 @@ int log_rlog(int code, ...) {
                              code == 1 ? "enabled" : "not enabled");
     return mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_MAIL, "log_rlog(): unknown code %d", code);
 }
+
+} // namespace pm::host

@@ -8,6 +8,10 @@
 
 #include "platform/host/store.h"
 
+namespace pm::host {
+
+using namespace client;
+
 namespace {
 
 constexpr uint32_t MARK = 0x6a626f70; // "pobj": nothing else is taken for an object
@@ -67,7 +71,7 @@ Object* makeObject(const Value* value) {
 
 } // namespace
 
-int client_get_obj_by_key(const char* key, void** object) {
+extern "C" int client_get_obj_by_key(const char* key, void** object) {
     if (key == nullptr || object == nullptr)
         return -1;
     try {
@@ -82,7 +86,7 @@ int client_get_obj_by_key(const char* key, void** object) {
     }
 }
 
-int client_get_obj_body_ptr(void* object, void** body) {
+extern "C" int client_get_obj_body_ptr(void* object, void** body) {
     auto* known = static_cast<Object*>(object);
     if (!isObject(known) || body == nullptr)
         return -1;
@@ -90,7 +94,7 @@ int client_get_obj_body_ptr(void* object, void** body) {
     return 0;
 }
 
-int client_get_string_ptr(void* object, uint32_t reference, const char** text) {
+extern "C" int client_get_string_ptr(void* object, uint32_t reference, const char** text) {
     const auto* known = static_cast<const Object*>(object);
     if (!isObject(known) || text == nullptr)
         return -1;
@@ -101,3 +105,5 @@ int client_get_string_ptr(void* object, uint32_t reference, const char** text) {
     *text = static_cast<const char*>(object) + reference; // the block ends in a terminator
     return 0;
 }
+
+} // namespace pm::host

@@ -5,6 +5,10 @@
 
 #include "common/records.h"
 
+namespace pm::host {
+
+using namespace client;
+
 namespace {
 
 struct RecordLength {
@@ -75,3 +79,5 @@ Record attributeChangeRecord(std::string_view attribute) {
     record.frame = std::move(frame);
     return record;
 }
+
+} // namespace pm::host

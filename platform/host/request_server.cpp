@@ -13,6 +13,10 @@
 #include "platform/host/subscriptions.h"
 #include "platform/logging.h"
 
+namespace pm::host {
+
+using namespace client;
+
 namespace {
 
 constexpr int MESSAGES_A_TURN = 64; // then the loop looks at its other sockets
@@ -257,3 +261,5 @@ int takeRequests(zloop_t*, zmq_pollitem_t*, void* argument) {
     }
     return 0;
 }
+
+} // namespace pm::host

@@ -5,6 +5,10 @@
 #include "platform/host/delivery.h"
 #include "platform/host/subscriptions.h"
 
+namespace pm::host {
+
+using namespace client;
+
 namespace {
 
 struct Report {
@@ -84,3 +88,5 @@ Reply outcomeReply(int32_t status, const WorkOutcome& outcome) {
         reply.fields.push_back(std::move(field));
     return reply;
 }
+
+} // namespace pm::host

@@ -5,6 +5,8 @@
 
 #include "platform/client/schema.h"
 
+namespace pm::host {
+
 namespace {
 
 struct Row {
@@ -89,7 +91,7 @@ StepLine readFailedMail(std::string_view words) {
         return line;
     line.told = Told::FailedMail;
     line.text = words.substr(MAIL_TO.size(), end - MAIL_TO.size());
-    line.status = wholeNumber(words.substr(end + WITH_STATUS.size())).value_or(-1);
+    line.status = client::wholeNumber(words.substr(end + WITH_STATUS.size())).value_or(-1);
     return line;
 }
 
@@ -124,3 +126,5 @@ StepLine readStepLine(std::string_view line, int error) {
         text = words.substr(0, words.find(','));
     return {row->told, text, 0};
 }
+
+} // namespace pm::host

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+namespace pm::host {
+
 enum class Told : uint8_t {
     Nothing,
     Server,        // text: the mail server that is looked up
@@ -25,3 +27,5 @@ struct StepLine {
 
 // line: as logged. error: errno of the moment, which is that of a file's failure.
 StepLine readStepLine(std::string_view line, int error);
+
+} // namespace pm::host

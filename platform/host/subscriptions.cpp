@@ -7,6 +7,10 @@
 #include "platform/client/wire.h"
 #include "platform/function_manager.h"
 
+namespace pm::host {
+
+using namespace client;
+
 namespace {
 
 constexpr std::string_view LOCKDOWN_TOPIC =
@@ -82,8 +86,8 @@ std::string servedTopic(std::string_view topic) {
     return {};
 }
 
-int jelmux_subscriber_init(uint64_t* handle, const char* subscriber,
-                           qornc_event_callback callback) {
+extern "C" int jelmux_subscriber_init(uint64_t* handle, const char* subscriber,
+                                      qornc_event_callback callback) {
     if (handle == nullptr || subscriber == nullptr || callback == nullptr)
         return -1;
     try {
@@ -100,7 +104,7 @@ int jelmux_subscriber_init(uint64_t* handle, const char* subscriber,
     }
 }
 
-int jelmux_subscribe_notification(uint64_t handle, const char* topic) {
+extern "C" int jelmux_subscribe_notification(uint64_t handle, const char* topic) {
     if (topic == nullptr || *topic == '\0' || std::string_view(topic).size() > NAME_LIMIT)
         return -1;
     try {
@@ -117,3 +121,5 @@ int jelmux_subscribe_notification(uint64_t handle, const char* topic) {
         return -1;
     }
 }
+
+} // namespace pm::host

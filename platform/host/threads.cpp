@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <initializer_list>
 
+namespace pm::host {
+
 namespace {
 
 // Room for what handlers need, the name service included; only what is touched
@@ -45,3 +47,5 @@ SignalsBlocked::SignalsBlocked() {
 SignalsBlocked::~SignalsBlocked() {
     pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
 }
+
+} // namespace pm::host

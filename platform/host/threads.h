@@ -5,6 +5,8 @@
 #include <csignal>
 #include <pthread.h>
 
+namespace pm::host {
+
 // Starts a thread with all signals blocked but the synchronous faults and
 // SIGABRT and SIGTRAP. With thread null it is detached, else the caller joins it.
 // False: errno tells why.
@@ -22,3 +24,5 @@ class SignalsBlocked {
   private:
     sigset_t m_before;
 };
+
+} // namespace pm::host

@@ -11,6 +11,9 @@
 #include "tests/unit/sound_output.h"
 #include "trap/functions.h"
 
+using namespace pm;
+using namespace pm::host;
+
 namespace {
 
 constexpr int32_t (*functions[])(uint32_t, void*) = {

@@ -2,6 +2,8 @@
 #include "mail/email_alerts.h"
 #include "mail_senders.h"
 
+using namespace pm;
+
 namespace {
 
 class FanOut : public Scripted {};

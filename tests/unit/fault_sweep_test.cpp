@@ -14,6 +14,8 @@
 #include "platform/distribution.h"
 #include "trap/functions.h"
 
+using namespace pm;
+
 static std::atomic<int> failingFileCall = 0; // counts down; that one fails
 static std::string failedFileCall;
 

@@ -12,6 +12,8 @@
 #include "platform/host/words.h"
 #include "platform/settings.h"
 
+using namespace pm::host;
+
 namespace {
 
 using Words = std::vector<std::string>;

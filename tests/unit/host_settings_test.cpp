@@ -11,6 +11,10 @@
 #include "platform/host/record.h"
 #include "platform/object_store.h"
 
+using namespace pm;
+using namespace pm::host;
+using namespace pm::client;
+
 namespace {
 
 struct BadFile {

@@ -7,6 +7,8 @@
 #include "platform/attribute_object.h"
 #include "scripted_platform.h"
 
+using namespace pm;
+
 namespace {
 
 class Identity : public Scripted {};

@@ -19,6 +19,8 @@
 #include "platform/settings.h"
 #include "platform/system_info.h"
 
+using namespace pm;
+
 namespace fs = std::filesystem;
 
 Script script;

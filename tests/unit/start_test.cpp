@@ -5,6 +5,8 @@
 #include "platform/logging.h"
 #include "scripted_platform.h"
 
+using namespace pm;
+
 namespace {
 
 class Start : public Scripted {};

@@ -10,6 +10,8 @@
 #include "mail_senders.h"
 #include "trap/functions.h"
 
+using namespace pm;
+
 namespace {
 
 template <int32_t (*HANDLER)(uint32_t, void*), uint8_t INDEX = 2>
