@@ -57,6 +57,9 @@ std::optional<KeyId> findKey(SchemaTable table, std::string_view name);
 // The known key that looks most like a misspelt one; empty if none comes near.
 std::string nearestKey(std::string_view name);
 
+// How many letters differ, in any case of letters.
+size_t editDistance(std::string_view left, std::string_view right);
+
 // Some attributes are other names of a setting. Gives the key under which the
 // value is held: the key itself, or the setting's.
 KeyId valueKey(KeyId key);

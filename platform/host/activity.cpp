@@ -17,9 +17,9 @@ constexpr std::string_view GENERIC_FUNCTION = "pm_function_sendGenericEmail";
 
 // What a thread works on.
 struct Operation {
-    std::string name;   // of its function or topic
-    std::string server; // that was looked up last
-    std::string reason; // of the step that failed last
+    std::string name;       // of its function or topic
+    std::string server;     // that was looked up last
+    std::string reason;     // of the step that failed last
     bool byCommand = false; // the reason is a command's, which has a log line already
     bool genericBegun = false;
     std::vector<Failure> mails;

@@ -56,8 +56,8 @@ constexpr Row rows[] = {
     {"SNMP trap dest #", Told::Reason, "the destination is not enabled", false},
     {"Failed to connect to system bus: ", Told::Reason, "the system bus is not reached: ", true},
     {"Failed to call method: ", Told::Reason, "the log manager was not reached or failed: ", true},
-    {"Failed to parse response: ", Told::Reason, "the log manager's answer is not readable: ",
-     true},
+    {"Failed to parse response: ", Told::Reason,
+     "the log manager's answer is not readable: ", true},
     {"Exit with status=", Told::Answer, "the log manager answered ", true},
 };
 
@@ -73,8 +73,8 @@ bool isNameLetter(char letter) {
 // What follows "[12]: " and "name() - ", "name()-", "name(): " or "name: ".
 std::string_view wordsOf(std::string_view line) {
     line.remove_prefix(std::min(line.find("]: ") + 3, line.size()));
-    const auto letters = static_cast<size_t>(
-        std::ranges::find_if_not(line, isNameLetter) - line.begin());
+    const auto letters =
+        static_cast<size_t>(std::ranges::find_if_not(line, isNameLetter) - line.begin());
     std::string_view rest = line.substr(letters);
     if (rest.starts_with("()"))
         rest.remove_prefix(2);
@@ -111,8 +111,8 @@ StepLine readStepLine(std::string_view line, int error) {
                 std::string(words.substr(NOT_OPENED.size())) +
                     " cannot be opened: " + std::strerror(error),
                 0};
-    const auto* row = std::ranges::find_if(
-        rows, [&](const Row& each) { return words.starts_with(each.start); });
+    const auto* row =
+        std::ranges::find_if(rows, [&](const Row& each) { return words.starts_with(each.start); });
     const std::string_view rest =
         row == std::end(rows) ? std::string_view() : words.substr(row->start.size());
     if (row == std::end(rows) || (row->told == Told::Answer && rest == "0"))
