@@ -2,8 +2,10 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <ctime>
 #include <sys/un.h>
 #include <unistd.h>
+#include <utility>
 
 #include "platform/client/printable.h"
 #include "platform/client/schema.h"
@@ -142,11 +144,35 @@ int tellNotAnswered(const Options& options, Outcome outcome) {
     return EXIT_NOT_REACHED;
 }
 
-int tellEnd(const Options& options, Outcome outcome) {
-    if (outcome != Outcome::Lost)
-        return tellNotAnswered(options, outcome);
-    complain("pm has ended");
-    return EXIT_NOT_REACHED;
+int listenOn(const Options& options, std::string_view subscription,
+             const std::function<bool()>& begin,
+             const std::function<void(std::string_view, std::string_view)>& take) {
+    constexpr timespec PAUSE = {0, 200'000'000};
+    bool known = false; // pm was reached before
+    bool lost = false;
+    for (;;) {
+        Connection connection(eventsEndpoint(runFolder(options)));
+        Frames frames;
+        Outcome outcome = connection.listen(timeLimit(options), frames, subscription);
+        if (outcome != Outcome::Answered && !known)
+            return tellNotAnswered(options, outcome);
+        if (outcome == Outcome::Answered && lost)
+            std::fprintf(stderr, "pmctl: pm is there again\n");
+        if (outcome == Outcome::Answered && !begin())
+            return EXIT_FAILED;
+        lost = lost && outcome != Outcome::Answered;
+        known = true;
+        for (; outcome == Outcome::Answered; outcome = connection.listen({}, frames)) {
+            if (frames.size() == 3)
+                take(frames[1].view(), frames[2].view());
+            std::fflush(stdout);
+            if (std::ferror(stdout) != 0)
+                return EXIT_FAILED; // nobody reads on
+        }
+        if (!std::exchange(lost, true))
+            std::fprintf(stderr, "pmctl: pm has ended; waiting for its next start\n");
+        ::nanosleep(&PAUSE, nullptr);
+    }
 }
 
 int ask(const Options& options, const Request& request, Reply& reply) {
@@ -165,6 +191,15 @@ int ask(const Options& options, const Request& request, Reply& reply) {
 int ask(const Options& options, const Request& request) {
     Reply reply;
     return ask(options, request, reply);
+}
+
+std::string valueOf(const Options& options, const std::string& key) {
+    Connection connection(requestEndpoint(runFolder(options)));
+    Reply reply;
+    if (connection.request({"get", {key}, {}}, timeLimit(options), reply) != Outcome::Answered ||
+        reply.kind != ReplyKind::Done || reply.fields.empty())
+        return "?";
+    return escapeControls(reply.fields.front());
 }
 
 int callFunction(const Options& options, const std::string& function, std::string_view record) {
