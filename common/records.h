@@ -13,6 +13,9 @@ namespace pm {
 inline constexpr uint16_t HEADER_TYPE_ATTRIBUTE_CHANGE = 1;
 inline constexpr uint16_t HEADER_TYPE_EVENT = 3;
 
+// Topic of an attribute change: this prefix, the attribute's name and "$".
+inline constexpr char ATTRIBUTE_CHANGE_TOPIC[] = "CfgMgr$1$AttributeChange$";
+
 // Start of every notification record.
 struct __attribute__((packed)) NotificationHeader {
     uint32_t Size;

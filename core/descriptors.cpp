@@ -1,8 +1,8 @@
+#include "core/descriptors.h"
+
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
-
-#include "core/process.h"
 
 namespace pm {
 

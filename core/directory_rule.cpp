@@ -1,10 +1,11 @@
+#include "core/directory_rule.h"
+
 #include <string_view>
 #include <strings.h>
 
 #include "common/records.h"
-#include "core/events.h"
+#include "config/read.h"
 #include "platform/logging.h"
-#include "platform/read.h"
 
 namespace pm {
 
@@ -19,26 +20,32 @@ struct DirectoryService {
     std::string_view attribute; // its whole length is compared
     const char* modeKey;
     const char* modeName; // in messages
-    const char* name;
-    bool remoteLog; // log_rlog is told how the mode reads
+    bool remoteLog;       // log_rlog is told how the mode reads
 };
 
 constexpr DirectoryService activeDirectory = {"norvu.embedded.1#activedirectory.1#enable",
                                               "pam_int_ad_enable_mode_pl", "CONFIG_AD_ENABLE_MODE",
-                                              "AD", true};
+                                              true};
 constexpr DirectoryService ldap = {"norvu.embedded.1#ldap.1#enable", "pam_int_ldap_enable_mode",
-                                   "CONFIG_LDAP_ENABLE_MODE", "LDAP", false};
+                                   "CONFIG_LDAP_ENABLE_MODE", false};
 static_assert(activeDirectory.attribute.size() == 41 && ldap.attribute.size() == 30);
 
 bool isNamed(const DirectoryService& service, const char* name) {
     return strncasecmp(name, service.attribute.data(), service.attribute.size()) == 0;
 }
 
+void logDisabled(const DirectoryService& service) {
+    if (&service == &activeDirectory)
+        PM_LOG_AS(OPERATION, "AD has been disabled\n");
+    else
+        PM_LOG_AS(OPERATION, "LDAP has been disabled\n");
+}
+
 // One service's mode has changed: if it is on, the other one goes off.
 void keepApart(const DirectoryService& changed, const DirectoryService& other) {
     int32_t mode = 0;
     if (!readSetting(changed.modeKey, mode)) {
-        PM_LOG_AS(OPERATION, "[%d]: %s() - could not get the value of %s\n", changed.modeName);
+        PM_LOG_AS(OPERATION, "could not get the value of %s\n", changed.modeName);
         return;
     }
     if (changed.remoteLog)
@@ -49,9 +56,9 @@ void keepApart(const DirectoryService& changed, const DirectoryService& other) {
     if (!readSetting(other.modeKey, otherMode) || otherMode != ENABLED)
         return;
     if (bit0(static_cast<unsigned>(vesk_config_set_int(other.modeKey, 0, 1))))
-        PM_LOG_AS(OPERATION, "[%d]: %s() - %s has been disabled\n", other.name);
+        logDisabled(other);
     else
-        PM_LOG_AS(OPERATION, "[%d]: %s() - could not set the value of %s\n", other.modeName);
+        PM_LOG_AS(OPERATION, "could not set the value of %s\n", other.modeName);
 }
 
 } // namespace

@@ -1,5 +1,9 @@
 #include "core/config_subscription.h"
-#include "core/process.h"
+#include "core/descriptors.h"
+#include "core/options.h"
+#include "core/persistent_parameters.h"
+#include "core/service_thread_start.h"
+#include "core/signals.h"
 #include "platform/logging.h"
 
 using namespace pm;

@@ -1,9 +1,10 @@
+#include "core/options.h"
+
 #include <cstdio>
 #include <cstring>
 #include <strings.h>
 #include <unistd.h>
 
-#include "core/process.h"
 #include "platform/logging.h"
 
 namespace pm {

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <czmq.h>
 
+#include "core/tables.h"
 #include "mail/thread_files.h"
 #include "platform/distribution.h"
 #include "platform/function_manager.h"
@@ -14,6 +15,31 @@ namespace {
 
 constexpr int32_t ACTOR_QUEUE = 512;
 constexpr int32_t REGISTRATION_FLAGS = 256;
+
+// Creates one actor and stores its handle through actor. Returns the status of the
+// creation; a null handle is a failure as well, whatever the status.
+int32_t create_zactor(void* manager, void* loop, void** actor) {
+    const int32_t status = jelmux_fp_zactor_create(manager, loop, actor, ACTOR_QUEUE);
+    if (status == 0 && *actor != nullptr)
+        PM_LOG_SERVICE(PM_LEVEL_TRACE, "%s: Created zactor\n");
+    else
+        PM_LOG_SERVICE(PM_LEVEL_FATAL, "%s: Failed to create zactor, status = %d\n", status);
+    return status;
+}
+
+// Registers each row of a table that a null name closes. A row that fails is logged and
+// skipped.
+void register_table(qornc_context* context, const FunctionRow* table, void* actor) {
+    for (const FunctionRow* row = table; row->name != nullptr; ++row) {
+        const int32_t status = jelmux_function_register_zactor(
+            context->manager, actor, row->name, row->handler, context, REGISTRATION_FLAGS);
+        if (status == 0)
+            PM_LOG_SERVICE(PM_LEVEL_TRACE, "%s(): Registered function %s\n", row->name);
+        else
+            PM_LOG_SERVICE(PM_LEVEL_ERROR, "%s() Failed to register function %s status = %d",
+                           row->name, status);
+    }
+}
 
 void createActorOrExit(qornc_context* context, void** actor) {
     const int32_t status = create_zactor(context->manager, context->loop, actor);
@@ -30,27 +56,6 @@ void destroyActor(qornc_context* context, void* actor) {
 }
 
 } // namespace
-
-int32_t create_zactor(void* manager, void* loop, void** actor) {
-    const int32_t status = jelmux_fp_zactor_create(manager, loop, actor, ACTOR_QUEUE);
-    if (status == 0 && *actor != nullptr)
-        PM_LOG_SERVICE(PM_LEVEL_TRACE, "%s: Created zactor\n");
-    else
-        PM_LOG_SERVICE(PM_LEVEL_FATAL, "%s: Failed to create zactor, status = %d\n", status);
-    return status;
-}
-
-void register_table(qornc_context* context, const FunctionRow* table, void* actor) {
-    for (const FunctionRow* row = table; row->name != nullptr; ++row) {
-        const int32_t status = jelmux_function_register_zactor(
-            context->manager, actor, row->name, row->handler, context, REGISTRATION_FLAGS);
-        if (status == 0)
-            PM_LOG_SERVICE(PM_LEVEL_TRACE, "%s(): Registered function %s\n", row->name);
-        else
-            PM_LOG_SERVICE(PM_LEVEL_ERROR, "%s() Failed to register function %s status = %d",
-                           row->name, status);
-    }
-}
 
 void* PM_LQORNThread(void*) {
     qornc_context* context = nullptr;

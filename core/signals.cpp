@@ -1,3 +1,5 @@
+#include "core/signals.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -6,7 +8,7 @@
 #include <string_view>
 #include <unistd.h>
 
-#include "core/process.h"
+#include "common/signals.h"
 #include "platform/logging.h"
 
 namespace pm {
@@ -45,6 +47,12 @@ time_t monotonicSeconds() {
     return now.tv_sec;
 }
 
+// Logs each SIGUSR1 that sigHandler has taken since the last call.
+void logReceivedSignals() {
+    for (unsigned left = pendingUsr1.exchange(0); left > 0; --left)
+        PM_LOG_AS("sigHandler", "received SIGUSR1 signal\n");
+}
+
 } // namespace
 
 void sigHandler(int sig) {
@@ -67,24 +75,9 @@ void sigHandler(int sig) {
     errno = savedErrno;
 }
 
-sigset_t allButFaults() {
-    sigset_t set;
-    sigfillset(&set);
-    for (const Fault& fault : faults)
-        sigdelset(&set, fault.sig);
-    sigdelset(&set, SIGTRAP);
-    sigdelset(&set, SIGSYS);
-    return set;
-}
-
 void installSignalHandler() {
     for (int sig = 0; sig <= LAST_SIGNAL; ++sig)
         signal(sig, sigHandler);
-}
-
-void logReceivedSignals() {
-    for (unsigned left = pendingUsr1.exchange(0); left > 0; --left)
-        PM_LOG_AS("sigHandler", "[%d]: %s() - received SIGUSR1 signal\n");
 }
 
 void sleepThroughSignals(unsigned seconds) {

@@ -1,5 +1,6 @@
 #include "core/tables.h"
 
+#include "core/directory_rule.h"
 #include "core/events.h"
 #include "mail/functions.h"
 #include "trap/functions.h"

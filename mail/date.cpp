@@ -1,7 +1,7 @@
+#include "mail/date.h"
+
 #include <ctime>
 #include <mutex>
-
-#include "mail/identity.h"
 
 namespace pm {
 

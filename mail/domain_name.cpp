@@ -1,7 +1,7 @@
+#include "mail/domain_name.h"
+
 #include <cstring>
 #include <unistd.h>
-
-#include "mail/identity.h"
 
 namespace pm {
 

@@ -1,7 +1,7 @@
 #include "mail/footer.h"
 
 #include "common/text.h"
-#include "platform/read.h"
+#include "config/read.h"
 
 namespace pm {
 

@@ -10,18 +10,29 @@
 #include "common/status.h"
 #include "mail/attempt.h"
 #include "mail/functions.h"
-#include "mail/generic_email_thread.h"
-#include "mail/identity.h"
+#include "mail/hostname.h"
+#include "mail/sender_address.h"
 #include "mail/thread_files.h"
 #include "platform/logging.h"
 
 namespace pm {
+
+// Start routine; argument is a GenericEmailThreadRequest. Ends through pthread_exit with
+// the mail's status as the thread's result.
+extern "C" void* pthread_sendGenericEmail(void* argument);
 
 namespace {
 
 constexpr const char* SENDER = "pthread_sendGenericEmail";
 constexpr size_t HEADER_BOUND = 255;         // bytes of the To and Subject lines
 constexpr int LONGEST_UNLOGGED_HEADER = 318; // a longer one is logged as cut
+
+// What the thread receives; both blocks are from the plain heap, and the thread owns both
+// from its start on.
+struct GenericEmailThreadRequest {
+    uint32_t request_size;
+    void* request_data; // a copy of the whole record, its last byte a terminator
+};
 
 struct ThreadRequestRelease {
     void operator()(GenericEmailThreadRequest* request) const {
@@ -75,9 +86,9 @@ int32_t sendAndWait(ThreadRequestOwner& request) {
     if (error == 0)
         pthread_join(thread, &result);
     else
-        PM_LOG_AS("sendGenericEmail", "[%d]: %s() - ERROR : %s\n", std::strerror(error));
+        PM_LOG_AS("sendGenericEmail", "ERROR : %s\n", std::strerror(error));
     const auto retVal = std::bit_cast<ssize_t>(result);
-    PM_LOG_AS("sendGenericEmail", "[%d]: %s() - retVal = %zd\n", retVal);
+    PM_LOG_AS("sendGenericEmail", "retVal = %zd\n", retVal);
     return static_cast<int32_t>(retVal);
 }
 
@@ -85,20 +96,20 @@ void sendDetached(ThreadRequestOwner& request) {
     pthread_t thread;
     const int error = startThread(thread, PTHREAD_CREATE_DETACHED, request);
     if (error != 0)
-        PM_LOG_AS("sendGenericEmail", "[%d]: %s() - ERROR : %s\n", std::strerror(error));
+        PM_LOG_AS("sendGenericEmail", "ERROR : %s\n", std::strerror(error));
 }
 
 bool writeTo(Attempt& attempt, MessageFile& message, std::string_view to) {
     const int length = composeHeader(attempt, "To", to, HEADER_BOUND);
     if (length > LONGEST_UNLOGGED_HEADER)
-        PM_LOG_AS(SENDER, "[%d]: %s() - 'To:' field truncated: %d\n", length);
+        PM_LOG_AS(SENDER, "'To:' field truncated: %d\n", length);
     return message.write(attempt.line.view());
 }
 
 bool writeSubject(Attempt& attempt, MessageFile& message, std::string_view subject) {
     const int length = composeHeader(attempt, "Subject", subject, HEADER_BOUND);
     if (length > LONGEST_UNLOGGED_HEADER)
-        PM_LOG_AS(SENDER, "[%d]: %s() - 'Subject:' field truncated: %d\n", length);
+        PM_LOG_AS(SENDER, "'Subject:' field truncated: %d\n", length);
     return message.write(attempt.line.view());
 }
 
@@ -126,12 +137,13 @@ Ending attemptOnce(const GenericEmailThreadRequest& request, const Text<255>& me
         return giveUp(VESK_ERROR_FILE_ACCESS_FAIL);
     if (request.request_size < sizeof(GenericEmailStruct)) {
         // The lines name the alert record's type: operators know this text.
-        PM_LOG_AS(SENDER, "[%d]: %s() - request_size less than sizeof(AlertEmailStruct), returning "
-                          "VESK_ERROR_INVALID_PARAMETER\n");
-        PM_LOG_AS(SENDER,
-                  "[%d]: %s() - request_size less than sizeof(AlertEmailStruct) = %zd, returning "
-                  "VESK_ERROR_INVALID_PARAMETER\n",
-                  ssize_t{sizeof(GenericEmailStruct)});
+        PM_LOG_AS(
+            SENDER,
+            "request_size less than sizeof(AlertEmailStruct), returning VESK_ERROR_INVALID_PARAMETER\n");
+        PM_LOG_AS(
+            SENDER,
+            "request_size less than sizeof(AlertEmailStruct) = %zd, returning VESK_ERROR_INVALID_PARAMETER\n",
+            ssize_t{sizeof(GenericEmailStruct)});
         return giveUp(VESK_ERROR_INVALID_PARAMETER);
     }
     if (gatherEmailEndpoint(attempt.endpoint, {.sender = SENDER, .hostname = Hostname::Later}) < 0)
@@ -158,7 +170,7 @@ Ending attemptOnce(const GenericEmailThreadRequest& request, const Text<255>& me
     message.close();
 
     const int result = runRelay(attempt);
-    PM_LOG_AS(SENDER, "[%d]: %s() - nReturn=[%zd]\n", static_cast<ssize_t>(result));
+    PM_LOG_AS(SENDER, "nReturn=[%zd]\n", static_cast<ssize_t>(result));
     return result == 0 ? sent() : retry(VESK_ERROR_GENERAL);
 }
 
@@ -179,7 +191,7 @@ int32_t sendFromThread(ThreadRequestOwner request) {
 } // namespace
 
 void* pthread_sendGenericEmail(void* argument) {
-    PM_LOG("[%d]: %s() - Entry\n");
+    PM_LOG("Entry\n");
     // All that the thread holds is released in here: pthread_exit does not return.
     const int32_t status =
         sendFromThread(ThreadRequestOwner(static_cast<GenericEmailThreadRequest*>(argument)));
@@ -187,20 +199,20 @@ void* pthread_sendGenericEmail(void* argument) {
 }
 
 int32_t sendGenericEmail(uint32_t request_size, void* request_data) {
-    PM_LOG("[%d]: %s() - Entry\n");
+    PM_LOG("Entry\n");
     const uint32_t size = request_data == nullptr ? 0 : request_size;
     if (size > 0)
         static_cast<char*>(request_data)[size - 1] = '\0';
     ThreadRequestOwner request = copyRequest(size, request_data);
     if (!request) {
-        PM_LOG("[%d]: %s() - ERROR : %s\n", std::strerror(ENOMEM));
+        PM_LOG("ERROR : %s\n", std::strerror(ENOMEM));
         return VESK_ERROR_GENERAL;
     }
     if (isBlocking(size, request_data)) {
-        PM_LOG("[%d]: %s() - Blocking Mode enabled\n");
+        PM_LOG("Blocking Mode enabled\n");
         return sendAndWait(request);
     }
-    PM_LOG("[%d]: %s() - Blocking Mode disabled\n");
+    PM_LOG("Blocking Mode disabled\n");
     sendDetached(request);
     return 0;
 }

@@ -8,8 +8,8 @@
 
 #include "common/file.h"
 #include "common/text.h"
+#include "mail/domain_name.h"
 #include "mail/email_config_args.h"
-#include "mail/identity.h"
 #include "platform/logging.h"
 
 namespace pm {
@@ -37,8 +37,7 @@ FileOwner openPrivate(const char* path) {
 bool holdsNoLineEnd(const char* value, const char* name) {
     if (std::strpbrk(value, "\r\n") == nullptr)
         return true;
-    PM_LOG_ERROR_AS(OPERATION,
-                    "[%d]: %s: the %s holds a line end, no relay configuration is written\n", name);
+    PM_LOG_ERROR_AS(OPERATION, "no relay configuration is written: a line end in the %s\n", name);
     return false;
 }
 
@@ -107,7 +106,7 @@ bool writeEncryption(std::FILE* file, uint32_t connectionEncryption) {
 
 bool WriteEmailConfig(const char* path, EmailEndpoint& endpoint, const EmailConfigArgs& config,
                       const Text<255>& senderAddress, bool compatibility) {
-    PM_LOG("[%d]: Entering `%s'...\n");
+    PM_LOG_WHOLE("[%d]: Entering `%s'...\n");
     if (!holdNoLineEnds(endpoint, config, senderAddress))
         return false;
 
@@ -119,12 +118,12 @@ bool WriteEmailConfig(const char* path, EmailEndpoint& endpoint, const EmailConf
     trimDomainName(endpoint.szDomainName.data());
     const HeapOwner<char> domainText = domainValue(endpoint.szDomainName.c_str(), compatibility);
     if (!domainText) {
-        PM_LOG("[%d]: %s: Couldn't allocate `domain', exiting\n");
+        PM_LOG_WHOLE("[%d]: %s: Couldn't allocate `domain', exiting\n");
         return false;
     }
     const HeapOwner<char> from = fromValue(senderAddress, endpoint, domainText.get());
     if (!from) {
-        PM_LOG("[%d]: %s: Couldn't allocate `from', exiting\n");
+        PM_LOG_WHOLE("[%d]: %s: Couldn't allocate `from', exiting\n");
         return false;
     }
     const HeapOwner<char> writeError = allocateText("Couldn't write to %s", path);
@@ -140,7 +139,7 @@ bool WriteEmailConfig(const char* path, EmailEndpoint& endpoint, const EmailConf
     }
     const HeapOwner<char> word = mechanismWord(config.saslMechanism);
     if (!word) {
-        PM_LOG("[%d]: %s: Couldn't allocate `sasl_mech', exiting\n");
+        PM_LOG_WHOLE("[%d]: %s: Couldn't allocate `sasl_mech', exiting\n");
         return false;
     }
     // A failure here is reported only; the result depends on the last block.

@@ -1,11 +1,11 @@
 #include "mail/send_email.h"
 
 #include "common/status.h"
+#include "config/read.h"
 #include "mail/attempt.h"
-#include "mail/identity.h"
+#include "mail/sender_address.h"
 #include "platform/attributes.h"
 #include "platform/logging.h"
-#include "platform/read.h"
 
 namespace pm {
 
@@ -20,10 +20,10 @@ using FooterBody = Text<2040>;
 int32_t getCurrDnsRegister() {
     int32_t value = 0;
     if (CfgGetAttributeInt("Norvu.Embedded.1#network.1#dnsregister", &value) != 0) {
-        PM_LOG("[%d]: %s() - get currentnic.1#dnsregister fail\n");
+        PM_LOG("get currentnic.1#dnsregister fail\n");
         value = -1;
     }
-    PM_LOG("[%d]: %s() - CurrDnsRegister=%d\n", value);
+    PM_LOG("CurrDnsRegister=%d\n", value);
     return value;
 }
 
@@ -34,7 +34,7 @@ void chooseLinkAddress(Text<526>& link, const EmailEndpoint& endpoint, int32_t d
         return;
     }
     link.format("%s.%s", endpoint.szHostname.c_str(), endpoint.szDomainName.c_str());
-    PM_LOG_AS(SENDER, "[%d]: %s() - szDnsNvcName = %s\n", link.c_str());
+    PM_LOG_AS(SENDER, "szDnsNvcName = %s\n", link.c_str());
 }
 
 HeapOwner<PlaceholderBody> replacePlaceholder(std::string_view text, size_t placeholder,
@@ -66,7 +66,7 @@ HeapOwner<FooterBody> addLinks(std::string_view text, const EmailEndpoint& endpo
 template <size_t N>
 bool writeComposed(MessageFile& message, const HeapOwner<Text<N>>& body) {
     if (!body) {
-        PM_LOG_AS(SENDER, "[%d]: %s(): pLocalBodyText - malloc() Failed\n");
+        PM_LOG_WHOLE_AS(SENDER, "[%d]: %s(): pLocalBodyText - malloc() Failed\n");
         return false;
     }
     message.write(body->view());
@@ -87,7 +87,7 @@ Ending attemptOnce(const char* destination, const char* subject, const char* bod
     logCompatibility(attempt, bMseCompatSendEmail);
     getSenderEmail(attempt.senderAddress);
     if (!readSetting("pm_str_email_server_address", attempt.endpoint.szServerAddress)) {
-        PM_LOG_AS(SENDER, "[%d]: %s() - could not get server address\n");
+        PM_LOG_AS(SENDER, "could not get server address\n");
         return retry(VESK_ERROR_FILE_ACCESS_FAIL);
     }
     if (gatherEmailEndpoint(attempt.endpoint,
@@ -100,7 +100,7 @@ Ending attemptOnce(const char* destination, const char* subject, const char* bod
     const std::lock_guard<std::mutex> lock(mailFileLock);
     MessageFile message(attempt.messagePath, MessageFile::AtEnd::Remove);
     if (!message.isOpen()) {
-        PM_LOG_AS(SENDER, "[%d]: %s() - could not open %s\n", attempt.messagePath);
+        PM_LOG_AS(SENDER, "could not open %s\n", attempt.messagePath);
         return retry(VESK_ERROR_FILE_ACCESS_FAIL);
     }
     if (!writeRelayConfig(attempt, bMseCompatSendEmail))
@@ -120,19 +120,19 @@ Ending attemptOnce(const char* destination, const char* subject, const char* bod
     message.close();
 
     const int result = runRelay(attempt);
-    PM_LOG_AS(SENDER, "[%d]: %s() - nReturn=[%d]\n", result);
+    PM_LOG_AS(SENDER, "nReturn=[%d]\n", result);
     return result == 0 ? sent() : retry(VESK_ERROR_GENERAL);
 }
 
 } // namespace
 
 int32_t sendEmail(const char* destination, const char* subject, const char* body) {
-    PM_LOG("[%d]:  Entering %s()\n");
+    PM_LOG_WHOLE("[%d]:  Entering %s()\n");
     const Ending end =
         makeAttempts(bMseCompatSendEmail, [&] { return attemptOnce(destination, subject, body); });
     logFailedMail(SENDER, destination, end);
     if (end.next != Ending::Next::Return)
-        PM_LOG("[%d]:  Exiting %s()\n");
+        PM_LOG_WHOLE("[%d]:  Exiting %s()\n");
     return end.status;
 }
 

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "common/text.h"
+#include "config/read.h"
 #include "platform/logging.h"
-#include "platform/read.h"
 
 namespace pm {
 
@@ -13,14 +13,13 @@ namespace pm {
 template <size_t N>
 bool readUsableServerAddress(const char* handler, Text<N>& szServerAddress) {
     if (!readSetting("pm_str_email_server_address", szServerAddress, 255)) {
-        PM_LOG_AS(handler, "[%d]: %s() - Failed to get email server address, returning "
-                           "VESK_ERROR_GENERAL\n");
+        PM_LOG_AS(handler, "Failed to get email server address, returning VESK_ERROR_GENERAL\n");
         return false;
     }
     if (szServerAddress.equals("0.0.0.0")) {
-        PM_LOG_AS(handler, "[%d]: %s() - Email server address is currently not set to a useable "
-                           "address (i.e., it is currently set to \"0.0.0.0\"), returning "
-                           "VESK_ERROR_GENERAL\n");
+        PM_LOG_AS(
+            handler,
+            "Email server address is currently not set to a useable address (i.e., it is currently set to \"0.0.0.0\"), returning VESK_ERROR_GENERAL\n");
         return false;
     }
     return true;

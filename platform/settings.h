@@ -1,4 +1,4 @@
-/* Settings, command runner and routes to other services. */
+/* Settings: flat keys such as "pm_str_email_server_address". */
 #pragma once
 
 #include <stdint.h>
@@ -8,7 +8,7 @@ extern "C" {
 #endif
 
 /* Results of the vesk_config_* calls: bit 0 set means done, the other bits mean
- * nothing. Keys are flat names such as "pm_str_email_server_address". */
+ * nothing. */
 
 /* Loads the settings; called once. factory_defaults 1 drops what was stored at
  * run time. The result is of no use to callers. */
@@ -22,23 +22,6 @@ int vesk_config_get_str_n(const char* key, char* buffer, uint32_t size);
 /* The third argument of both is 1. */
 int vesk_config_set_int(const char* key, int32_t value, int32_t one);
 int vesk_config_set_str(const char* key, const char* text, int32_t one);
-
-/* Raises an event of that name; both further arguments are 0. */
-int vesk_event_occurred(const char* name, uint64_t zero1, uint64_t zero2);
-
-/* Runs the command line and returns when it has ended. */
-int vesk_exec_systemcmd(const char* command);
-/* The same with the file at input_path as the command's standard input; all
- * other arguments are 0. Returns 0 if the command succeeded. */
-int vesk_exec_systemcmd_ext(const char* command, uint64_t zero2, uint64_t zero3, uint64_t zero4,
-                            uint64_t zero5, uint64_t zero6, uint64_t zero7, uint64_t zero8,
-                            const char* input_path, uint64_t zero10, uint64_t zero11);
-
-/* Hands a request of length bytes to a named function of another service;
- * *size holds the same length, *word is not read by callers. Returns 0 if the
- * function took the request. */
-int vesk_function_execute_QORN(const char* name, uint32_t* size, const void* request,
-                               uint32_t length, uint32_t* word);
 
 #ifdef __cplusplus
 }

@@ -12,7 +12,7 @@ using namespace client;
 
 namespace {
 
-constexpr std::string_view CHANGE_TOPIC = "CfgMgr$1$AttributeChange$";
+constexpr std::string_view CHANGE_TOPIC = ATTRIBUTE_CHANGE_TOPIC;
 
 void declareEvent(CLI::App& verb, Options& options) {
     verb.add_option("TOPIC", options.name, "Topic of the event")->required();

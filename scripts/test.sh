@@ -31,7 +31,7 @@ trap 'rm -rf "$log"' EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM HUP
 
-sources() { find common core mail trap platform pmctl tests bench packaging -name '*.cpp' -o -name '*.h'; }
+sources() { find common config core mail trap platform pmctl tests bench packaging -name '*.cpp' -o -name '*.h'; }
 
 check_format() {
     local status=0

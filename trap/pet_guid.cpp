@@ -17,17 +17,17 @@ constexpr uint8_t PAIR_OFFSETS[16] = {0, 2, 4, 6, 9, 11, 14, 16, 19, 21, 24, 26,
 
 // Null if there is none.
 HeapOwner<char> getSystemInfoData() {
-    PM_LOG("[%d]: %s() enter\n");
+    PM_LOG_WHOLE("[%d]: %s() enter\n");
     char* property = nullptr;
     if (HWI_SystemInfo_get_property("/com/braxel/norvu/hwi/system_embedded_1/HWI_SystemInfo",
                                     "smbiosGUID", &property) != 0) {
-        PM_LOG("[%d]: %s() - unable to get smbiosGUID\n");
+        PM_LOG("unable to get smbiosGUID\n");
         return nullptr;
     }
     const HeapOwner<char> owned(property);
     if (!owned || *owned == '\0')
         return nullptr;
-    PM_LOG("[%d]: %s() smbiosGUID=[%s]\n", owned.get());
+    PM_LOG_WHOLE("[%d]: %s() smbiosGUID=[%s]\n", owned.get());
     return HeapOwner<char>(strdup(owned.get()));
 }
 
@@ -44,13 +44,13 @@ void readNibble(char digit, unsigned& nibble) {
 } // namespace
 
 bool petGetGUID(uint8_t (&guid)[16]) {
-    PM_LOG("[%d]: %s()\n");
+    PM_LOG_WHOLE("[%d]: %s()\n");
     const HeapOwner<char> text = getSystemInfoData();
     if (!text)
         return false;
-    PM_LOG("[%d]: %s smbiosGUID=[%s]\n", text.get());
+    PM_LOG_WHOLE("[%d]: %s smbiosGUID=[%s]\n", text.get());
     if (std::strlen(text.get()) != GUID_TEXT_LENGTH) {
-        PM_LOG("[%d]: %s() - error: string length of smbiosGUID is not = %d\n", GUID_TEXT_LENGTH);
+        PM_LOG("error: string length of smbiosGUID is not = %d\n", GUID_TEXT_LENGTH);
         return false;
     }
     unsigned high = 0;

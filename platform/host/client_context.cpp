@@ -8,6 +8,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "common/signals.h"
 #include "platform/host/delivery.h"
 #include "platform/host/root.h"
 #include "platform/host/server.h"

@@ -21,11 +21,11 @@
 #include <vector>
 
 #include "platform/client/fd.h"
+#include "platform/commands.h"
 #include "platform/host/activity.h"
 #include "platform/host/store.h"
 #include "platform/host/words.h"
 #include "platform/logging.h"
-#include "platform/settings.h"
 
 namespace pm::host {
 

@@ -1,11 +1,12 @@
 // Requests to named functions of other services, which speak as pm does.
 #include <exception>
 
+#include "common/signals.h"
 #include "platform/client/connection.h"
 #include "platform/host/store.h"
 #include "platform/host/threads.h"
 #include "platform/logging.h"
-#include "platform/settings.h"
+#include "platform/services.h"
 
 namespace pm::host {
 

@@ -129,7 +129,7 @@ void takeLineOfStep(int level, int module, std::string_view text, int error) {
     while (text.ends_with('\n'))
         text.remove_suffix(1);
     takeLine(level, module, text);
-    if (module != PM_MODULE_MAIL)
+    if (module != PM_MODULE_GENERAL)
         return;
     const std::string reason = noteLogLine(text, error);
     if (!reason.empty())
@@ -176,12 +176,12 @@ extern "C" int log_rlog(int code, ...) {
     const char* destination = code == 0 ? va_arg(arguments, const char*) : nullptr;
     va_end(arguments);
     if (destination != nullptr)
-        return mirlog_printf(LEVEL_NOTICE, PM_MODULE_MAIL, "alert mail: relay run for %s is over",
-                             destination);
+        return mirlog_printf(LEVEL_NOTICE, PM_MODULE_GENERAL,
+                             "alert mail: relay run for %s is over", destination);
     if (code == 1 || code == 2)
-        return mirlog_printf(LEVEL_NOTICE, PM_MODULE_MAIL, "Active Directory is %s",
+        return mirlog_printf(LEVEL_NOTICE, PM_MODULE_GENERAL, "Active Directory is %s",
                              code == 1 ? "enabled" : "not enabled");
-    return mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_MAIL, "log_rlog(): unknown code %d", code);
+    return mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_GENERAL, "log_rlog(): unknown code %d", code);
 }
 
 } // namespace pm::host

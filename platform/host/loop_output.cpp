@@ -2,13 +2,13 @@
 #include <exception>
 #include <systemd/sd-daemon.h>
 
+#include "platform/events.h"
 #include "platform/host/activity.h"
 #include "platform/host/kept_log.h"
 #include "platform/host/server.h"
 #include "platform/host/start_pages.h"
 #include "platform/host/store.h"
 #include "platform/logging.h"
-#include "platform/settings.h"
 
 namespace pm::host {
 

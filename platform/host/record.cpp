@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "common/records.h"
-
 namespace pm::host {
 
 using namespace client;

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string_view>
 
+#include "common/records.h"
 #include "platform/client/wire.h"
 
 namespace pm::host {
@@ -29,7 +30,6 @@ size_t notificationLength(std::string_view topic);
 bool makeRecord(std::optional<client::Frame> payload, size_t length, bool terminated,
                 Record& record);
 
-inline constexpr std::string_view ATTRIBUTE_CHANGE_TOPIC = "CfgMgr$1$AttributeChange$";
 inline bool isAttributeChange(std::string_view topic) {
     return topic.starts_with(ATTRIBUTE_CHANGE_TOPIC);
 }

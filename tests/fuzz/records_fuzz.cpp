@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "core/config_subscription.h"
+#include "core/directory_rule.h"
 #include "core/events.h"
 #include "mail/functions.h"
 #include "platform/distribution.h"

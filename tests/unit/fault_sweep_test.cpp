@@ -9,6 +9,7 @@
 
 #include "common/status.h"
 #include "core/config_subscription.h"
+#include "core/directory_rule.h"
 #include "core/events.h"
 #include "mail_senders.h"
 #include "platform/distribution.h"

@@ -4,8 +4,8 @@
 
 #include "common/owner.h"
 #include "common/records.h"
-#include "mail/identity.h"
-#include "platform/attribute_object.h"
+#include "config/attribute_object.h"
+#include "mail/date.h"
 #include "platform/attributes.h"
 #include "platform/client/settings_file.h"
 #include "platform/host/record.h"

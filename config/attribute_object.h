@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "common/text.h"
+
 namespace pm {
 
 // Statuses of its own, outside the shared set.
@@ -14,5 +16,10 @@ inline constexpr int32_t ATTRIBUTE_UNSUPPORTED_TYPE = -1;
 // if it is longer). An attribute without a value gives an empty text.
 // Returns 0, or one of the statuses above, on which output is untouched.
 int32_t getAttributeObjectByKeyDbus(const char* key, char* output, int32_t size);
+
+template <size_t N>
+int32_t readAttributeObject(const char* key, Text<N>& output) {
+    return getAttributeObjectByKeyDbus(key, output.data(), int32_t{N});
+}
 
 } // namespace pm

@@ -1,0 +1,18 @@
+/* Named functions of other services. */
+#pragma once
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Hands a request of length bytes to a named function of another service;
+ * *size holds the same length, *word is not read by callers. Returns 0 if the
+ * function took the request. */
+int vesk_function_execute_QORN(const char* name, uint32_t* size, const void* request,
+                               uint32_t length, uint32_t* word);
+
+#ifdef __cplusplus
+}
+#endif
