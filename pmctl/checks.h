@@ -58,7 +58,8 @@ void checkValues(Checked& checked);
 void checkMail(Checked& checked);
 // Rights of files that hold passwords, certificates, programs.
 void checkMachine(Checked& checked);
-// Whether names resolve and the mail server's port answers.
+// Whether names resolve, the mail server talks, and the log manager is there.
 void checkNetwork(Checked& checked);
+void checkLogManager(Checked& checked);
 
 } // namespace pm::ctl

@@ -70,6 +70,8 @@ def test_by_the_log_manager(make_pm, make, place, monkeypatch, answer, status, r
     manager = None if answer is None else make(LogManager, bus, answer)
     pm = make_pm(settings(attributes={"SNMPAlert.3#State": "1", "SNMPAlert.8#State": 1}),
                  environment=bus.environment).start("-debug")
+    monkeypatch.setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.environment["DBUS_SYSTEM_BUS_ADDRESS"])
+    assert ("goes to nobody" in pm.ctl("check", status=1)) == (answer is None)
     for arguments in (["3", "--via", "log-manager"], ["8", "--road", "snmp"]):
         assert reason in pm.ctl("test-trap", *arguments, status=1 if status else 0)
     assert manager is None or manager.indexes == [3, 8]
