@@ -22,7 +22,7 @@ struct SchemaRow {
     SchemaTable table;
     ValueType type;
     uint8_t count;        // 0: one key; N: a family of keys numbered 1 to N
-    uint16_t limit;       // most bytes of a text, without terminator
+    uint16_t limit;       // maximum bytes of a text, without terminator
     const char* name;     // '*' is the number in a family
     const char* fallback; // default as text; null: none, reads fail until it is set
     bool lines;           // the text may hold line feeds and tabs
