@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Builds the fuzz targets with clang and runs each for some seconds on its seeds:
 #   scripts/fuzz.sh [SECONDS] [TARGET]...      by default 20 seconds, all targets
-# What they find anew stays in build/fuzz/corpus, crashes in build/fuzz/crashes;
-# docs/faults.md tells how to replay one.
+# New inputs are kept in build/fuzz/corpus, crashes in build/fuzz/crashes; docs/faults.md
+# says how to replay a crash.
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit
 . scripts/lib.sh
@@ -26,8 +26,8 @@ if [ ! -f $here/build.ninja ]; then
 fi
 cmake --build $here --target "${targets[@]/%/_fuzz}" || exit
 
-# pm's files have fixed names, so that each target gets a /tmp of its own.
-mounts=$(private_mounts) || { echo "this machine gives no private /tmp" >&2; exit 1; }
+# pm uses fixed file names, so each target gets a private /tmp.
+mounts=$(private_mounts) || { echo "this machine allows no private mounts; run this as root" >&2; exit 1; }
 failed=()
 for target in "${targets[@]}"; do
     say "$target for $seconds s"

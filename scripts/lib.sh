@@ -1,9 +1,9 @@
 # shellcheck shell=bash
-# What the scripts share. Sourced, with the tree's root as working directory.
+# Functions for the scripts, which source this file in the root of the tree.
 
 say() { printf '\n== %s\n' "$*"; }
 
-# Configures a preset and builds targets of it (all if none is named).
+# build PRESET [TARGET]...: configures the preset and builds these targets, or all.
 build() {
     local preset=$1 targets=("${@:2}")
     say "Building $preset${2:+: ${*:2}}"
@@ -11,8 +11,8 @@ build() {
     cmake --build --preset "$preset" ${targets[0]:+--target "${targets[@]}"}
 }
 
-# Prints the words that give a command mounts of its own, as far as this machine
-# lets us: root's way, or a user namespace. Fails where it allows neither.
+# Prints the command that runs another one with private mounts: as root, or in a user
+# namespace. Fails if the machine allows neither.
 private_mounts() {
     local way
     for way in "unshare -m" "unshare -rm"; do

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Makes the Debian package and prints its path:
-#   scripts/package.sh          of the release build, which it makes first
-#   scripts/package.sh BUILD    of what stands in a build folder
+#   scripts/package.sh          builds the release preset first
+#   scripts/package.sh BUILD    uses an existing build folder
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -27,10 +27,10 @@ fi
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 stage=$work/stage
-put() { # mode, file, where it goes
+put() { # mode, file, path in the package
     install -D -m "$1" "$2" "$stage/$3"
 }
-put_packed() { # file, where it goes
+put_packed() { # file, path in the package
     mkdir -p "$stage/$(dirname "$2")"
     gzip -9nc "$1" >"$stage/$2"
     chmod 644 "$stage/$2"
@@ -58,7 +58,7 @@ put 644 packaging/debian/lintian-overrides usr/share/lintian/overrides/pm
 put_packed "$work/changelog" usr/share/doc/pm/changelog.gz
 
 mkdir -p "$stage/DEBIAN" "$work/debian"
-: >"$work/debian/control" # dpkg-shlibdeps works in a source tree
+: >"$work/debian/control" # dpkg-shlibdeps expects a source tree
 shlibs=$(cd "$work" && dpkg-shlibdeps -O stage/usr/sbin/pm stage/usr/bin/pmctl |
     sed -n 's/^shlibs:Depends=//p')
 architecture=$(dpkg --print-architecture)
@@ -71,7 +71,7 @@ install -m 755 packaging/debian/{postinst,prerm,postrm} "$stage/DEBIAN"
     sort -z | xargs -0 md5sum) >"$stage/DEBIAN/md5sums"
 
 package=$build/pm_${version}_$architecture.deb
-# The same tree gives the same package, byte for byte.
+# With a fixed date, the same tree gives the same package, byte for byte.
 SOURCE_DATE_EPOCH=$(date -u +%s -d "$released") \
     dpkg-deb --root-owner-group --build "$stage" "$package" >&2
 if command -v lintian >/dev/null; then

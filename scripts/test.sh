@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds pm and runs every check and test, or only the parts that are named:
+# Builds pm and runs every check and test, or only the named parts:
 #   scripts/test.sh [format|tidy|units|tsan|system|asan|coverage|fuzz|soak]...
 #
 #   format  clang-format, and the direction of includes between folders
@@ -7,9 +7,9 @@
 #   units   unit tests, built with the address and undefined-behaviour sanitizers
 #   tsan    the concurrent unit tests, built with the thread sanitizer
 #   system  system tests of the release build
-#   asan    system tests of the pm that the sanitizers watch
-#   coverage  how many lines of own operations the unit tests run
-#   fuzz    each fuzz target for some seconds
+#   asan    system tests of a pm built with the sanitizers of units
+#   coverage  how many lines of pm's own operations the unit tests run
+#   fuzz    each fuzz target for 20 seconds
 #   soak    mixed traffic against bad mail servers, with pm killed now and then
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit
@@ -41,7 +41,7 @@ check_format() {
 }
 
 check_tidy() {
-    # The compiler's precompiled headers are not clang's.
+    # clang-tidy cannot read the compiler's precompiled headers.
     [ -f build/tidy/build.ninja ] || cmake --preset release -B build/tidy \
         -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON -DPM_BUILD_BENCH=ON >/dev/null || return
     sources | grep '\.cpp$' | grep -v '^tests/' |
@@ -53,7 +53,7 @@ check_units() {
     build asan && ctest --test-dir build/asan --output-on-failure -j "$(nproc)"
 }
 
-# The thread sanitizer needs an address space that is laid out as it expects.
+# setarch -R: the thread sanitizer does not work with every random address layout.
 check_tsan() {
     build tsan pm_unit_tests && setarch -R ctest --test-dir build/tsan --output-on-failure -j "$(nproc)" \
         -L concurrent --no-tests=error
@@ -67,7 +67,7 @@ check_soak() { scripts/soak.sh 15; }
 
 check_system() { build release pm pmctl && PM_BUILD=build/release system_tests; }
 
-# The interpreter that Debian's pytest belongs to, whatever else is in PATH.
+# By its path, because Debian's pytest works only with Debian's Python.
 system_tests() {
     /usr/bin/python3 -m pytest -p no:cacheprovider -q --durations=3 tests/system "$@"
 }
@@ -85,7 +85,7 @@ for part in "${parts[@]}"; do
 done
 
 say "${#parts[@]} parts in $SECONDS s; failed: ${failed[*]:-none}"
-# What was counted, in the runners' own words.
+# The totals, as each runner printed them.
 for part in "${parts[@]}"; do
     grep -hE '^[0-9]+% tests passed|^=*.* (passed|failed).* in [0-9.]+s|includes checked' \
         "$log/$part" | sed "s/^/$part: /"
