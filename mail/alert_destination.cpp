@@ -5,17 +5,17 @@
 
 namespace pm {
 
-Enabled readEnabled(const char* operation, const AlertDestination& keys) {
+SwitchState readEnabled(const char* operation, const AlertDestination& keys) {
     bool enabled = false;
     if (!readSetting(keys.enabledKey, enabled)) {
         PM_LOG_AS(operation, "could not get email notify %d enabled from VESK\n", keys.number);
-        return Enabled::Unreadable;
+        return SwitchState::Unreadable;
     }
     if (!enabled) {
         PM_LOG_AS(operation, "email notify %d not enabled\n", keys.number);
-        return Enabled::Off;
+        return SwitchState::Off;
     }
-    return Enabled::On;
+    return SwitchState::On;
 }
 
 } // namespace pm

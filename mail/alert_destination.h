@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "config/switch.h"
+
 namespace pm {
 
 // Number and setting keys of a destination.
@@ -32,10 +34,8 @@ inline const AlertDestination* findAlertDestination(int32_t index) {
     return index >= 1 && index <= ALERT_DESTINATIONS ? &alertDestinations[index - 1] : nullptr;
 }
 
-enum class Enabled : uint8_t { Unreadable, Off, On };
-
 // Reads whether the destination is enabled. If it is not On, logs that under the
 // operation's name.
-Enabled readEnabled(const char* operation, const AlertDestination& keys);
+SwitchState readEnabled(const char* operation, const AlertDestination& keys);
 
 } // namespace pm

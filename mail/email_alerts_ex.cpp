@@ -100,9 +100,9 @@ bool composeSubject(Text<255>& subject, const AlertTexts& texts, const char* szS
 // disabled, empty or without a domain is skipped, which is not a failure.
 bool alertDestination(const AlertDestination& keys, const AlertTexts& texts,
                       const char* szServerAddress) {
-    const Enabled enabled = readEnabled(OPERATION, keys);
-    if (enabled != Enabled::On)
-        return enabled == Enabled::Off;
+    const SwitchState enabled = readEnabled(OPERATION, keys);
+    if (enabled != SwitchState::On)
+        return enabled == SwitchState::Off;
     Text<255> destination;
     if (!readSetting(keys.destinationKey, destination)) {
         PM_LOG_AS(OPERATION, "could not get email destination %d\n", keys.number);

@@ -4,8 +4,9 @@
 #   scripts/package.sh BUILD    uses an existing build folder
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. scripts/lib.sh
 
-build=${1:-build/release}
+build=${1:-$builds/release}
 maintainer=$(sed -n 's/^Maintainer: //p' packaging/debian/control.in)
 version=$(sed -n 's/^project(pm VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 released=$(sed -n "s/^## $version (\(.*\))$/\1/p" CHANGELOG.md)
@@ -20,7 +21,6 @@ for tool in dpkg-shlibdeps strip; do
     }
 done
 if [ $# -eq 0 ]; then
-    . scripts/lib.sh
     build release pm pmctl >&2
 fi
 

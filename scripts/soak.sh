@@ -9,6 +9,7 @@ cd "$(dirname "$0")/.."
 . scripts/lib.sh
 
 [ -n "${PM_BUILD:-}" ] || build release pm pmctl
+export PM_BUILD=${PM_BUILD:-$builds/release}
 say "Soak of ${1:-15} s"
 # By its path, because Debian's modules work only with Debian's Python.
 exec /usr/bin/python3 scripts/soak.py "${1:-15}"

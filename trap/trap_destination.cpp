@@ -5,33 +5,32 @@
 
 #include "common/port.h"
 #include "config/attribute_object.h"
+#include "config/switch.h"
 #include "platform/logging.h"
 
 namespace pm {
 
 namespace {
 
-enum class Enable : uint8_t { Unknown, Off, On };
-
-// Reads an enable attribute, "1" or "0". Any other value is logged, and is Unknown.
-Enable readEnable(const char* key) {
+// Reads an enable attribute, "1" or "0". Any other value is logged, and is Unreadable.
+SwitchState readEnable(const char* key) {
     Text<64> value;
     if (readAttributeObject(key, value) != 0)
-        return Enable::Unknown;
+        return SwitchState::Unreadable;
     if (value.empty()) {
         PM_LOG_AS("IsNorvuIPv6only",
                   "function getAttributeObjectByKey returned an empty string, for key=%s\n", key);
-        return Enable::Unknown;
+        return SwitchState::Unreadable;
     }
     if (value.equals("1"))
-        return Enable::On;
+        return SwitchState::On;
     if (value.equals("0"))
-        return Enable::Off;
+        return SwitchState::Off;
     PM_LOG_AS(
         "IsNorvuIPv6only",
         "function getAttributeObjectByKey returned an invalid data value = %s, returning false\n",
         value.c_str());
-    return Enable::Unknown;
+    return SwitchState::Unreadable;
 }
 
 } // namespace
@@ -103,8 +102,8 @@ TrapDestinationType getSNMPTrapDestinationType(const char* destination) {
 }
 
 bool IsNorvuIPv6only() {
-    return readEnable("Norvu.Embedded.1#IPv4.1#Enable") == Enable::Off &&
-           readEnable("Norvu.Embedded.1#IPv6.1#Enable") == Enable::On;
+    return readEnable("Norvu.Embedded.1#IPv4.1#Enable") == SwitchState::Off &&
+           readEnable("Norvu.Embedded.1#IPv6.1#Enable") == SwitchState::On;
 }
 
 } // namespace pm

@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <exception>
 #include <unistd.h>
 
+#include "platform/host/guard.h"
 #include "platform/host/root.h"
 #include "platform/host/store.h"
 #include "platform/logging.h"
@@ -19,21 +19,16 @@ namespace {
 constexpr int DONE = 1;
 constexpr int FAILED = 0;
 
-// Nothing of ours is thrown into a caller of the C interface.
+// DONE if there is a key and call() says so, else FAILED.
 template <typename Call>
-int guarded(const char* key, Call call) {
-    try {
-        return key != nullptr && call() ? DONE : FAILED;
-    } catch (const std::exception& exception) {
-        mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "%s: %s", key, exception.what());
-        return FAILED;
-    }
+int doneIf(const char* key, Call call) {
+    return key == nullptr ? FAILED : guarded(key, FAILED, [&] { return call() ? DONE : FAILED; });
 }
 
 // makeValue gives the value for a key.
 template <typename Call>
 int writeSetting(const char* key, Call makeValue) {
-    return guarded(key, [&] {
+    return doneIf(key, [&] {
         std::string error = "is no known key";
         const auto found = findKey(key);
         if (found && setValue(*found, makeValue(*found), error))
@@ -52,7 +47,7 @@ extern "C" int vesk_init_config_from_file(const char* path, uint8_t factory_defa
     while (!claimHost())
         pause();
     bool loaded = false;
-    guarded(path, [&] { return loaded = loadSettings(path, factory_defaults == 1); });
+    doneIf(path, [&] { return loaded = loadSettings(path, factory_defaults == 1); });
     // Nor is there with settings that the heap had no room for.
     if (!loaded)
         std::exit(1);
@@ -60,7 +55,7 @@ extern "C" int vesk_init_config_from_file(const char* path, uint8_t factory_defa
 }
 
 extern "C" int vesk_config_get_bool(const char* key, uint8_t* value) {
-    return guarded(key, [&] {
+    return doneIf(key, [&] {
         const auto stored = storedBool(key);
         if (stored && value != nullptr)
             *value = *stored ? 1 : 0;
@@ -69,7 +64,7 @@ extern "C" int vesk_config_get_bool(const char* key, uint8_t* value) {
 }
 
 extern "C" int vesk_config_get_int(const char* key, int32_t* value) {
-    return guarded(key, [&] {
+    return doneIf(key, [&] {
         const auto stored = storedInt(key);
         if (stored && value != nullptr)
             *value = *stored;
@@ -78,7 +73,7 @@ extern "C" int vesk_config_get_int(const char* key, int32_t* value) {
 }
 
 extern "C" int vesk_config_get_str_n(const char* key, char* buffer, uint32_t size) {
-    return guarded(key, [&] {
+    return doneIf(key, [&] {
         const auto stored = storedText(key);
         if (!stored || buffer == nullptr || size == 0)
             return false;

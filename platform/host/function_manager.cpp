@@ -7,6 +7,7 @@
 #include "platform/function_manager.h"
 #include "platform/host/activity.h"
 #include "platform/host/function_registry.h"
+#include "platform/host/guard.h"
 #include "platform/host/threads.h"
 #include "platform/logging.h"
 
@@ -68,7 +69,7 @@ void callFunction(Job& job) {
 extern "C" int jelmux_fp_zactor_create(void* manager, void* loop, void** actor, int32_t queue) {
     if (manager == nullptr || loop == nullptr || actor == nullptr || queue <= 0)
         return -1;
-    try {
+    return guarded("creating an actor", -1, [&] {
         auto created = std::make_unique<Actor>(static_cast<size_t>(queue),
                                                static_cast<FunctionManager*>(manager));
         const SignalsBlocked blocked; // the actor's thread inherits the mask
@@ -77,9 +78,7 @@ extern "C" int jelmux_fp_zactor_create(void* manager, void* loop, void** actor, 
             return -1;
         *actor = created.release();
         return 0;
-    } catch (const std::exception&) {
-        return -1;
-    }
+    });
 }
 
 extern "C" void jelmux_fp_zactor_destroy(void*, void** actor) {
@@ -100,14 +99,12 @@ extern "C" int jelmux_function_register_zactor(void* manager, void* actor, const
         handler == nullptr || context == nullptr || std::string_view(name).size() > NAME_LIMIT)
         return -1;
     auto* registry = static_cast<FunctionManager*>(manager);
-    try {
+    return guarded(name, -1, [&] {
         if (findFunction(registry, name) != nullptr)
             return -1; // a name has one handler
         registry->functions.push_back({name, handler, &static_cast<Actor*>(actor)->queue});
         return 0;
-    } catch (const std::exception&) {
-        return -1;
-    }
+    });
 }
 
 } // namespace pm::host

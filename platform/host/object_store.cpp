@@ -4,8 +4,8 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <exception>
 
+#include "platform/host/guard.h"
 #include "platform/host/store.h"
 
 namespace pm::host {
@@ -74,16 +74,14 @@ Object* makeObject(const Value* value) {
 extern "C" int client_get_obj_by_key(const char* key, void** object) {
     if (key == nullptr || object == nullptr)
         return -1;
-    try {
+    return guarded(key, -1, [&] {
         const auto found = findKey(SchemaTable::Attributes, key);
         if (!found)
             return 0;
         const auto value = storedValue(*found);
         *object = makeObject(value ? &*value : nullptr);
         return *object == nullptr ? -1 : 0;
-    } catch (const std::exception&) {
-        return -1;
-    }
+    });
 }
 
 extern "C" int client_get_obj_body_ptr(void* object, void** body) {
