@@ -61,7 +61,8 @@ MIBS='' SNMP_PERSISTENT_DIR=$dir snmptrapd -f -n -Lo -C -c "$dir/snmptrapd.conf"
 started+=($!)
 exec 4<"$dir/traps"
 
-# await_trap_line TEXT [show]: reads the trap receiver's lines up to one with TEXT; show prints them.
+# await_trap_line TEXT [show]: reads the trap receiver's lines up to one with TEXT, and prints
+# them with show.
 await_trap_line() {
     local line
     while read -r -t 10 line <&4; do
