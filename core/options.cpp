@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 #include <strings.h>
+#include <unistd.h>
 
 #include "platform/logging.h"
 
@@ -51,6 +52,8 @@ bool parseOptions(int argc, char** argv) {
         std::printf("      %s (%s) debug mode\n", "-debug", "-d");
         std::printf("      %s (%s) factory defaults\n", "-factorydefaults", "-fd");
         std::printf("\n");
+        if (isatty(STDERR_FILENO) != 0)
+            std::fputs("pm: pm(8) describes the options, pmctl talks to a running pm\n", stderr);
         return false;
     }
     return true;

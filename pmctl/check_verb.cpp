@@ -39,8 +39,10 @@ void checkAll(Checked& checked, bool offline) {
     checkValues(checked);
     checkMail(checked);
     checkMachine(checked);
-    if (!offline)
+    if (!offline) {
         checkNetwork(checked);
+        checkLogManager(checked);
+    }
     // The settings file first, by line; what has no line behind those that have one.
     std::ranges::stable_sort(checked.findings, {}, [&](const Finding& finding) {
         const auto line = static_cast<unsigned>(finding.where.line) - 1U;

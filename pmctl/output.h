@@ -18,8 +18,8 @@ std::string coloured(std::FILE* stream, Colour colour, const std::string& text);
 // "pmctl: TEXT" on standard error, in red; format as printf.
 void complain(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
-// "2026-01-31T12:00:00.000Z" from milliseconds since 1970.
-std::string timeText(int64_t milliseconds);
+// "2026-01-31T13:00:00.000+01:00" from milliseconds since 1970, or with a Z in UTC.
+std::string timeText(int64_t milliseconds, bool utc);
 
 // --- JSON ------------------------------------------------------------------
 

@@ -155,21 +155,6 @@ bool checkText(const SchemaRow& row, const std::string& text, std::string& error
     return false;
 }
 
-size_t editDistance(std::string_view left, std::string_view right) {
-    std::vector<size_t> row(right.size() + 1);
-    std::iota(row.begin(), row.end(), size_t{0});
-    for (size_t i = 0; i < left.size(); ++i) {
-        size_t diagonal = std::exchange(row[0], i + 1);
-        for (size_t j = 0; j < right.size(); ++j) {
-            const size_t change =
-                diagonal + (lowerLetter(left[i]) == lowerLetter(right[j]) ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({change, row[j] + 1, diagonal + 1});
-        }
-    }
-    return row.back();
-}
-
 } // namespace
 
 const KeyId KEY_COUNT = static_cast<KeyId>(countKeys());
@@ -209,6 +194,21 @@ std::optional<KeyId> findKey(std::string_view name) {
         return findKey(SchemaTable::Hardware, name.substr(HARDWARE_PREFIX.size()));
     const bool attribute = name.find('#') != std::string_view::npos;
     return findKey(attribute ? SchemaTable::Attributes : SchemaTable::Settings, name);
+}
+
+size_t editDistance(std::string_view left, std::string_view right) {
+    std::vector<size_t> row(right.size() + 1);
+    std::iota(row.begin(), row.end(), size_t{0});
+    for (size_t i = 0; i < left.size(); ++i) {
+        size_t diagonal = std::exchange(row[0], i + 1);
+        for (size_t j = 0; j < right.size(); ++j) {
+            const size_t change =
+                diagonal + (lowerLetter(left[i]) == lowerLetter(right[j]) ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({change, row[j] + 1, diagonal + 1});
+        }
+    }
+    return row.back();
 }
 
 std::string nearestKey(std::string_view name) {

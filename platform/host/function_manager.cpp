@@ -8,6 +8,7 @@
 #include "platform/host/activity.h"
 #include "platform/host/function_registry.h"
 #include "platform/host/guard.h"
+#include "platform/host/status_report.h"
 #include "platform/host/threads.h"
 #include "platform/logging.h"
 
@@ -59,11 +60,12 @@ std::vector<std::string> functionNames(const FunctionManager* manager) {
 void callFunction(Job& job) {
     noteBegin(Work::Function, job.name);
     const int32_t status = job.handler(job.record.size, job.record.data());
-    noteEnd(Work::Function, job.name, status);
+    const WorkOutcome outcome = noteEnd(Work::Function, job.name, status);
     if (status != 0)
-        mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "function %s returned %d",
-                      job.name.c_str(), status);
-    leaveReply(job.caller, statusReply(status));
+        mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "function %s returned %d%s%s",
+                      job.name.c_str(), status, outcome.reason.empty() ? "" : ": ",
+                      outcome.reason.c_str());
+    leaveReply(job.caller, outcomeReply(status, outcome));
 }
 
 extern "C" int jelmux_fp_zactor_create(void* manager, void* loop, void** actor, int32_t queue) {
