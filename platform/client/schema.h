@@ -57,7 +57,7 @@ std::optional<KeyId> findKey(SchemaTable table, std::string_view name);
 // The known key most similar to a misspelt one; empty if none is similar enough.
 std::string nearestKey(std::string_view name);
 
-// How many letters differ between two names, their case ignored.
+// Edit distance of two names, ignoring the case of letters.
 size_t editDistance(std::string_view left, std::string_view right);
 
 // Some attributes are aliases of a setting. Returns the key that holds the value: an
