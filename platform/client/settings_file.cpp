@@ -296,8 +296,9 @@ class Reader {
             for (size_t j = entries.size() - 1; j > i; --j)
                 if (valueKey(entries[i].key) == valueKey(entries[j].key)) {
                     m_file.findings.push_back({m_name, entries[j].line, keyName(entries[j].key),
-                                               "is set in line " + std::to_string(entries[i].line) +
-                                                   " already; that value is used"});
+                                               "is already set in line " +
+                                                   std::to_string(entries[i].line) +
+                                                   "; that value is used"});
                     entries.erase(entries.begin() + static_cast<ptrdiff_t>(j));
                 }
     }
