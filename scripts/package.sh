@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Makes the Debian package and prints its path:
-#   scripts/package.sh          of the release build, which it makes first
-#   scripts/package.sh BUILD    of the programs in a build folder
+#   scripts/package.sh          builds the release preset first
+#   scripts/package.sh BUILD    uses an existing build folder
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/lib.sh
@@ -27,7 +27,7 @@ fi
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 stage=$work/stage
-put_packed() { # file, where it goes
+put_packed() { # file, path in the package
     mkdir -p "$stage/$(dirname "$2")"
     gzip -9nc "$1" >"$stage/$2"
     chmod 644 "$stage/$2"
@@ -51,12 +51,12 @@ install -D -m 644 packaging/debian/lintian-overrides "$stage/usr/share/lintian/o
 } >"$work/changelog"
 put_packed "$work/changelog" usr/share/doc/pm/changelog.gz
 
-# Of the compiler's target, which a cross build has another of.
+# The architecture of the compiler's target: a cross build has another one than this machine.
 triplet=$("$(cached CMAKE_CXX_COMPILER)" -dumpmachine)
 architecture=$(dpkg-architecture -f -t "$triplet" -q DEB_HOST_ARCH)
 export DEB_HOST_ARCH=$architecture
 mkdir -p "$stage/DEBIAN" "$work/debian"
-: >"$work/debian/control" # dpkg-shlibdeps works in a source tree
+: >"$work/debian/control" # dpkg-shlibdeps expects a source tree
 shlibs=$(cd "$work" && dpkg-shlibdeps -O stage/usr/sbin/pm stage/usr/bin/pmctl |
     sed -n 's/^shlibs:Depends=//p')
 sed -e "s/@VERSION@/$version/; s/@ARCHITECTURE@/$architecture/; s/@SHLIBS@/$shlibs/" \
@@ -68,7 +68,7 @@ install -m 755 packaging/debian/{postinst,prerm,postrm} "$stage/DEBIAN"
     sort -z | xargs -0 md5sum) >"$stage/DEBIAN/md5sums"
 
 package=$build/pm_${version}_$architecture.deb
-# The same tree gives the same package, byte for byte.
+# With a fixed date, the same tree gives the same package, byte for byte.
 SOURCE_DATE_EPOCH=$(date -u +%s -d "$released") \
     dpkg-deb --root-owner-group --build "$stage" "$package" >&2
 if command -v lintian >/dev/null; then
