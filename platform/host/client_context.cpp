@@ -12,6 +12,7 @@
 #include "platform/host/delivery.h"
 #include "platform/host/root.h"
 #include "platform/host/server.h"
+#include "platform/host/socket_group.h"
 #include "platform/host/store.h"
 #include "platform/host/subscriptions.h"
 #include "platform/host/threads.h"
@@ -143,6 +144,7 @@ bool openServer(Server& server, const qornc_init_record& record) {
     setEventTable(record.events);
     if (!startDelivery())
         return false;
+    openSocketsToGroup();
     setAttributeChangeHook(attributeChanged);
     setSettingsLoadedHook(wakeLoop);
     server.context.manager = server.functions;
