@@ -8,6 +8,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "platform/host/accept.h"
 #include "platform/host/delivery.h"
 #include "platform/host/root.h"
 #include "platform/host/server.h"
@@ -84,6 +85,7 @@ void* bindSocket(void* zmq, int type, const std::string& endpoint) {
 void* startZeromq() {
     // pm has handlers of its own; and the library's threads take no signals.
     zsys_handler_set(nullptr);
+    keepDescriptorsFromConnections();
     const SignalsBlocked blocked;
     void* zmq = zsys_init();
     static const bool hooked = on_exit(leaveAtOnce, nullptr) == 0;

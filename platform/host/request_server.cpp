@@ -5,6 +5,7 @@
 #include <exception>
 #include <utility>
 
+#include "platform/host/accept.h"
 #include "platform/host/delivery.h"
 #include "platform/host/kept_log.h"
 #include "platform/host/server.h"
@@ -223,6 +224,7 @@ void dispatch(Frames& frames, Incoming& request) {
 void answer(const Server& server, Received received, Frames& frames) {
     if (frames.size() <= VERSION)
         return; // without so much as a version there is nobody to talk to
+    noteRequestOver(zmq_msg_get(frames[IDENTITY].message(), ZMQ_SRCFD));
     Incoming request{server, {}, {}, {}};
     request.caller.waits = true;
     request.caller.identity = std::move(frames[IDENTITY]);

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <exception>
 
+#include "platform/host/command_turn.h"
 #include "platform/logging.h"
 
 namespace {
@@ -72,6 +73,7 @@ bool WorkQueue::take(Jobs& jobs) {
 }
 
 void WorkQueue::serve() {
+    becomeWorker();
     Jobs jobs;
     while (take(jobs)) {
         const size_t bytes = bytesOf(jobs.front());

@@ -2,9 +2,11 @@
 import re
 import ssl
 import stat
+import struct
 import subprocess
 
 import pytest
+import zmq
 from conftest import CERTIFICATE_ROOT, PREFIX, SmtpSink, settings, until
 
 FOOTER = ("\nTo launch the Norvu Web Interface, click here: https://192.0.2.10\n"
@@ -144,6 +146,26 @@ def test_32_generic_mails_at_once(pm, sink):
     assert {text(mail) for mail in sink.mails} == {message(f"t{n}@b", f"S{n}", f"B{n}")
                                                    for n in range(32)}
     until(lambda: pm.left() == [] and pm.holds_no_more_than(before))
+
+
+def test_350_detached_mails_at_a_hanging_relay(make_pm, make):
+    sink = make(SmtpSink, mode="hang")
+    pm = make_pm(settings(sink.port), mounts="ulimit -n 1024").start()
+    record = struct.pack("255s255s?", b"S", b"a@example.com", False)
+    with zmq.Context() as context, context.socket(zmq.DEALER) as client:
+        client.connect(f"ipc://{pm.root}/run/pm/requests")
+        for n in range(350):
+            client.send_multipart([b"pm/1", b"", b"call", b"pm_function_sendGenericEmail",
+                                   record + b"%d.\0" % n])
+            assert client.recv_multipart()[3] == b"0"
+    until(lambda: pm.held()[2] >= 56)
+    assert pm.held()[0] < 300 and pm.held()[2] < 64
+    pm.ctl("test-trap", "1", status=1)
+    sink.mode = "serve"
+    sink.release()
+    sink.wait(lambda s: len(s.mails) >= 350)
+    assert len({text(mail).split("\n\n")[1] for mail in sink.mails}) == 350
+    until(lambda: pm.left() == [])
 
 
 def test_hanging_relay_stops_nothing_else(make_pm, make):
