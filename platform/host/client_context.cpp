@@ -12,6 +12,7 @@
 #include "platform/host/delivery.h"
 #include "platform/host/root.h"
 #include "platform/host/server.h"
+#include "platform/host/start_steps.h"
 #include "platform/host/store.h"
 #include "platform/host/subscriptions.h"
 #include "platform/host/threads.h"
@@ -113,7 +114,7 @@ bool openLoop(Server& server) {
 }
 
 void closeServer(Server* server) {
-    setSettingsLoadedHook(nullptr);
+    setStartDoneHook(nullptr);
     setAttributeChangeHook(nullptr);
     stopDelivery();
     setEventTable(nullptr);
@@ -141,7 +142,7 @@ bool openServer(Server& server, const qornc_init_record& record) {
     if (!startDelivery())
         return false;
     setAttributeChangeHook(attributeChanged);
-    setSettingsLoadedHook(wakeLoop);
+    setStartDoneHook(wakeLoop);
     server.context.manager = server.functions;
     server.context.loop = server.loop;
     return true;

@@ -6,7 +6,7 @@
 #include "platform/host/kept_log.h"
 #include "platform/host/server.h"
 #include "platform/host/start_pages.h"
-#include "platform/host/store.h"
+#include "platform/host/start_steps.h"
 #include "platform/logging.h"
 #include "platform/settings.h"
 
@@ -51,8 +51,8 @@ void takeSubscription(Server& server, std::string_view message) {
         sendToListeners(server, log ? LOG_SUBSCRIPTION : WIRE_VERSION, "subscribed", "");
 }
 
-void serveWhenLoaded(Server& server) {
-    if (server.serving || !settingsLoaded())
+void serveWhenStarted(Server& server) {
+    if (server.serving || !startIsDone())
         return;
     zmq_pollitem_t item = {server.requests, 0, ZMQ_POLLIN, 0};
     server.serving = zloop_poller(server.loop, &item, takeRequests, &server) == 0;
@@ -77,7 +77,7 @@ int takeOutbox(zloop_t*, zmq_pollitem_t*, void* argument) {
     } catch (const std::exception& exception) {
         mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "replies were lost: %s", exception.what());
     }
-    serveWhenLoaded(server);
+    serveWhenStarted(server);
     return 0;
 }
 

@@ -19,12 +19,12 @@ struct Server {
 
 // Handlers of the loop, which hand over the server as their last argument.
 
-// Reads the requests that have come. Begins to be called when the settings are
-// loaded; what comes earlier waits in the socket.
+// Reads the requests that have come. Begins to be called when pm is done with its
+// start; what comes earlier waits in the socket.
 int takeRequests(zloop_t* loop, zmq_pollitem_t* item, void* server);
 
 // Sends what other threads have left in the outbox and the log lines that somebody
-// follows, and begins to serve as soon as the settings are loaded.
+// follows, and begins to serve as soon as pm is done with its start.
 int takeOutbox(zloop_t* loop, zmq_pollitem_t* item, void* server);
 
 // Tells a new listener that its subscription stands.

@@ -6,6 +6,7 @@
 
 #include "platform/client/wire.h"
 #include "platform/function_manager.h"
+#include "platform/host/start_steps.h"
 
 namespace {
 
@@ -82,8 +83,9 @@ std::string servedTopic(std::string_view topic) {
     return {};
 }
 
-int jelmux_subscriber_init(uint64_t* handle, const char* subscriber,
-                           qornc_event_callback callback) {
+namespace {
+
+int makeSubscriber(uint64_t* handle, const char* subscriber, qornc_event_callback callback) {
     if (handle == nullptr || subscriber == nullptr || callback == nullptr)
         return -1;
     try {
@@ -100,7 +102,7 @@ int jelmux_subscriber_init(uint64_t* handle, const char* subscriber,
     }
 }
 
-int jelmux_subscribe_notification(uint64_t handle, const char* topic) {
+int makeSubscription(uint64_t handle, const char* topic) {
     if (topic == nullptr || *topic == '\0' || std::string_view(topic).size() > NAME_LIMIT)
         return -1;
     try {
@@ -116,4 +118,19 @@ int jelmux_subscribe_notification(uint64_t handle, const char* topic) {
     } catch (const std::bad_alloc&) {
         return -1;
     }
+}
+
+} // namespace
+
+int jelmux_subscriber_init(uint64_t* handle, const char* subscriber,
+                           qornc_event_callback callback) {
+    const int result = makeSubscriber(handle, subscriber, callback);
+    noteSubscriber(result == 0);
+    return result;
+}
+
+int jelmux_subscribe_notification(uint64_t handle, const char* topic) {
+    const int result = makeSubscription(handle, topic);
+    noteSubscription(result == 0);
+    return result;
 }
