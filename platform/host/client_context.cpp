@@ -25,6 +25,8 @@ constexpr size_t SCHEME_LENGTH = 6; // "ipc://"
 
 // A connection's share of messages that the loop has not read yet.
 constexpr int UNREAD_MESSAGES = 16;
+// And of replies that its caller has not read; those beyond are kept in pm.
+constexpr int UNSENT_REPLIES = 128;
 constexpr int CONNECTIONS_AT_ONCE = 512;
 
 std::atomic<bool> initialised{false};
@@ -73,6 +75,10 @@ void* bindSocket(void* zmq, int type, const std::string& endpoint) {
     setOption(socket, ZMQ_BACKLOG, CONNECTIONS_AT_ONCE);
     const int64_t limit = TRANSPORT_LIMIT;
     zmq_setsockopt(socket, ZMQ_MAXMSGSIZE, &limit, sizeof limit);
+    if (type == ZMQ_ROUTER) {
+        setOption(socket, ZMQ_SNDHWM, UNSENT_REPLIES);
+        setOption(socket, ZMQ_ROUTER_MANDATORY, 1); // tells of a reply that is not taken
+    }
     if (type == ZMQ_XPUB)
         setOption(socket, ZMQ_XPUB_VERBOSE, 1); // each listener is greeted
     if (zmq_bind(socket, endpoint.c_str()) == 0)
@@ -136,6 +142,7 @@ bool openServer(Server& server, const qornc_init_record& record) {
     void* zmq = startZeromq();
     if (zmq == nullptr || !openSockets(server, zmq) || !openLoop(server))
         return false;
+    server.incoming.reserve(FRAME_LIMIT); // a message is read whole, whatever the heap has
     server.functions = createFunctionManager();
     server.name = record.service;
     setEventTable(record.events);

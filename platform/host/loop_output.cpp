@@ -12,14 +12,6 @@
 
 namespace {
 
-void sendReply(const Server& server, OutgoingReply& outgoing) {
-    Frames frames;
-    frames.push_back(std::move(outgoing.caller.identity));
-    encodeReply(outgoing.reply, std::move(outgoing.caller.tag), frames);
-    // A caller that has gone meanwhile misses nothing.
-    sendFrames(server.requests, frames);
-}
-
 void sendToListeners(const Server& server, std::string_view subscription, std::string_view kind,
                      std::string_view text) {
     Frames frames;
@@ -63,32 +55,41 @@ void serveWhenStarted(Server& server) {
     giveBackStartPages();
 }
 
+template <typename Work>
+int guarded(const char* what, Work work) {
+    try {
+        work();
+    } catch (const std::exception& exception) {
+        mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "%s: %s", what, exception.what());
+    }
+    return 0;
+}
+
 } // namespace
 
 int takeOutbox(zloop_t*, zmq_pollitem_t*, void* argument) {
     Server& server = *static_cast<Server*>(argument);
-    try {
-        Outgoing outgoing = takeOutgoing();
-        for (OutgoingReply& reply : outgoing.replies)
-            sendReply(server, reply);
+    Outgoing outgoing = takeOutgoing();
+    for (OutgoingReply& reply : outgoing.replies)
+        sendReply(server, reply);
+    serveWhenStarted(server);
+    return guarded("events or log lines were not sent", [&] {
         for (const std::string& name : outgoing.events)
             sendToListeners(server, WIRE_VERSION, "event", name);
         sendLogLines(server);
-    } catch (const std::exception& exception) {
-        mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "replies were lost: %s", exception.what());
-    }
-    serveWhenStarted(server);
-    return 0;
+    });
 }
 
 int takeSubscriptions(zloop_t*, zmq_pollitem_t*, void* argument) {
     Server& server = *static_cast<Server*>(argument);
-    Frames frames;
-    Received received = Received::Whole;
-    while ((received = receiveFrames(server.events, 1, frames)) != Received::Nothing)
-        if (received == Received::Whole)
-            takeSubscription(server, frames[0].view());
-    return 0;
+    return guarded("a listener was not greeted", [&] {
+        Frames frames;
+        frames.reserve(1);
+        Received received = Received::Whole;
+        while ((received = receiveFrames(server.events, 1, frames)) != Received::Nothing)
+            if (received == Received::Whole)
+                takeSubscription(server, frames[0].view());
+    });
 }
 
 int vesk_event_occurred(const char* name, uint64_t, uint64_t) {

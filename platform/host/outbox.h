@@ -13,6 +13,7 @@ struct Caller {
     Frame identity; // of its connection
     Frame tag;
     bool waits = false;
+    int connection = -1; // its descriptor
 };
 
 struct OutgoingReply {
@@ -29,8 +30,8 @@ struct Outgoing {
 int openOutbox();
 void closeOutbox();
 
-// Any thread. The caller waits no longer afterwards; one that does not wait is
-// left alone. Without an open outbox nothing is sent.
+// Any thread. The caller waits no longer afterwards, but if it throws; one that does not
+// wait is left alone. Without an open outbox nothing is sent.
 void leaveReply(Caller& caller, Reply reply);
 // False: nobody could take it.
 bool leaveEvent(std::string name);

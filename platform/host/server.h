@@ -5,19 +5,23 @@
 
 #include "platform/distribution.h"
 #include "platform/host/function_registry.h"
+#include "platform/host/replies.h"
 
 struct Server {
     qornc_context context{}; // what pm sees; the rest is behind it
     zloop_t* loop = nullptr;
     void* requests = nullptr; // ROUTER: requests in, replies out
     void* events = nullptr;   // XPUB: events that pm raises
+    Frames incoming;          // of the request that is read; room for all it may have
+    Replies replies;
     FunctionManager* functions = nullptr;
     const qornc_service_name* name = nullptr; // of this service; its owner keeps it
     bool serving = false;
     uint64_t sentLine = 0; // the last log line that went to who follows the log
 };
 
-// Handlers of the loop, which hand over the server as their last argument.
+// Handlers of the loop, which hand over the server as their last argument. Nothing is
+// thrown through the loop, which is C.
 
 // Reads the requests that have come. Begins to be called when pm is done with its
 // start; what comes earlier waits in the socket.

@@ -77,6 +77,24 @@ def test_what_waits_is_bounded_and_others_are_served(make_pm, make, connect, siz
     assert [client.recv_multipart()[3] for _ in range(taken)] == [b"-1"] + [b"-3"] * (taken - 1)
 
 
+def test_replies_that_nobody_reads(pm, connect):
+    client = connect(pm)
+    for n in range(10000):
+        client.send_multipart([b"pm/1", b"%d" % n, b"get", b"NVC/productinfo"])
+    assert pm.ctl("list")  # others are served meanwhile
+    assert [int(client.recv_multipart()[1]) for _ in range(10000)] == list(range(10000))
+    # More than what is kept costs the connection.
+    greedy = connect(pm)
+    ends = greedy.get_monitor_socket(zmq.EVENT_DISCONNECTED)
+    greedy.sndtimeo = 1000
+    with contextlib.suppress(zmq.Again):
+        for _ in range(100000):
+            greedy.send_multipart(ask(b"list"))
+    assert pm.errors().count("does not read its replies") == 1 and pm.ctl("list")
+    while not ends.poll(0):
+        assert greedy.recv_multipart()[2] == b"done"
+
+
 def test_copies_of_detached_mails_are_bounded(make_pm, make, connect):
     pm = make_pm(settings(make(SmtpSink, mode="hang").port, 1)).start()
     client = connect(pm)
