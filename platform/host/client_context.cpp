@@ -146,7 +146,7 @@ bool openServer(Server& server, const qornc_init_record& record) {
     server.functions = createFunctionManager();
     server.name = record.service;
     setEventTable(record.events);
-    if (!startDelivery())
+    if (!startDelivery(record.events))
         return false;
     setAttributeChangeHook(attributeChanged);
     setStartDoneHook(wakeLoop);

@@ -62,6 +62,15 @@ std::vector<qornc_event_callback> takersOf(std::string_view topic) {
     return takers;
 }
 
+std::optional<size_t> rowTaking(std::string_view topic) {
+    const std::lock_guard lock(state().mutex);
+    const auto* table = state().table;
+    for (size_t row = 0; table != nullptr && table[row].topic != nullptr; ++row)
+        if (rowTakes(table[row].topic, topic))
+            return row;
+    return std::nullopt;
+}
+
 std::vector<std::string> topicsTaken() {
     std::vector<std::string> topics;
     const std::lock_guard lock(state().mutex);

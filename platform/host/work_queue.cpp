@@ -22,7 +22,7 @@ bool reserveBytes(size_t bytes) {
 }
 
 size_t bytesOf(const Job& job) {
-    return job.record.held() + job.name.size() + job.value.size();
+    return sizeof job + job.record.held() + job.name.size() + job.value.size();
 }
 
 // Jobs end their own faults; what is left is a heap without room.
