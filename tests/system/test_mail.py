@@ -1,4 +1,5 @@
 """Mails as a real SMTP server gets them."""
+import os
 import re
 import ssl
 import stat
@@ -85,6 +86,18 @@ def test_refusals(pm, sink):
             ("alert --subject S --body " + "B" * 2040, 2, "2039"), ("nonsense", 2, "")):
         assert says in pm.ctl(*arguments.split(), status=status)
     assert sink.connections == 0
+
+
+def test_a_fifo_in_place_of_a_file_fails_at_once(pm, sink):
+    for name in ("zorqemail.txt", "zorqemailconfig.txt"):
+        os.mkfifo(pm.tmp / name)
+        assert "-17" in pm.ctl("test-message", *TO_A, status=1)
+        reader = os.open(pm.tmp / name, os.O_RDONLY | os.O_NONBLOCK)
+        assert "-17" in pm.ctl("test-message", *TO_A, status=1)
+        os.close(reader)
+        (pm.tmp / name).unlink()
+    pm.ctl("test-message", *TO_A)
+    assert len(sink.mails) == 1
 
 
 @pytest.fixture(scope="module")
