@@ -6,6 +6,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace pm {
+
 namespace {
 
 constexpr mode_t CREATION_MODE = 0666; // cut by the mask
@@ -42,3 +44,5 @@ FileOwner openUnbuffered(const char* path, const char* mode) {
 bool writeAll(std::FILE* file, std::string_view text) {
     return std::fwrite(text.data(), 1, text.size(), file) == text.size();
 }
+
+} // namespace pm

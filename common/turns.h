@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <mutex>
 
+namespace pm {
+
 struct Turns {
     explicit Turns(size_t count) : free(count) {}
 
@@ -32,3 +34,5 @@ class Turn {
   private:
     Turns& m_turns;
 };
+
+} // namespace pm

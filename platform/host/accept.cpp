@@ -22,6 +22,8 @@
 
 #include "platform/logging.h"
 
+namespace pm::host {
+
 namespace {
 
 // For 64 commands with three each, as many mails that are written, and what pm holds.
@@ -187,3 +189,5 @@ extern "C" int accept4(int listener, sockaddr* address, socklen_t* length, int f
     errno = ECONNABORTED; // which libzmq takes for a caller that went away
     return -1;
 }
+
+} // namespace pm::host

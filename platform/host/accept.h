@@ -1,6 +1,8 @@
 // Connections to pm's sockets: bounded, so that descriptors remain for all else.
 #pragma once
 
+namespace pm::host {
+
 // To be called before a socket is bound.
 void keepDescriptorsFromConnections();
 
@@ -10,3 +12,5 @@ void noteRequestOver(int connection);
 
 // Ends a connection; who is at its other side sees that.
 void cutConnection(int connection);
+
+} // namespace pm::host

@@ -1,5 +1,7 @@
 #include "platform/host/command_turn.h"
 
+namespace pm::host {
+
 namespace {
 
 thread_local bool worker = false;
@@ -16,3 +18,5 @@ Turns& commandTurns() {
     static Turns& others = *new Turns(OTHER_COMMANDS);
     return worker ? workers : others;
 }
+
+} // namespace pm::host

@@ -3,6 +3,8 @@
 
 #include "common/turns.h"
 
+namespace pm::host {
+
 // The stand-in's own threads run one command each at most. So many turns are kept for
 // them, so that mails on threads of pm's own that hang delay no other work.
 inline constexpr size_t WORKER_COMMANDS = 8;
@@ -13,3 +15,5 @@ void becomeWorker();
 
 // The turns in which the calling thread may run a command.
 Turns& commandTurns();
+
+} // namespace pm::host

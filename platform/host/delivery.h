@@ -6,6 +6,8 @@
 
 #include "platform/host/work_queue.h"
 
+namespace pm::host {
+
 // For the table of the client. False: a thread could not be started.
 bool startDelivery(const qornc_event_row* table);
 // Waits for the callbacks that run.
@@ -27,3 +29,5 @@ void deliver(Job& job);
 // Queues the change of an attribute (name in lower case) for all who take it. Any
 // thread; returns at once.
 void attributeChanged(const std::string& attribute);
+
+} // namespace pm::host

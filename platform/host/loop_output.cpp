@@ -2,13 +2,18 @@
 #include <exception>
 #include <systemd/sd-daemon.h>
 
+#include "platform/events.h"
 #include "platform/host/activity.h"
+#include "platform/host/guard.h"
 #include "platform/host/kept_log.h"
 #include "platform/host/server.h"
 #include "platform/host/start_pages.h"
 #include "platform/host/start_steps.h"
 #include "platform/logging.h"
-#include "platform/settings.h"
+
+namespace pm::host {
+
+using namespace client;
 
 namespace {
 
@@ -55,16 +60,6 @@ void serveWhenStarted(Server& server) {
     giveBackStartPages();
 }
 
-template <typename Work>
-int guarded(const char* what, Work work) {
-    try {
-        work();
-    } catch (const std::exception& exception) {
-        mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "%s: %s", what, exception.what());
-    }
-    return 0;
-}
-
 } // namespace
 
 int takeOutbox(zloop_t*, zmq_pollitem_t*, void* argument) {
@@ -73,26 +68,28 @@ int takeOutbox(zloop_t*, zmq_pollitem_t*, void* argument) {
     for (OutgoingReply& reply : outgoing.replies)
         sendReply(server, reply);
     serveWhenStarted(server);
-    return guarded("events or log lines were not sent", [&] {
+    return guarded("sending events and log lines", 0, [&] {
         for (const std::string& name : outgoing.events)
             sendToListeners(server, WIRE_VERSION, "event", name);
         sendLogLines(server);
+        return 0;
     });
 }
 
 int takeSubscriptions(zloop_t*, zmq_pollitem_t*, void* argument) {
     Server& server = *static_cast<Server*>(argument);
-    return guarded("a listener was not greeted", [&] {
+    return guarded("greeting a listener", 0, [&] {
         Frames frames;
         frames.reserve(1);
         Received received = Received::Whole;
         while ((received = receiveFrames(server.events, 1, frames)) != Received::Nothing)
             if (received == Received::Whole)
                 takeSubscription(server, frames[0].view());
+        return 0;
     });
 }
 
-int vesk_event_occurred(const char* name, uint64_t, uint64_t) {
+extern "C" int vesk_event_occurred(const char* name, uint64_t, uint64_t) {
     try {
         if (name != nullptr && leaveEvent(name))
             return 0;
@@ -103,3 +100,5 @@ int vesk_event_occurred(const char* name, uint64_t, uint64_t) {
                   name == nullptr ? "without a name" : name);
     return -1;
 }
+
+} // namespace pm::host

@@ -10,6 +10,10 @@
 #include "platform/host/server.h"
 #include "platform/logging.h"
 
+namespace pm::host {
+
+using namespace client;
+
 namespace {
 
 constexpr size_t FIRST_DELAY = 10; // milliseconds; doubled while nobody takes anything
@@ -134,3 +138,5 @@ void refuseWithoutMemory(Server& server, Caller& caller) {
     if (frames[0].size() != 0)
         sendFrames(server.requests, frames);
 }
+
+} // namespace pm::host

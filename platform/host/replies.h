@@ -10,12 +10,14 @@
 
 #include "platform/host/outbox.h"
 
+namespace pm::host {
+
 // Of all callers together. Beyond that, the caller of which most is kept loses it, and
 // its connection.
 inline constexpr size_t KEPT_REPLIES_LIMIT = size_t{64} << 20U;
 
 struct KeptReplies {
-    std::deque<Frames> replies; // in order
+    std::deque<client::Frames> replies; // in order
     size_t bytes = 0;
     int connection = -1;
 };
@@ -32,3 +34,5 @@ struct Replies {
 void sendReply(Server& server, OutgoingReply& outgoing);
 // For a caller that waits: a refusal that takes no memory.
 void refuseWithoutMemory(Server& server, Caller& caller);
+
+} // namespace pm::host

@@ -15,6 +15,10 @@
 #include "platform/client/fd.h"
 #include "platform/logging.h"
 
+namespace pm::host {
+
+using namespace client;
+
 namespace {
 
 constexpr const char* RUN_FOLDER = "run/pm";
@@ -171,3 +175,5 @@ bool claimHost() {
     }
     return granted;
 }
+
+} // namespace pm::host

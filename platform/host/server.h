@@ -7,12 +7,14 @@
 #include "platform/host/function_registry.h"
 #include "platform/host/replies.h"
 
+namespace pm::host {
+
 struct Server {
     qornc_context context{}; // what pm sees; the rest is behind it
     zloop_t* loop = nullptr;
     void* requests = nullptr; // ROUTER: requests in, replies out
     void* events = nullptr;   // XPUB: events that pm raises
-    Frames incoming;          // of the request that is read; room for all it may have
+    client::Frames incoming;  // of the request that is read; room for all it may have
     Replies replies;
     FunctionManager* functions = nullptr;
     const qornc_service_name* name = nullptr; // of this service; its owner keeps it
@@ -33,3 +35,5 @@ int takeOutbox(zloop_t* loop, zmq_pollitem_t* item, void* server);
 
 // Tells a new listener that its subscription stands.
 int takeSubscriptions(zloop_t* loop, zmq_pollitem_t* item, void* server);
+
+} // namespace pm::host

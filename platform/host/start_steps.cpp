@@ -3,6 +3,8 @@
 #include <mutex>
 #include <utility>
 
+namespace pm::host {
+
 namespace {
 
 constexpr int SUBSCRIPTIONS = 9; // to the group of SNMP and the eight of its alerts
@@ -77,3 +79,5 @@ void setStartDoneHook(void (*hook)()) {
     lock.unlock();
     call(due);
 }
+
+} // namespace pm::host

@@ -3,6 +3,8 @@
 // that are served from then on meet all of it.
 #pragma once
 
+namespace pm::host {
+
 // A subscriber was made, or could not be: an attempt at all subscriptions begins.
 void noteSubscriber(bool made);
 // A subscription was made, or could not be.
@@ -12,3 +14,5 @@ bool startIsDone();
 // The hook is called once when the start is done, on the thread that does the last
 // step; at once if it already is.
 void setStartDoneHook(void (*hook)());
+
+} // namespace pm::host

@@ -4,12 +4,16 @@
 #include <unistd.h>
 
 #include "core/config_subscription.h"
+#include "core/directory_rule.h"
 #include "core/events.h"
 #include "mail/functions.h"
 #include "platform/distribution.h"
 #include "platform/host/record.h"
 #include "tests/unit/sound_output.h"
 #include "trap/functions.h"
+
+using namespace pm;
+using namespace pm::host;
 
 namespace {
 

@@ -2,6 +2,8 @@
 #include "core/events.h"
 #include "mail_senders.h"
 
+using namespace pm;
+
 namespace {
 
 class Events : public Scripted {};

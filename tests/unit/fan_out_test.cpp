@@ -2,6 +2,8 @@
 #include "mail/email_alerts.h"
 #include "mail_senders.h"
 
+using namespace pm;
+
 namespace {
 
 class FanOut : public Scripted {};
@@ -49,7 +51,7 @@ TEST_F(FanOut, WalksAllFourWhateverFails) {
     for (const auto& [steps, eventStatus, extendedStatus, to] : cases) {
         const EventPayload payload = event();
         restart(steps);
-        EXPECT_EQ(eventStatus, sendEmailAlerts(&payload));
+        EXPECT_EQ(eventStatus, sendEmailAlerts(payload));
         EXPECT_EQ(to, destinations());
         restart(steps, "extended");
         EXPECT_EQ(extendedStatus, send(sendEmailAlertsEx, request("host", "s")));
@@ -62,7 +64,7 @@ TEST_F(FanOut, EventMailIsComposedFromConfigurationAndEvent) {
            "|pm_str_email_alert2_subject=" + string(300, 's') +
            "|!pm_str_email_alert3_body|!pm_str_email_alert4_subject");
     EventPayload payload = event(string(600, 'm')); // runs to the end of its field
-    EXPECT_EQ(0, sendEmailAlerts(&payload));
+    EXPECT_EQ(0, sendEmailAlerts(payload));
     ASSERT_EQ("12", destinations());
     EXPECT_EQ(DATE +
                   "From: pm@example.org\nTo: 1@example.org\nSubject: Subject 1\n"

@@ -10,10 +10,13 @@
 
 #include "common/status.h"
 #include "core/config_subscription.h"
+#include "core/directory_rule.h"
 #include "core/events.h"
 #include "mail_senders.h"
 #include "platform/distribution.h"
 #include "trap/functions.h"
+
+using namespace pm;
 
 static std::atomic<int> failingFileCall = 0; // counts down; that one fails
 static std::string failedFileCall;

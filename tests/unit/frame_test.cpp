@@ -3,6 +3,8 @@
 
 #include "mail_senders.h"
 
+using namespace pm;
+
 namespace {
 
 class Frame : public Scripted {};

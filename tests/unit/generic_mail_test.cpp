@@ -5,6 +5,8 @@
 
 #include "mail_senders.h"
 
+using namespace pm;
+
 namespace {
 
 void pause(int milliseconds) {

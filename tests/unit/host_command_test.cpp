@@ -13,9 +13,11 @@
 #include <unistd.h>
 
 #include "platform/client/fd.h"
+#include "platform/commands.h"
 #include "platform/host/command_turn.h"
 #include "platform/host/words.h"
-#include "platform/settings.h"
+
+using namespace pm::host;
 
 namespace {
 
@@ -168,7 +170,7 @@ TEST_F(HostCommand, SoManyAtATimeAndWorkersAreNotHeldUp) {
         EXPECT_EQ(vesk_exec_systemcmd("true"), 0);
     }).join();
     for (; done < callers.size(); usleep(1000)) // each opening ends those who wait for one
-        Fd(open("gate", O_WRONLY | O_NONBLOCK)).reset();
+        pm::client::Fd(open("gate", O_WRONLY | O_NONBLOCK)).reset();
 }
 
 } // namespace

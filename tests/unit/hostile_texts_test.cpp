@@ -3,6 +3,8 @@
 #include "sound_output.h"
 #include "trap/functions.h"
 
+using namespace pm;
+
 namespace {
 
 // Apart by "|".

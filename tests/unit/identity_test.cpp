@@ -1,11 +1,15 @@
 // Who a mail comes from, how the relay is reached, and the reader of attribute objects.
 #include <cstring>
 
+#include "config/attribute_object.h"
+#include "mail/domain_literal.h"
 #include "mail/email_config_args.h"
 #include "mail/endpoint.h"
-#include "mail/identity.h"
-#include "platform/attribute_object.h"
+#include "mail/hostname.h"
+#include "mail/sender_address.h"
 #include "scripted_platform.h"
+
+using namespace pm;
 
 namespace {
 

@@ -4,6 +4,8 @@
 #include "mail/relay_config.h"
 #include "mail_senders.h"
 
+using namespace pm;
+
 namespace {
 
 namespace fs = std::filesystem;

@@ -9,6 +9,8 @@
 #include "mail/send_email.h"
 #include "scripted_platform.h"
 
+using namespace pm;
+
 #define LINKS_TO(host)                                                                             \
     "\nTo launch the Norvu Web Interface, click here: https://" host                               \
     "\nTo launch the Norvu Virtual Console, click here: https://" host "/console\n"

@@ -1,9 +1,12 @@
 // Start-up: options, and the service thread.
 #include <csignal>
 
-#include "core/process.h"
+#include "core/options.h"
+#include "core/service_thread_start.h"
 #include "platform/logging.h"
 #include "scripted_platform.h"
+
+using namespace pm;
 
 namespace {
 

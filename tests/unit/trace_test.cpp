@@ -4,11 +4,16 @@
 #include <regex>
 
 #include "core/config_subscription.h"
+#include "core/directory_rule.h"
 #include "core/events.h"
-#include "core/process.h"
+#include "core/options.h"
+#include "core/persistent_parameters.h"
 #include "core/service_thread.h"
+#include "core/tables.h"
 #include "mail_senders.h"
 #include "trap/functions.h"
+
+using namespace pm;
 
 namespace {
 

@@ -7,6 +7,8 @@
 #include "trap/ipmi_test_trap.h"
 #include "trap/pet.h"
 
+using namespace pm;
+
 namespace {
 
 class Trap : public Scripted {};
