@@ -46,7 +46,7 @@ void declareGlobals(CLI::App& app, Options& options) {
 
 void declareVerbs(CLI::App& app, Options& options, const Verb*& chosen) {
     for (const auto& group : {serviceVerbs(), settingsVerbs(), eventVerbs(), mailVerbs(),
-                              trapVerbs(), checkVerbs(), logVerbs(), statusVerbs()})
+                              trapVerbs(), checkVerbs(), logVerbs(), statusVerbs(), drainVerbs()})
         for (const Verb& verb : group) {
             auto* command = app.add_subcommand(verb.name, verb.summary);
             command->footer(std::string("Examples:\n") + verb.examples);

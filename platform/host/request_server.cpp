@@ -25,7 +25,7 @@ constexpr size_t VALUE_LIMIT = size_t{16} * 1024;
 
 // A request on its way in. What is taken out of it is moved.
 struct Incoming {
-    const Server& server;
+    Server& server;
     Caller caller;
     std::vector<std::string> arguments;
     std::optional<Frame> payload;
@@ -43,6 +43,8 @@ void refuseName(Incoming& request, std::string_view what) {
 
 // The job replies when it is done; a caller that does not wait is answered here.
 void queueJob(Incoming& request, WorkQueue& queue, Jobs& jobs, bool waits = true) {
+    if (request.server.draining)
+        return refuse(request, "busy", "pm is being drained and takes no new work");
     if (waits)
         jobs.front().caller = std::exchange(request.caller, {});
     const Pushed pushed = queue.push(jobs);
@@ -169,6 +171,14 @@ void status(Incoming& request) {
     leaveReply(request.caller, {ReplyKind::Done, statusReport(request.server)});
 }
 
+void drain(Incoming& request) {
+    const std::string& word = request.arguments[0];
+    if (word != "begin" && word != "cancel")
+        return refuse(request, "malformed", "the argument is begin or cancel");
+    request.server.draining = word == "begin";
+    leaveReply(request.caller, {ReplyKind::Done, drainReport(request.server)});
+}
+
 struct Verb {
     std::string_view name;
     size_t arguments;
@@ -178,7 +188,7 @@ struct Verb {
     std::string_view form;
 };
 
-constexpr std::array<Verb, 8> verbs = {{
+constexpr std::array<Verb, 9> verbs = {{
     {"list", 0, 0, false, list, "list"},
     {"call", 1, 0, true, call, "call FUNCTION [PAYLOAD]"},
     {"event", 2, 0, true, publish, "event TOPIC wait|no-wait [PAYLOAD]"},
@@ -187,6 +197,7 @@ constexpr std::array<Verb, 8> verbs = {{
     {"unset", 1, 0, false, unset, "unset KEY"},
     {"log", 1, 2, false, log, "log COUNT [LEVEL [SINCE]]"},
     {"status", 0, 0, false, status, "status"},
+    {"drain", 1, 0, false, drain, "drain begin|cancel"},
 }};
 
 bool isControl(char byte) {
@@ -232,7 +243,7 @@ void dispatch(Frames& frames, Incoming& request) {
     verb->run(request);
 }
 
-void answer(const Server& server, Received received, Frames& frames) {
+void answer(Server& server, Received received, Frames& frames) {
     if (frames.size() <= VERSION)
         return; // without so much as a version there is nobody to talk to
     Incoming request{server, {}, {}, {}};
@@ -259,7 +270,7 @@ void answer(const Server& server, Received received, Frames& frames) {
 } // namespace
 
 int takeRequests(zloop_t*, zmq_pollitem_t*, void* argument) {
-    const Server& server = *static_cast<Server*>(argument);
+    Server& server = *static_cast<Server*>(argument);
     Frames frames;
     for (int count = 0; count < MESSAGES_A_TURN; ++count) {
         const Received received = receiveFrames(server.requests, FRAME_LIMIT, frames);
