@@ -34,10 +34,12 @@ void declareGlobals(CLI::App& app, Options& options) {
     if (const char* root = std::getenv("PM_HOST_ROOT"))
         options.root = root;
     app.add_option("--root", options.root, "Folder below which pm runs; default PM_HOST_ROOT")
-        ->type_name("DIR");
+        ->type_name("DIR")
+        ->take_last();
     app.add_option("--timeout", options.timeout, "Time to wait for an answer; default 300")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.001, 86400.0));
+        ->check(CLI::Range(0.001, 86400.0))
+        ->take_last();
     app.set_version_flag("--version", "pmctl " PM_VERSION);
     app.footer(EXAMPLES);
     app.require_subcommand(1);
