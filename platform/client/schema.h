@@ -29,6 +29,8 @@ struct SchemaRow {
     bool secret;          // never to be printed unasked
     const char* meaning;  // one line
     const char* example;
+    int32_t least = 0; // of a number; with most 0 any will do
+    int32_t most = 0;
 };
 
 // A key is known by its place among all keys, families written out.
