@@ -12,7 +12,7 @@ targets=("${@:2}")
 [ ${#targets[@]} -gt 0 ] || targets=(records words settings_file messages)
 compiler=$(command -v clang++ clang++-14 | head -n 1)
 if [ -z "$compiler" ]; then
-    echo "clang++ is missing: apt-get install clang libclang-rt-14-dev" >&2
+    echo "clang++ is missing: apt-get install clang libclang-rt-dev" >&2
     exit 1
 fi
 

@@ -29,6 +29,8 @@ struct SchemaRow {
     bool secret;          // printed only on request
     const char* meaning;  // one line
     const char* example;
+    int32_t least = 0; // of a number; with most 0 any will do
+    int32_t most = 0;
 };
 
 // Index of a key among all keys. Each number of a family is a key of its own.
