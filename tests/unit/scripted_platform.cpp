@@ -2,15 +2,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdarg>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
-#include "mail/attempt.h"
 #include "platform/attributes.h"
 #include "platform/function_manager.h"
 #include "platform/ipmi.h"
@@ -27,6 +24,30 @@ uint8_t g_bTrace = 0;
 
 namespace {
 
+const Steps SOUND = {text(SENDER_MAIL, "pm@example.org"),
+                     text(SERVER, "mail.example.org"),
+                     text("servers", "4"),
+                     text("domain", "example.org"),
+                     text(IPV4, "1"),
+                     text(IPV6, "0"),
+                     text(IPV4_ADDRESS, "192.0.2.7"),
+                     text(IPV6_ADDRESS, "2001:db8::7"),
+                     text(HOST_NAME, "ctl1"),
+                     text(REGISTERED, "0"),
+                     text(PREFIX, ""),
+                     text(ENCRYPTION, "0"),
+                     text(SMTP_PORT, "25"),
+                     text(AUTH, "0"),
+                     text(PRESENCE, "0"),
+                     text("clock", "1000000000"),
+                     text("guid", "8f112233-4455-6677-8899-aabbccddeeff"),
+                     text("host name", "\001ab"),
+                     text("community", "public"),
+                     text(TRAP_PORT, "162"),
+                     text(TRAP_STATE, "1"),
+                     text(TRAP_DESTINATION, "192.0.2.1"),
+                     text("bus reply", "0")};
+
 qornc_context client;
 
 // Settings calls answer with other bits set beside bit 0.
@@ -34,90 +55,102 @@ int oddResult(bool done) {
     return done ? 0x7ffffff1 : 0x7ffffff0;
 }
 
-string shortKey(const string& key) {
-    return key.starts_with("Norvu.Embedded.1#") ? "@" + key.substr(17) : key;
+bool has(const string& key) {
+    return script.values.contains(key) && !script.callFails;
 }
 
 bool giveNumber(const string& key, int32_t* value) {
     const Guard lock(guard);
-    const bool given = has(":" + key);
-    *value = given ? std::stoi(script.answers[":" + key]) : -7;
-    return given;
+    *value = has(key) ? std::stoi(script.values[key]) : -7;
+    return has(key);
 }
 
-void setFileLimit(rlim_t size) {
-    rlimit limit;
-    getrlimit(RLIMIT_FSIZE, &limit);
-    limit.rlim_cur = size;
-    setrlimit(RLIMIT_FSIZE, &limit);
+string withoutSourceLine(const string& text) {
+    return text.starts_with('[') ? "[]" + text.substr(text.find(']') + 1) : text;
+}
+
+string shown(string text) {
+    for (size_t at = 0; (at = text.find('\n', at)) != text.npos; ++at)
+        text.replace(at, 1, "\\n");
+    return text;
+}
+
+// Calls follow the line of the log that they come after, as far as the width goes.
+void noteCall(const string& call) {
+    constexpr size_t WIDTH = 100;
+    if (script.order.empty() || script.order.back().size() + call.size() >= WIDTH)
+        script.order.push_back("   ");
+    script.order.back() += " > " + shown(call);
 }
 
 } // namespace
 
-void change(const string& steps) {
-    std::stringstream all(steps);
-    for (string step; std::getline(all, step, '|');) {
-        const size_t mark = step[0] == '!' ? 0 : step.find_first_of("=:~%;?>^&", 1);
-        const string key = step.substr(0, mark), value = step.substr(mark + 1);
-        if (step[0] == '!') {
-            for (const char* sign : {"=", ":", "~"})
-                script.answers.erase(sign + value);
-        } else if (step[mark] == '^') {
-            fs::remove_all(key);
-            fs::create_symlink(value, key);
-        } else if (key == "limit") {
-            setFileLimit(std::stoul(value));
-        } else if (key == "allocation") {
-            script.failingAllocation = std::stoi(value);
-        } else {
-            script.answers[step[mark] + key] = value;
-        }
-    }
+Step text(const string& key, const string& value) {
+    return {words(key, "is", value), [=] { script.values[key] = value; }};
 }
-
-bool has(const string& signAndKey) {
-    return script.answers.contains(signAndKey) && !script.callFails;
+Step typed(int objectType, const string& key, const string& value) {
+    return {words(key, "of type", objectType, "is", value), [=] {
+                script.values[key] = value;
+                script.types[key] = objectType;
+            }};
 }
+Step unreadable(const string& key) {
+    return {key + " unreadable", [=] { script.values.erase(key); }};
+}
+Step fails(const string& call, int result) {
+    return {words(call, "fails with", result), [=] { script.results[call] = result; }};
+}
+Step during(const string& call, const Step& step) {
+    return {words("during", call, step.label), [=] { script.reactions[call] = step.apply; }};
+}
+Step relayResults(const std::vector<int>& results) {
+    return {"relay results", [=] { script.relayResults = results; }};
+}
+Step noMemory(int nth) {
+    return {words("no memory", nth), [=] { script.failingAllocation = nth; }};
+}
+string enabledKey(int destination) {
+    return "pm_bool_email_alert" + std::to_string(destination) + "_enabled";
+}
+static string alertKey(int destination, const string& what) {
+    return "pm_str_email_alert" + std::to_string(destination) + what;
+}
+ANSWER(string, subjectKey, (int destination), alertKey(destination, "_subject"))
+ANSWER(string, addressKey, (int destination), alertKey(destination, "_destination"))
+ANSWER(string, bodyKey, (int destination), alertKey(destination, "_body"))
 
 int outcome(const string& call) {
     const Guard lock(guard);
     script.calls.push_back(call);
-    script.trace.push_back("    " + call);
-    script.callFails = script.failingCall > 0 && --script.failingCall == 0;
-    const auto answers = script.answers;
-    int result = script.callFails ? -1 : 0;
-    for (const auto& [start, value] : answers) {
-        if (start[0] == '>' && call.starts_with(start.substr(1)))
-            change(value);
-        if (start[0] == '?' && call.starts_with(start.substr(1)))
-            result = std::stoi(value);
+    noteCall(call);
+    const auto reactions = script.reactions;
+    for (const auto& [start, react] : reactions) {
+        if (call.starts_with(start))
+            react();
     }
-    return result;
+    script.callFails = script.failingCall > 0 && --script.failingCall == 0;
+    for (const auto& [start, result] : script.results) {
+        if (call.starts_with(start))
+            return result;
+    }
+    return script.callFails ? -1 : 0;
 }
 
 bool giveText(const string& key, void* buffer, size_t size) {
     const Guard lock(guard);
-    const string text = has("=" + key) ? script.answers["=" + key] : "rubbish";
+    const string text = has(key) ? script.values[key] : "rubbish";
     std::memcpy(buffer, text.c_str(), std::min(text.size() + 1, size));
-    return has("=" + key);
+    return has(key);
 }
 
-size_t countOf(const Lines& lines, const string& line) {
-    return static_cast<size_t>(std::count(lines.begin(), lines.end(), line));
+size_t called(const string& start) {
+    return static_cast<size_t>(std::ranges::count_if(
+        script.calls, [&](const string& call) { return call.starts_with(start); }));
 }
 
 size_t logged(const string& part) {
     return static_cast<size_t>(std::ranges::count_if(
         script.log, [&](const string& line) { return line.find(part) != line.npos; }));
-}
-
-Lines startingWith(const Lines& lines, const string& start) {
-    Lines found;
-    for (const string& line : lines) {
-        if (line.starts_with(start))
-            found.push_back(line.substr(start.size()));
-    }
-    return found;
 }
 
 string contentOf(const string& path) {
@@ -137,46 +170,40 @@ Lines mailFiles() {
     return found;
 }
 
-void Scripted::SetUp() {
+void Scripted::begin(const Steps& given, const string& name) {
+    EXPECT_EQ(0U, liveBlocks()) << "heap blocks are left";
+    string label = "Case: " + name;
+    for (const Step& step : given)
+        label += "; " + step.label;
+    m_trace.reset();
+    m_trace = std::make_unique<testing::ScopedTrace>(__FILE__, __LINE__, label);
     for (const string& path : mailFiles())
         fs::remove_all(path);
     umask(022);
-    std::signal(SIGXFSZ, [](int) { setFileLimit(RLIM_INFINITY); });
     for (CompatibilityFlag* flag : {&bMseCompatSendEmail, &bMseCompatTestEmail,
                                     &bMseCompatAlertEmail, &bMseCompatGenericEmail})
         flag->store(0);
+    g_bTrace = 0;
     const Guard lock(guard);
     script = {};
-    g_bTrace = 0;
-    change("@Remotehosts.1#SenderEmail=pm@example.org|pm_str_email_server_address=mail.example.org|"
-           "servers=4|domain=example.org|@IPv4.1#Enable:1|@IPv6.1#Enable:0|"
-           "@IPv4.1#Address=192.0.2.7|@IPv6.1#Address1=2001:db8::7|@network.1#dnsnvcname=ctl1|"
-           "@network.1#dnsregister:0|@Remotehosts.1#MessageSubjectPrefix=|"
-           "@Remotehosts.1#ConnectionEncryption:0|@Remotehosts.1#smtpport~25|"
-           "alert_bool_smtp_auth_enable:0|zuvastatus_bool_zuva_present:0|clock:1000000000|"
-           "guid=00112233-4455-6677-8899-aabbccddeeff|hostname=\001ab|community=public|"
-           "@SNMP.1#AlertPort~162|@SNMPAlert.2#State~1|@SNMPAlert.8#Destination~192.0.2.1");
-    for (const string n : {"1", "2", "3", "4"}) {
-        const string key = "|pm_str_email_alert" + n;
-        change("pm_bool_email_alert" + n + "_enabled:1" + key + "_body=Body " + n + key +
-               "_subject=Subject " + n + key + "_destination=" + n + "@example.org");
+    for (int n = 1; n <= 4; ++n) {
+        const string number = std::to_string(n);
+        script.values[enabledKey(n)] = "1";
+        script.values[bodyKey(n)] = "Body " + number;
+        script.values[subjectKey(n)] = "Subject " + number;
+        script.values[addressKey(n)] = number + "@example.org";
+    }
+    for (const Steps& steps : {SOUND, given}) {
+        for (const Step& step : steps)
+            step.apply();
     }
     forgetBlocks();
 }
 
-void Scripted::restart(const string& steps, const string& name) {
-    EXPECT_EQ(0U, liveBlocks()) << "heap blocks are left";
-    m_trace.reset();
-    m_trace = std::make_unique<testing::ScopedTrace>(__FILE__, __LINE__, steps + " " + name);
-    SetUp();
-    change(steps);
-}
-
 void Scripted::TearDown() {
-    m_trace.reset();
-    setFileLimit(RLIM_INFINITY);
     EXPECT_EQ(0U, liveBlocks()) << "heap blocks are left";
     EXPECT_EQ(022U, umask(022)) << "the file-creation mask was left changed";
+    m_trace.reset();
 }
 
 extern "C" {
@@ -191,7 +218,8 @@ int mirlog_printf(int level, int module, const char* format, ...) {
     va_end(arguments);
     const Guard lock(guard);
     script.log.push_back(words(level, module, text));
-    script.trace.push_back(script.log.back());
+    if (!script.hides || !script.hides(text))
+        script.order.push_back(shown(words(level, module, withoutSourceLine(text))));
     return 0;
 }
 
@@ -222,13 +250,13 @@ ANSWER(int, vesk_config_set_str, (const char* key, const char* text, int32_t one
 ANSWER(int, vesk_init_config_from_file, (const char* path, uint8_t flag),
        outcome(words("init", path, int{flag})))
 int CfgGetAttribute(const char* key, char* buffer, uint32_t* size) {
-    outcome(words("attr", shortKey(key), *size));
-    const bool done = giveText(shortKey(key), buffer, *size);
+    outcome(words("attr", key, *size));
+    const bool done = giveText(key, buffer, *size);
     *size = 7; // callers set it again before each call
     return done ? 0 : 5;
 }
-ANSWER(int, CfgGetAttributeInt, (const char* key, int32_t* value),
-       outcome(words("attrint", shortKey(key))), giveNumber(shortKey(key), value) ? 0 : 5)
+ANSWER(int, CfgGetAttributeInt, (const char* key, int32_t* value), outcome(words("attrint", key)),
+       giveNumber(key, value) ? 0 : 5)
 ANSWER(int, vesk_event_occurred, (const char* name, uint64_t zero1, uint64_t zero2),
        outcome(words("event", name, zero1, zero2)))
 ANSWER(int, vesk_exec_systemcmd, (const char* command), outcome(words("exec", command)), -1)
@@ -243,16 +271,15 @@ int vesk_exec_systemcmd_ext(const char* command, uint64_t zero2, uint64_t zero3,
     int result = 0;
     {
         const Guard lock(guard);
-        script.commands.push_back({line, input_path, contentOf(input_path), contentOf(relay)});
-        result = outcome("run " + line);
-        string& runs = script.answers["=runs"];
-        if (!runs.empty()) {
-            result = runs[0] - '0';
-            runs.erase(0, 1);
+        script.runs.push_back({line, input_path, contentOf(input_path), contentOf(relay)});
+        result = outcome(words("run", line, "<", input_path));
+        if (!script.relayResults.empty()) {
+            result = script.relayResults.front();
+            script.relayResults.erase(script.relayResults.begin());
         }
     }
-    if (script.onRun)
-        script.onRun();
+    if (script.duringRun)
+        script.duringRun();
     errno = EPIPE;
     return result;
 }
@@ -269,24 +296,22 @@ int vesk_function_execute_QORN(const char* name, uint32_t* size, const void* req
 
 // Head with the type, body at 16 with the value where its type has it, text at 128.
 int client_get_obj_by_key(const char* key, void** object) {
-    const int result = outcome(words("object", shortKey(key)));
+    const int result = outcome(words("object", key));
     EXPECT_EQ(nullptr, *object);
     const Guard lock(guard);
-    int type = 0x4050;
-    for (const char sign : {'%', '~', ';', '&'}) {
-        ++type;
-        if (result != 0 || !has(sign + shortKey(key)))
-            continue;
-        const string text = script.answers[sign + shortKey(key)];
-        auto* block = static_cast<char*>(platformBlock(128 + text.size() + 1));
-        std::memset(block, 0x5a, 128);
-        const int value = type == 0x4051 ? std::stoi(text) : text == "(null)" ? 0 : 128;
-        std::memcpy(block + 8, &type, 2);
-        std::memcpy(block + 16 + (type == 0x4053 ? 72 : 24), &value, sizeof value);
-        std::memcpy(block + 128, text.c_str(), text.size() + 1);
-        *object = block;
-    }
-    return result;
+    if (result != 0 || !has(key))
+        return result;
+    const string text = script.values[key];
+    const int type = script.types.contains(key) ? script.types[key] : OBJECT_TYPE_STRING;
+    auto* block = static_cast<char*>(platformBlock(128 + text.size() + 1));
+    std::memset(block, 0x5a, 128);
+    const int value = type == OBJECT_TYPE_INTEGER ? std::stoi(text) : text == "no value" ? 0 : 128;
+    std::memcpy(block + OBJECT_TYPE_OFFSET, &type, 2);
+    const int offset = type == OBJECT_TYPE_ENUM ? BODY_ENUM_TEXT_OFFSET : BODY_VALUE_OFFSET;
+    std::memcpy(block + 16 + offset, &value, sizeof value);
+    std::memcpy(block + 128, text.c_str(), text.size() + 1);
+    *object = block;
+    return 0;
 }
 ANSWER(int, client_get_obj_body_ptr, (void* object, void** body),
        *body = static_cast<char*>(object) + 16, outcome("body"))
@@ -297,18 +322,18 @@ ANSWER(int, client_get_string_ptr, (void* object, uint32_t reference, const char
 // A record is filled as far as its text goes.
 static int fillRecord(const string& key, void* field, size_t size) {
     const Guard lock(guard);
-    string& text = script.answers["=" + key];
+    const string text = script.values[key];
     std::memcpy(field, text.data(), std::min(text.size(), size));
     return outcome(key);
 }
 ANSWER(int, IPMIGetOEMChassisCode_HW, (ipmi_chassis_code * record),
-       has("=chassis") ? fillRecord("chassis", record->code, 8) : 9)
-ANSWER(int, IPMIGetOEMHostName_HW, (ipmi_host_name * record), fillRecord("hostname", record, 65))
+       fillRecord("chassis", record->code, 8))
+ANSWER(int, IPMIGetOEMHostName_HW, (ipmi_host_name * record), fillRecord("host name", record, 65))
 ANSWER(int, IPMIGetCommunityString_HW, (char* community), fillRecord("community", community, 18))
 int HWI_SystemInfo_get_property(const char* object_path, const char* property, char** text) {
     const int result = outcome(words("property", object_path, property));
-    if (result == 0 && has("=guid")) {
-        const string& guid = script.answers["=guid"];
+    if (result == 0 && has("guid")) {
+        const string guid = script.values["guid"];
         *text = static_cast<char*>(
             std::memcpy(platformBlock(guid.size() + 1), guid.c_str(), guid.size() + 1));
     }
@@ -321,19 +346,24 @@ int qornc_initialize(qornc_context** context, const qornc_init_record* record) {
     client = {};
     client.manager = &client;
     client.loop = &client.loop;
-    *context = has("?no client") ? nullptr : &client;
+    *context = script.values.contains("no client") ? nullptr : &client;
+    uint64_t reserved = record->reserved3 | record->reserved4;
+    for (const uint64_t word : record->reserved6)
+        reserved |= word;
     string topics;
     for (const qornc_event_row* row = record->events; row->topic != nullptr; ++row)
         topics += words("", row->topic, row->flag);
-    return outcome(words("client", record->service->name, record->service->module, record->word5) +
-                   topics);
+    EXPECT_EQ(string(24, '\0'), string(static_cast<const char*>(record->block), 24));
+    return outcome(
+        words("client", record->service->name, record->service->module, record->word5, reserved) +
+        topics);
 }
 ANSWER(void, qornc_destroy, (qornc_context*), static_cast<void>(outcome("end client")))
 int jelmux_fp_zactor_create(void* manager, void* loop, void** actor, int32_t queue) {
     EXPECT_TRUE(manager == client.manager && loop == client.loop && *actor == nullptr);
-    const size_t number = startingWith(script.calls, "actor").size() + 1;
+    const size_t number = called("actor") + 1;
     const string name = "actor" + std::to_string(number);
-    if (!has("?no " + name))
+    if (!script.values.contains("no " + name))
         *actor = &client.reserved0[number];
     return outcome(words(name, queue));
 }
