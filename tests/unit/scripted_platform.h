@@ -16,31 +16,6 @@
 using std::string;
 using Lines = std::vector<string>;
 
-// A run of the mail relay, with the files' contents at that moment.
-struct RelayRun {
-    string line, messagePath, message, relay;
-};
-
-struct Script {
-    std::map<string, string> values; // a key without a value cannot be read
-    std::map<string, int> types;     // of attribute objects that are not strings
-    std::map<string, int> results;   // of the calls that begin with the key; others give 0
-    std::map<string, std::function<void()>> reactions; // to the calls that begin with the key
-    std::vector<int> relayResults, threadIds;          // the first one first
-    int failingAllocation = 0, failingCall = 0;        // count down; the one at 0 fails
-    bool callFails = false;                            // the one that is being answered
-    bool holdThreads = false;                          // threads are noted, but not started
-    std::function<void()> duringRun;                   // outside of the script's lock
-    Lines calls, log; // of a line of the log, level and module are the first two words
-    Lines order;      // both, as a golden text has them
-    std::function<bool(const string&)> hides; // lines of the log that are not in order
-    std::vector<RelayRun> runs;
-    bool detached = false, signalsOpen = false; // of the last thread
-};
-extern Script script;
-extern std::recursive_mutex guard; // of the script
-using Guard = std::lock_guard<std::recursive_mutex>;
-
 // --- Steps: what is unusual in a case -------------------------------------------------
 
 struct Step {
@@ -50,49 +25,65 @@ struct Step {
 using Steps = std::vector<Step>;
 
 Step text(const string& key, const string& value); // a setting, attribute or value of the machine
-Step typed(int objectType, const string& key, const string& value); // an attribute object
+Step typed(int type, const string& key, const string& value); // the same, an object of that type
 Step unreadable(const string& key);
-Step fails(const string& call, int result = -1);    // each call that begins so
-Step during(const string& call, const Step& step);  // at each call that begins so
+Step fails(const string& call, int result = -1);    // each outside call that begins so
+Step during(const string& call, const Step& step);  // at each outside call that begins so
 Step relayResults(const std::vector<int>& results); // of the relay's runs; 0 after these
-Step noMemory(int nth);                             // the nth allocation fails
+Step noMemory(size_t nth);                          // the nth allocation fails
 
-inline constexpr const char* SERVER = "pm_str_email_server_address";
-inline constexpr const char* AUTH = "alert_bool_smtp_auth_enable";
-inline constexpr const char* USER = "alert_str_smtp_user";
-inline constexpr const char* PASSWORD = "alert_str_smtp_password";
-inline constexpr const char* MECHANISM = "alert_int_smtp_sasl";
-inline constexpr const char* PRESENCE = "zuvastatus_bool_zuva_present";
-inline constexpr const char* DIRECTORY_MODE = "pam_int_ad_enable_mode_pl";
-inline constexpr const char* LDAP_MODE = "pam_int_ldap_enable_mode";
-inline constexpr const char* SENDER_MAIL = "Norvu.Embedded.1#Remotehosts.1#SenderEmail";
-inline constexpr const char* PREFIX = "Norvu.Embedded.1#Remotehosts.1#MessageSubjectPrefix";
-inline constexpr const char* ENCRYPTION = "Norvu.Embedded.1#Remotehosts.1#ConnectionEncryption";
-inline constexpr const char* SMTP_PORT = "Norvu.Embedded.1#Remotehosts.1#smtpport";
-inline constexpr const char* IPV4 = "Norvu.Embedded.1#IPv4.1#Enable";
-inline constexpr const char* IPV6 = "Norvu.Embedded.1#IPv6.1#Enable";
-inline constexpr const char* IPV4_ADDRESS = "Norvu.Embedded.1#IPv4.1#Address";
-inline constexpr const char* IPV6_ADDRESS = "Norvu.Embedded.1#IPv6.1#Address1";
-inline constexpr const char* HOST_NAME = "Norvu.Embedded.1#network.1#dnsnvcname";
-inline constexpr const char* REGISTERED = "Norvu.Embedded.1#network.1#dnsregister";
-inline constexpr const char* TRAP_PORT = "Norvu.Embedded.1#SNMP.1#AlertPort";
-inline constexpr const char* TRAP_DESTINATION = "Norvu.Embedded.1#SNMPAlert.2#Destination";
-inline constexpr const char* TRAP_STATE = "Norvu.Embedded.1#SNMPAlert.2#State";
+// Values of the machine are "domain", "chassis", "host name" (with its leading byte),
+// "community", "guid", "clock", "bus reply", and "servers" (their families, such as "64").
+inline const string SERVER = "pm_str_email_server_address", AUTH = "alert_bool_smtp_auth_enable",
+                    USER = "alert_str_smtp_user", PASSWORD = "alert_str_smtp_password",
+                    MECHANISM = "alert_int_smtp_sasl", PRESENCE = "zuvastatus_bool_zuva_present",
+                    AD_MODE = "pam_int_ad_enable_mode_pl", LDAP_MODE = "pam_int_ldap_enable_mode";
+inline const string ROOT = "Norvu.Embedded.1#", SENDER = ROOT + "Remotehosts.1#SenderEmail",
+                    PREFIX = ROOT + "Remotehosts.1#MessageSubjectPrefix",
+                    ENCRYPTION = ROOT + "Remotehosts.1#ConnectionEncryption",
+                    SMTP_PORT = ROOT + "Remotehosts.1#smtpport", IPV4 = ROOT + "IPv4.1#Enable",
+                    IPV6 = ROOT + "IPv6.1#Enable", ADDRESS4 = ROOT + "IPv4.1#Address",
+                    ADDRESS6 = ROOT + "IPv6.1#Address1", HOST = ROOT + "network.1#dnsnvcname",
+                    REGISTERED = ROOT + "network.1#dnsregister",
+                    TRAP_PORT = ROOT + "SNMP.1#AlertPort", TRAP_STATE = ROOT + "SNMPAlert.2#State",
+                    TRAP_ADDRESS = ROOT + "SNMPAlert.2#Destination";
 string enabledKey(int destination); // pm_bool_email_alert1_enabled, and so on
-string subjectKey(int destination); // pm_str_email_alert1_subject, and so on
-string addressKey(int destination);
-string bodyKey(int destination);
-// Values of the machine: "domain", "chassis", "host name" (with its leading byte),
-// "community", "guid", "clock", "bus reply", and "servers", such as "64".
+string addressKey(int destination); // pm_str_email_alert1_destination
+string subjectKey(int destination); // pm_str_email_alert1_subject
+string bodyKey(int destination);    // pm_str_email_alert1_body
 
-// --- What the tests ask ----------------------------------------------------------------
+// --- The script, and what the tests ask -------------------------------------------------
+
+// A run of the mail relay, with the files' contents at that moment.
+struct RelayRun {
+    string messagePath, message, relay; // the relay configuration
+};
+
+struct Script {
+    std::map<string, string> values; // a key without a value cannot be read
+    std::map<string, int> types;     // of attribute objects that are not strings
+    std::map<string, int> results;   // of the calls that begin with the key; others give 0
+    std::map<string, std::function<void()>> reactions; // to the calls that begin with the key
+    std::vector<int> relayResults, threadIds;          // the first one first
+    size_t failingAllocation = 0, failingCall = 0;     // count down; the one at 0 fails
+    bool holdThreads = false;                          // threads are noted, but not started
+    std::function<void()> duringRun;                   // outside of the script's lock
+    std::function<bool(const string&)> hides;          // lines of the log that are not in order
+    bool quiet = false;                                // order takes no calls
+    Lines calls, log, order; // level and module begin a line of the log; order has both
+    std::vector<RelayRun> runs;
+    bool detached = false, signalsOpen = false; // of the last thread
+};
+extern Script script;
+extern std::recursive_mutex guard; // of the script
+using Guard = std::lock_guard<std::recursive_mutex>;
 
 // Notes a call, does what is to be done at it, and gives its result.
 int outcome(const string& call);
 // Fills the buffer as the platform may: without a terminator where the text fills it,
 // and with rubbish where the read fails.
-bool giveText(const string& key, void* buffer, size_t size);
-void* platformBlock(size_t size); // cleared, for pm to release; no test makes it fail
+bool giveText(const string& call, const string& key, void* buffer, size_t size);
+void* platformBlock(size_t size, const void* content = nullptr); // for pm to release
 template <typename... Words>
 string words(const Words&... all) {
     std::stringstream text;
@@ -112,8 +103,6 @@ size_t called(const string& start); // calls that begin so
 size_t logged(const string& part);  // lines of the log that hold it
 string contentOf(const string& path);
 Lines mailFiles(); // that are there, sorted
-
-inline const string DATE = "Date: Tue, 14 Nov 2023 22:13:20 +0100\n";
 
 // Starts each test from sound settings, clean files and lowered flags.
 class Scripted : public testing::Test {

@@ -44,8 +44,9 @@ static void* noted(void* block) {
     return block;
 }
 
-void* platformBlock(size_t size) {
-    return noted(std::memset(__real_malloc(size), 0, size));
+void* platformBlock(size_t size, const void* content) {
+    void* block = noted(std::memset(__real_malloc(size), 0, size));
+    return content == nullptr ? block : std::memcpy(block, content, size);
 }
 
 size_t liveBlocks() {
@@ -192,8 +193,8 @@ void __wrap_freeaddrinfo(addrinfo* list) {
     while (list != nullptr)
         __wrap_free(std::exchange(list, list->ai_next));
 }
-ANSWER(int, __wrap_getdomainname, (char* name, size_t size), outcome(words("getdomainname", size)),
-       giveText("domain", name, size) ? 0 : -1)
+ANSWER(int, __wrap_getdomainname, (char* name, size_t size),
+       giveText(words("getdomainname", size), "domain", name, size) ? 0 : -1)
 ANSWER(int, __wrap_gettimeofday, (timeval * now, void*),
        *now = {std::stol(script.values["clock"]), 999999}, outcome("gettimeofday"))
 tm* __wrap_localtime_r(const time_t*, tm* now) {
