@@ -65,16 +65,15 @@ int outcome(const string& call) {
             script.order.push_back("   ");
         script.order.back() += " > " + withoutLineEnds(call);
     }
+    int result = script.failingCall > 0 && --script.failingCall == 0 ? -1 : 0;
+    for (const auto& [start, answer] : script.results)
+        result = call.starts_with(start) ? answer : result;
     const auto reactions = script.reactions;
     for (const auto& [start, react] : reactions) {
         if (call.starts_with(start))
             react();
     }
-    for (const auto& [start, result] : script.results) {
-        if (call.starts_with(start))
-            return result;
-    }
-    return script.failingCall > 0 && --script.failingCall == 0 ? -1 : 0;
+    return result;
 }
 
 static bool giveNumber(const string& call, const string& key, int32_t* value) {
