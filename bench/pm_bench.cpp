@@ -20,6 +20,9 @@
 #include "common/records.h"
 #include "platform/client/connection.h"
 
+using namespace pm;
+using namespace pm::client;
+
 namespace {
 
 constexpr int LIMIT_MS = 20'000;

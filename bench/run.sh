@@ -10,7 +10,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/lib.sh
 
-build=build/bench
+build=$builds/bench
 mount=(-t tmpfs tmpfs)
 priority=()
 dir=''
@@ -20,8 +20,8 @@ trap 'exit 143' TERM HUP
 
 scripts/setup.sh
 say "Building $build"
-cmake --preset release -B $build -DPM_BUILD_BENCH=ON -DPM_BUILD_TESTS=OFF >/dev/null
-cmake --build $build --target pm pm_bench smtp_sink
+cmake --preset release -B "$build" -DPM_BUILD_BENCH=ON -DPM_BUILD_TESTS=OFF >/dev/null
+cmake --build "$build" --target pm pm_bench smtp_sink
 
 if ! private=$(private_mounts); then
     echo "bench: this machine allows no mounts of one's own; run it as root" >&2
@@ -41,4 +41,4 @@ say "Measuring"
 # shellcheck disable=SC2016,SC2086
 PM_BENCH_MOUNT=${mount[*]} "${priority[@]}" $private sh -c \
     'mount $PM_BENCH_MOUNT /tmp && exec /usr/bin/python3 -B bench/figures.py "$@"' \
-    sh "$dir" $build "$@"
+    sh "$dir" "$build" "$@"

@@ -15,6 +15,8 @@
 #include "bench/samples.h"
 #include "platform/client/fd.h"
 
+using namespace pm::client;
+
 namespace {
 
 constexpr int LIMIT_MS = 20'000;

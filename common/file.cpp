@@ -1,5 +1,7 @@
 #include "common/file.h"
 
+namespace pm {
+
 FileOwner openUnbuffered(const char* path, const char* mode) {
     FileOwner file(std::fopen(path, mode));
     if (file)
@@ -10,3 +12,5 @@ FileOwner openUnbuffered(const char* path, const char* mode) {
 bool writeAll(std::FILE* file, std::string_view text) {
     return std::fwrite(text.data(), 1, text.size(), file) == text.size();
 }
+
+} // namespace pm

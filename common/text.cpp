@@ -7,6 +7,8 @@
 #include <cstring>
 #include <limits>
 
+namespace pm {
+
 void copyBounded(char* target, size_t size, std::string_view source) {
     if (size == 0)
         return;
@@ -47,3 +49,5 @@ HeapOwner<char> allocateText(const char* format, ...) {
     va_end(again);
     return text;
 }
+
+} // namespace pm

@@ -1,8 +1,10 @@
+#include "core/descriptors.h"
+
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include "core/process.h"
+namespace pm {
 
 void fillStandardDescriptors() {
     int fd = 0;
@@ -17,5 +19,7 @@ void raiseDescriptorLimit() {
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == limit.rlim_max)
         return;
     limit.rlim_cur = limit.rlim_max;
-    setrlimit(RLIMIT_NOFILE, &limit); // without it pm runs with what it has
+    setrlimit(RLIMIT_NOFILE, &limit); // if it fails, pm runs with the lower limit
 }
+
+} // namespace pm

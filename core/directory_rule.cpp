@@ -1,10 +1,13 @@
+#include "core/directory_rule.h"
+
 #include <string_view>
 #include <strings.h>
 
 #include "common/records.h"
-#include "core/events.h"
+#include "config/read.h"
 #include "platform/logging.h"
-#include "platform/read.h"
+
+namespace pm {
 
 namespace {
 
@@ -14,29 +17,35 @@ constexpr int32_t ENABLED = 1;
 constexpr const char* OPERATION = "MiscAttributeChangeCallback";
 
 struct DirectoryService {
-    std::string_view attribute; // its whole length is compared
+    std::string_view attribute; // names that begin with it match, in any case
     const char* modeKey;
-    const char* modeName; // in messages
-    const char* name;
-    bool remoteLog; // log_rlog is told how the mode reads
+    const char* modeName; // in log lines
+    bool remoteLog;       // the mode is reported to log_rlog
 };
 
 constexpr DirectoryService activeDirectory = {"norvu.embedded.1#activedirectory.1#enable",
                                               "pam_int_ad_enable_mode_pl", "CONFIG_AD_ENABLE_MODE",
-                                              "AD", true};
+                                              true};
 constexpr DirectoryService ldap = {"norvu.embedded.1#ldap.1#enable", "pam_int_ldap_enable_mode",
-                                   "CONFIG_LDAP_ENABLE_MODE", "LDAP", false};
+                                   "CONFIG_LDAP_ENABLE_MODE", false};
 static_assert(activeDirectory.attribute.size() == 41 && ldap.attribute.size() == 30);
 
 bool isNamed(const DirectoryService& service, const char* name) {
     return strncasecmp(name, service.attribute.data(), service.attribute.size()) == 0;
 }
 
-// One service's mode has changed: if it is on, the other one goes off.
+void logDisabled(const DirectoryService& service) {
+    if (&service == &activeDirectory)
+        PM_LOG_AS(OPERATION, "AD has been disabled\n");
+    else
+        PM_LOG_AS(OPERATION, "LDAP has been disabled\n");
+}
+
+// If the changed service is enabled now, disables the other one.
 void keepApart(const DirectoryService& changed, const DirectoryService& other) {
     int32_t mode = 0;
     if (!readSetting(changed.modeKey, mode)) {
-        PM_LOG_AS(OPERATION, "[%d]: %s() - could not get the value of %s\n", changed.modeName);
+        PM_LOG_AS(OPERATION, "could not get the value of %s\n", changed.modeName);
         return;
     }
     if (changed.remoteLog)
@@ -47,9 +56,9 @@ void keepApart(const DirectoryService& changed, const DirectoryService& other) {
     if (!readSetting(other.modeKey, otherMode) || otherMode != ENABLED)
         return;
     if (bit0(static_cast<unsigned>(vesk_config_set_int(other.modeKey, 0, 1))))
-        PM_LOG_AS(OPERATION, "[%d]: %s() - %s has been disabled\n", other.name);
+        logDisabled(other);
     else
-        PM_LOG_AS(OPERATION, "[%d]: %s() - could not set the value of %s\n", other.modeName);
+        PM_LOG_AS(OPERATION, "could not set the value of %s\n", other.modeName);
 }
 
 } // namespace
@@ -74,3 +83,5 @@ int32_t MiscAttributeChangeCallback(void*, const char* topic, const void* record
         keepApart(ldap, activeDirectory);
     return 0;
 }
+
+} // namespace pm

@@ -3,8 +3,11 @@
 #include <string_view>
 
 #include "common/records.h"
+#include "core/sibling_restart.h"
 #include "mail/email_alerts.h"
 #include "platform/logging.h"
+
+namespace pm {
 
 int32_t pmEventCallback(void*, const char* topic, const void* record) {
     if (record == nullptr) {
@@ -14,7 +17,7 @@ int32_t pmEventCallback(void*, const char* topic, const void* record) {
     const auto* header = static_cast<const NotificationHeader*>(record);
     const int type = header->HeaderType;
     const int size = static_cast<int>(header->Size);
-    PM_LOG("[%d]: %s() - nEventType: %d szEvent: %s nSize: %d\n", type, topic, size);
+    PM_LOG("nEventType: %d szEvent: %s nSize: %d\n", type, topic, size);
     PM_LOG_SERVICE(PM_LEVEL_TRACE, "%s(): Entered for topic=<%s>", topic);
     PM_LOG_SERVICE(PM_LEVEL_TRACE, "%s(): HeaderType=%d, Size=%d.", type, size);
     if (type != HEADER_TYPE_EVENT)
@@ -22,8 +25,10 @@ int32_t pmEventCallback(void*, const char* topic, const void* record) {
 
     const std::string_view name(topic);
     if (name == "event_ipmi_pet")
-        return sendEmailAlerts(header + 1);
+        return sendEmailAlerts(static_cast<const EventRecord*>(record)->payload);
     if (name == "qelctl_event_config_changed")
         processQelctlConfigChangedEvent();
     return 0;
 }
+
+} // namespace pm

@@ -1,9 +1,13 @@
+#include "core/options.h"
+
 #include <cstdio>
 #include <cstring>
 #include <strings.h>
+#include <unistd.h>
 
-#include "core/process.h"
 #include "platform/logging.h"
+
+namespace pm {
 
 uint8_t factoryDefaults = 0;
 
@@ -37,7 +41,7 @@ bool takeOption(const char* argument) {
 } // namespace
 
 bool parseOptions(int argc, char** argv) {
-    // Line by line, so that a signal that ends the process loses no line.
+    // Line-buffered, so that no line is lost if a signal ends the process.
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     for (int n = 1; n < argc; ++n) {
         std::printf("argc:%d argv[n]:%s\n", n, argv[n]);
@@ -48,7 +52,11 @@ bool parseOptions(int argc, char** argv) {
         std::printf("      %s (%s) debug mode\n", "-debug", "-d");
         std::printf("      %s (%s) factory defaults\n", "-factorydefaults", "-fd");
         std::printf("\n");
+        if (isatty(STDERR_FILENO) != 0)
+            std::fputs("pm: pm(8) describes the options, pmctl talks to a running pm\n", stderr);
         return false;
     }
     return true;
 }
+
+} // namespace pm

@@ -1,8 +1,12 @@
+#include "core/persistent_parameters.h"
+
 #include <mutex>
 
-#include "core/process.h"
+#include "config/read.h"
+#include "core/options.h"
 #include "platform/logging.h"
-#include "platform/read.h"
+
+namespace pm {
 
 namespace {
 
@@ -31,6 +35,8 @@ void initPersistentParameters() {
         if (readSetting(seeded.key, present) && factoryDefaults == 0)
             continue;
         if (!bit0(static_cast<unsigned>(vesk_config_set_str(seeded.key, seeded.text, 1))))
-            PM_LOG("[%d]: %s() - could not set string for %s\n", seeded.key);
+            PM_LOG("could not set string for %s\n", seeded.key);
     }
 }
+
+} // namespace pm

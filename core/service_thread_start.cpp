@@ -1,14 +1,18 @@
-#include <csignal>
+#include "core/service_thread_start.h"
+
 #include <cstring>
 #include <pthread.h>
 
-#include "core/process.h"
+#include "common/signals.h"
 #include "core/service_thread.h"
+#include "core/signals.h"
 #include "platform/logging.h"
+
+namespace pm {
 
 namespace {
 
-// Detached thread attributes, destroyed on every path that initialised them.
+// Owner of thread attributes; error is the result of their initialisation.
 struct ThreadAttributes {
     pthread_attr_t value;
     int error = pthread_attr_init(&value);
@@ -20,21 +24,6 @@ struct ThreadAttributes {
         if (error == 0)
             pthread_attr_destroy(&value);
     }
-};
-
-// Signals belong to the main thread: one that interrupted the service thread
-// would end its loop. Threads inherit the mask, so that all of its descendants
-// are covered; a fault still reaches the thread that made it.
-struct SignalsBlocked {
-    sigset_t before;
-
-    SignalsBlocked() {
-        const sigset_t blocked = allButFaults();
-        pthread_sigmask(SIG_SETMASK, &blocked, &before);
-    }
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
 };
 
 } // namespace
@@ -52,6 +41,8 @@ int32_t create_PM_LQORN_thread() {
                        std::strerror(error));
         return -2;
     }
+    // The main thread takes all signals: one that interrupts the service thread would end
+    // its loop.
     const SignalsBlocked blocked;
     pthread_t thread;
     error = pthread_create(&thread, &attributes.value, PM_LQORNThread, nullptr);
@@ -62,3 +53,5 @@ int32_t create_PM_LQORN_thread() {
     }
     return 0;
 }
+
+} // namespace pm

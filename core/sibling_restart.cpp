@@ -1,7 +1,11 @@
+#include "core/sibling_restart.h"
+
 #include "common/text.h"
-#include "core/events.h"
+#include "platform/commands.h"
 #include "platform/logging.h"
-#include "platform/settings.h"
+#include "platform/services.h"
+
+namespace pm {
 
 namespace {
 
@@ -23,7 +27,9 @@ void processQelctlConfigChangedEvent() {
         0)
         return;
     const Text<255> command("systemctl restart qelctl_ipmiextd.service");
-    PM_LOG("[%d]: %s() - QELCTL Config Change Event, sending this cmd to restart service: %s\n",
+    PM_LOG("QELCTL Config Change Event, sending this cmd to restart service: %s\n",
            command.c_str());
     vesk_exec_systemcmd(command.c_str());
 }
+
+} // namespace pm

@@ -1,3 +1,5 @@
+#include "core/signals.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -6,14 +8,16 @@
 #include <string_view>
 #include <unistd.h>
 
-#include "core/process.h"
+#include "common/signals.h"
 #include "platform/logging.h"
+
+namespace pm {
 
 namespace {
 
 constexpr int LAST_SIGNAL = 29;
 
-// Logging is not safe in a handler: it counts, and the main thread logs.
+// Logging is not safe in a handler: it only counts, and the main thread logs.
 std::atomic<unsigned> pendingUsr1{0};
 static_assert(std::atomic<unsigned>::is_always_lock_free);
 
@@ -33,7 +37,7 @@ constexpr Fault faults[] = {
 void reportFault(int sig) {
     for (const Fault& fault : faults) {
         if (fault.sig == sig && write(STDERR_FILENO, fault.line.data(), fault.line.size()) < 0)
-            return; // nobody is left to tell
+            return; // a failed report cannot be reported
     }
 }
 
@@ -41,6 +45,12 @@ time_t monotonicSeconds() {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return now.tv_sec;
+}
+
+// Logs each SIGUSR1 that sigHandler has counted since the last call.
+void logReceivedSignals() {
+    for (unsigned left = pendingUsr1.exchange(0); left > 0; --left)
+        PM_LOG_AS("sigHandler", "received SIGUSR1 signal\n");
 }
 
 } // namespace
@@ -58,21 +68,11 @@ void sigHandler(int sig) {
         break;
     default:
         reportFault(sig);
-        // exit would run the libraries' exit hooks inside a handler; standard
-        // output goes out line by line, so that nothing of it is lost.
+        // exit would run the libraries' exit handlers, which is not safe here. Standard output
+        // is line-buffered, so that nothing of it is lost.
         _exit(1);
     }
     errno = savedErrno;
-}
-
-sigset_t allButFaults() {
-    sigset_t set;
-    sigfillset(&set);
-    for (const Fault& fault : faults)
-        sigdelset(&set, fault.sig);
-    sigdelset(&set, SIGTRAP);
-    sigdelset(&set, SIGSYS);
-    return set;
 }
 
 void installSignalHandler() {
@@ -80,13 +80,9 @@ void installSignalHandler() {
         signal(sig, sigHandler);
 }
 
-void logReceivedSignals() {
-    for (unsigned left = pendingUsr1.exchange(0); left > 0; --left)
-        PM_LOG_AS("sigHandler", "[%d]: %s() - received SIGUSR1 signal\n");
-}
-
 void sleepThroughSignals(unsigned seconds) {
-    // What sleep has left comes without its fraction: a burst would eat up the wait.
+    // sleep returns only the whole seconds that are left; with these alone, a burst of
+    // signals would shorten the sleep.
     const time_t end = monotonicSeconds() + seconds;
     while (sleep(seconds) > 0) {
         logReceivedSignals();
@@ -96,13 +92,14 @@ void sleepThroughSignals(unsigned seconds) {
 }
 
 void sleepForever() {
-    // A plain pause would miss a signal that comes between the look at the count
-    // and the sleep; so no signal comes in between these two.
+    // pause would miss a signal that arrives between the test of the count and the sleep.
+    // So signals are blocked there, and sigsuspend unblocks them while it sleeps.
     const sigset_t blocked = allButFaults();
     sigset_t before;
     pthread_sigmask(SIG_SETMASK, &blocked, &before);
     for (;;) {
-        // A log that nobody reads may hold this thread: a signal must still end it.
+        // Unblocked for logging, which can hang if nobody reads the log: a signal must still
+        // be able to end pm.
         while (pendingUsr1 > 0) {
             pthread_sigmask(SIG_SETMASK, &before, nullptr);
             logReceivedSignals();
@@ -111,3 +108,5 @@ void sleepForever() {
         sigsuspend(&before);
     }
 }
+
+} // namespace pm

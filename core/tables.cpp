@@ -1,8 +1,11 @@
 #include "core/tables.h"
 
+#include "core/directory_rule.h"
 #include "core/events.h"
 #include "mail/functions.h"
 #include "trap/functions.h"
+
+namespace pm {
 
 constexpr FunctionRow pmEmailFunctionTable[] = {
     {"pm_function_sendEmailAlertsEx", sendEmailAlertsEx, 0},
@@ -31,7 +34,7 @@ constexpr qornc_event_row pmEventTable[] = {
 
 constexpr qornc_service_name pmServiceName = {"email_trap_lqorn", 220};
 
-// The distribution-service client's own; pm neither reads nor writes it.
+// For the distribution-service client's own use; pm neither reads nor writes it.
 alignas(8) static uint8_t clientBlock[24];
 
 constexpr qornc_init_record pmServiceInitRecord = {
@@ -43,3 +46,5 @@ constexpr qornc_init_record pmServiceInitRecord = {
     .word5 = 26,
     .reserved6 = {},
 };
+
+} // namespace pm

@@ -1,4 +1,4 @@
-// What other processes see of pm: service name, event topics, function names.
+// pm's interface to other processes: service name, event topics, function names.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +6,9 @@
 #include "platform/distribution.h"
 #include "platform/function_manager.h"
 
-// A row of a function table; a null name closes the table.
+namespace pm {
+
+// A row of a function table; a null name ends the table.
 struct FunctionRow {
     const char* name;
     jelmux_function_handler handler;
@@ -20,3 +22,5 @@ extern const FunctionRow pmTrapFunctionTable[];  // served by the second actor
 extern const qornc_event_row pmEventTable[];
 extern const qornc_service_name pmServiceName;
 extern const qornc_init_record pmServiceInitRecord;
+
+} // namespace pm

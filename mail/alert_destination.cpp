@@ -1,18 +1,21 @@
 #include "mail/alert_destination.h"
 
+#include "config/read.h"
 #include "platform/logging.h"
-#include "platform/read.h"
 
-Enabled readEnabled(const char* operation, const AlertDestination& keys) {
+namespace pm {
+
+SwitchState readEnabled(const char* operation, const AlertDestination& keys) {
     bool enabled = false;
     if (!readSetting(keys.enabledKey, enabled)) {
-        PM_LOG_AS(operation, "[%d]: %s() - could not get email notify %d enabled from VESK\n",
-                  keys.number);
-        return Enabled::Unreadable;
+        PM_LOG_AS(operation, "could not get email notify %d enabled from VESK\n", keys.number);
+        return SwitchState::Unreadable;
     }
     if (!enabled) {
-        PM_LOG_AS(operation, "[%d]: %s() - email notify %d not enabled\n", keys.number);
-        return Enabled::Off;
+        PM_LOG_AS(operation, "email notify %d not enabled\n", keys.number);
+        return SwitchState::Off;
     }
-    return Enabled::On;
+    return SwitchState::On;
 }
+
+} // namespace pm

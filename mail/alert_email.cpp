@@ -2,13 +2,15 @@
 
 #include "common/records.h"
 #include "common/status.h"
+#include "config/read.h"
 #include "mail/alert_destination.h"
 #include "mail/attempt.h"
 #include "mail/footer.h"
 #include "mail/functions.h"
-#include "mail/identity.h"
+#include "mail/sender_address.h"
 #include "platform/logging.h"
-#include "platform/read.h"
+
+namespace pm {
 
 namespace {
 
@@ -29,13 +31,13 @@ Ending attemptOnce(uint32_t request_size, AlertEmailStruct* request, Text<255>& 
     if (!readServerAddress(attempt))
         return giveUp(VESK_ERROR_FILE_ACCESS_FAIL);
     if (request == nullptr) {
-        PM_LOG_AS(SENDER, "[%d]: %s() - pAlertEmailStruct is NULL, returning "
-                          "VESK_ERROR_INVALID_PARAMETER\n");
+        PM_LOG_AS(SENDER, "pAlertEmailStruct is NULL, returning VESK_ERROR_INVALID_PARAMETER\n");
         return giveUp(VESK_ERROR_INVALID_PARAMETER);
     }
     if (request_size < sizeof(AlertEmailStruct)) {
-        PM_LOG_AS(SENDER, "[%d]: %s() - request_size less than sizeof(AlertEmailStruct), returning "
-                          "VESK_ERROR_INVALID_PARAMETER\n");
+        PM_LOG_AS(
+            SENDER,
+            "request_size less than sizeof(AlertEmailStruct), returning VESK_ERROR_INVALID_PARAMETER\n");
         return retry(VESK_ERROR_INVALID_PARAMETER);
     }
     if (gatherEmailEndpoint(attempt.endpoint, {.sender = SENDER}) < 0)
@@ -46,7 +48,7 @@ Ending attemptOnce(uint32_t request_size, AlertEmailStruct* request, Text<255>& 
         return giveUp(VESK_ERROR_INVALID_PARAMETER);
 
     const std::lock_guard<std::mutex> lock(mailFileLock);
-    if (!textsRead) // unusable settings (above) take precedence
+    if (!textsRead) // tested only here: the failures above come first
         return retry(VESK_ERROR_FILE_ACCESS_FAIL);
     MessageFile message(attempt.messagePath, MessageFile::AtEnd::Remove);
     if (!message.isOpen())
@@ -55,7 +57,7 @@ Ending attemptOnce(uint32_t request_size, AlertEmailStruct* request, Text<255>& 
     if (!writeRelayConfig(attempt, bMseCompatAlertEmail))
         return giveUp(VESK_ERROR_FILE_ACCESS_FAIL);
     composeFromLine(attempt, FromFallback::HostAlone);
-    if (message.write(attempt.line.view())) { // else the relay gets the Date line alone
+    if (message.write(attempt.line.view())) { // on failure, only the Date line is sent
         if (!writeHeader(attempt, message, "To", destination.view()) ||
             !writeHeader(attempt, message, "Subject", subject.view()) ||
             !message.write(CONTENT_TYPE_LINE))
@@ -66,7 +68,7 @@ Ending attemptOnce(uint32_t request_size, AlertEmailStruct* request, Text<255>& 
     message.close();
 
     const int result = runRelay(attempt);
-    PM_LOG_AS(SENDER, "[%d]: %s() - nReturn=[%zd]\n", static_cast<ssize_t>(result));
+    PM_LOG_AS(SENDER, "nReturn=[%zd]\n", static_cast<ssize_t>(result));
     log_rlog(0, destination.c_str());
     return result == 0 ? sent() : retry(VESK_ERROR_GENERAL);
 }
@@ -74,7 +76,7 @@ Ending attemptOnce(uint32_t request_size, AlertEmailStruct* request, Text<255>& 
 } // namespace
 
 int32_t sendAlertEmail(uint32_t request_size, void* pAlertEmailStruct) {
-    PM_LOG("[%d]:  Entering %s()\n");
+    PM_LOG_WHOLE("[%d]:  Entering %s()\n");
     Text<255> destination;
     bool footerAppended = false;
     const Ending end = makeAttempts(bMseCompatAlertEmail, [&] {
@@ -84,6 +86,8 @@ int32_t sendAlertEmail(uint32_t request_size, void* pAlertEmailStruct) {
     });
     logFailedMail(SENDER, destination.view(), end);
     if (end.next != Ending::Next::Return)
-        PM_LOG("[%d]:  Exiting %s()\n");
+        PM_LOG_WHOLE("[%d]:  Exiting %s()\n");
     return end.status;
 }
+
+} // namespace pm

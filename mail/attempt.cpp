@@ -5,11 +5,13 @@
 #include <unistd.h>
 
 #include "common/file.h"
-#include "mail/identity.h"
+#include "config/read.h"
+#include "mail/date.h"
 #include "mail/relay_config.h"
+#include "platform/commands.h"
 #include "platform/logging.h"
-#include "platform/read.h"
-#include "platform/settings.h"
+
+namespace pm {
 
 CompatibilityFlag bMseCompatSendEmail{0};
 CompatibilityFlag bMseCompatTestEmail{0};
@@ -20,7 +22,7 @@ std::mutex mailFileLock;
 
 void logFailedMail(const char* sender, std::string_view destination, const Ending& end) {
     if (end.status != 0)
-        PM_LOG_ERROR_AS(sender, "[%d]: %s() - mail to \"%.*s\" failed with status %d\n",
+        PM_LOG_ERROR_AS(sender, "mail to \"%.*s\" failed with status %d\n",
                         static_cast<int>(destination.size()), destination.data(), end.status);
 }
 
@@ -38,15 +40,15 @@ bool MessageFile::write(std::string_view text) {
 }
 
 void logCompatibility(const Attempt& attempt, const CompatibilityFlag& flag) {
-    PM_LOG_AS(attempt.sender, "[%d]: Entering `%s' with MSE compatibility %s",
-              flag.load() != 0 ? "enabled" : "disabled");
+    PM_LOG_WHOLE_AS(attempt.sender, "[%d]: Entering `%s' with MSE compatibility %s",
+                    flag.load() != 0 ? "enabled" : "disabled");
 }
 
 bool readServerAddress(Attempt& attempt) {
     if (readSetting("pm_str_email_server_address", attempt.endpoint.szServerAddress))
         return true;
-    PM_LOG_AS(attempt.sender, "[%d]: %s() - Failed to get email server address, returning "
-                              "VESK_ERROR_FILE_ACCESS_FAIL\n");
+    PM_LOG_AS(attempt.sender,
+              "Failed to get email server address, returning VESK_ERROR_FILE_ACCESS_FAIL\n");
     return false;
 }
 
@@ -79,7 +81,7 @@ int composeHeader(Attempt& attempt, const char* label, std::string_view value, s
     line.clear();
     const int length = line.formatBounded(bound, "%s: %.*s\n", label,
                                           static_cast<int>(value.size()), value.data());
-    // A line end inside the value would begin a header of its own: send a blank.
+    // A line end in the value would begin another header: replace it by a blank.
     char* start = line.data() + std::min(line.length(), std::strlen(label) + 2);
     char* end = start + std::min(std::strlen(start), value.size());
     std::replace_if(
@@ -101,7 +103,9 @@ void writeBody(MessageFile& message, std::string_view body) {
 int runRelay(Attempt& attempt) {
     attempt.line.clear();
     attempt.line.format("msmtp -C %s -t", attempt.relayConfigPath);
-    PM_LOG_AS(attempt.sender, "[%d]: %s() - szText=[%s]\n", attempt.line.c_str());
+    PM_LOG_AS(attempt.sender, "szText=[%s]\n", attempt.line.c_str());
     return vesk_exec_systemcmd_ext(attempt.line.c_str(), 0, 0, 0, 0, 0, 0, 0, attempt.messagePath,
                                    0, 0);
 }
+
+} // namespace pm

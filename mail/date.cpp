@@ -1,12 +1,13 @@
+#include "mail/date.h"
+
 #include <ctime>
 #include <mutex>
 
-#include "mail/identity.h"
+namespace pm {
 
 namespace {
 
-// localtime_r alone never looks again at a zone that has changed. The lock keeps one
-// thread's look apart from another's.
+// localtime_r never rereads a changed zone, so call tzset first; the lock serialises that.
 bool localTime(tm& broken) {
     static std::mutex zoneLock;
     const std::lock_guard<std::mutex> lock(zoneLock);
@@ -24,3 +25,5 @@ void formatDate(Text<32>& szDate) {
         std::strftime(szDate.data(), szDate.capacity(), "%a, %d %b %Y %T %z", &broken) == 0)
         szDate.clear();
 }
+
+} // namespace pm

@@ -1,7 +1,9 @@
+#include "mail/domain_name.h"
+
 #include <cstring>
 #include <unistd.h>
 
-#include "mail/identity.h"
+namespace pm {
 
 void trimDomainName(char* text) {
     const size_t blanks = std::strspn(text, " \t");
@@ -22,3 +24,5 @@ void readDomainName(Text<255>& szDomainName) {
 bool isNoDomainName(const Text<255>& szDomainName) {
     return szDomainName.empty() || szDomainName.equals("(none)");
 }
+
+} // namespace pm

@@ -1,10 +1,12 @@
 #include "mail/email_alerts.h"
 
 #include "common/records.h"
+#include "config/read.h"
 #include "mail/alert_destination.h"
 #include "mail/send_email.h"
 #include "platform/logging.h"
-#include "platform/read.h"
+
+namespace pm {
 
 namespace {
 
@@ -19,24 +21,22 @@ struct ConfiguredAlert {
 bool getEmailNotifyBody(const AlertDestination& keys, Text<255>& body) {
     if (readSetting(keys.bodyKey, body))
         return true;
-    PM_LOG("[%d]: %s() - could not get email body for index %d\n", keys.number);
+    PM_LOG("could not get email body for index %d\n", keys.number);
     return false;
 }
 
 bool readAlert(const AlertDestination& keys, ConfiguredAlert& alert) {
-    if (readEnabled(OPERATION, keys) != Enabled::On)
+    if (readEnabled(OPERATION, keys) != SwitchState::On)
         return false;
     const bool subjectRead = readSetting(keys.subjectKey, alert.subject);
     const bool destinationRead = readSetting(keys.destinationKey, alert.destination);
     if (!subjectRead || !destinationRead || !getEmailNotifyBody(keys, alert.body)) {
-        PM_LOG_AS(OPERATION,
-                  "[%d]: %s() - could not get email subject %d or email destination %d\n",
+        PM_LOG_AS(OPERATION, "could not get email subject %d or email destination %d\n",
                   keys.number, keys.number);
         return false;
     }
     if (alert.destination.empty()) {
-        PM_LOG_AS(OPERATION, "[%d]: %s() - destination %d zero length string, can't send mail\n",
-                  keys.number);
+        PM_LOG_AS(OPERATION, "destination %d zero length string, can't send mail\n", keys.number);
         return false;
     }
     return true;
@@ -44,11 +44,10 @@ bool readAlert(const AlertDestination& keys, ConfiguredAlert& alert) {
 
 } // namespace
 
-int32_t sendEmailAlerts(const void* payload) {
-    const auto* event = static_cast<const EventPayload*>(payload);
-    PM_LOG("[%d]:  Entering %s()\n");
-    PM_LOG("[%d]: %s() - sending email alerts for filter ID: %d\n", int{event->filterId});
-    const std::string_view message = fieldText(event->szMessage, sizeof event->szMessage);
+int32_t sendEmailAlerts(const EventPayload& event) {
+    PM_LOG_WHOLE("[%d]:  Entering %s()\n");
+    PM_LOG("sending email alerts for filter ID: %d\n", int{event.filterId});
+    const std::string_view message = fieldText(event.szMessage, sizeof event.szMessage);
 
     int32_t status = 0;
     for (const AlertDestination& keys : alertDestinations) {
@@ -60,6 +59,8 @@ int32_t sendEmailAlerts(const void* payload) {
                     message.data());
         status = sendEmail(alert.destination.c_str(), alert.subject.c_str(), body.c_str());
     }
-    PM_LOG("[%d]:  Exiting %s()\n");
+    PM_LOG_WHOLE("[%d]:  Exiting %s()\n");
     return status;
 }
+
+} // namespace pm

@@ -3,7 +3,12 @@
 
 #include <cstdint>
 
-// Mails the event (an EventPayload of common/records.h) to each enabled
-// destination, with the subject and body configured for it. Returns the status of
-// the last mail that was attempted, 0 if there was none.
-int32_t sendEmailAlerts(const void* payload);
+#include "common/records.h"
+
+namespace pm {
+
+// Mails the event to each enabled destination, with the subject and body configured for
+// it. Returns the status of the last mail that was attempted, or 0 without one.
+int32_t sendEmailAlerts(const EventPayload& event);
+
+} // namespace pm

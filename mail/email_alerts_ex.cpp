@@ -2,59 +2,69 @@
 
 #include "common/records.h"
 #include "mail/alert_destination.h"
+#include "mail/domain_literal.h"
+#include "mail/domain_name.h"
 #include "mail/functions.h"
-#include "mail/identity.h"
+#include "mail/hostname.h"
 #include "mail/send_email.h"
 #include "mail/server_address.h"
-#include "platform/request_record.h"
+
+namespace pm {
 
 namespace {
 
 constexpr const char* OPERATION = "sendEmailAlertsEx";
 
-// The request's texts, terminated whatever the caller sent.
+// Copies of the request's texts, always terminated.
 struct AlertTexts {
     Text<256> szHostName;
     Text<256> szSubject;
     Text<2041> szBodyText;
 };
 
-// Tests the request and takes its texts; gives a status.
+// Checks the request and copies its texts. Returns 0, or the status for a bad request.
 int32_t takeRequest(uint32_t request_size, const void* request_data, AlertTexts& texts) {
-    constexpr RequestWords WORDS = {OPERATION, "EmailAlertsExStruct",
-                                    "VESK_ERROR_INVALID_PARAMETER"};
-    if (!isWholeRequest(WORDS, request_size, request_data, sizeof(EmailAlertsExStruct)))
+    if (request_data == nullptr) {
+        PM_LOG_AS(OPERATION, "request_data is NULL, returning VESK_ERROR_INVALID_PARAMETER\n");
         return VESK_ERROR_INVALID_PARAMETER;
+    }
+    if (request_size < sizeof(EmailAlertsExStruct)) {
+        PM_LOG_AS(
+            OPERATION,
+            "request_size less than sizeof(EmailAlertsExStruct), returning VESK_ERROR_INVALID_PARAMETER\n");
+        return VESK_ERROR_INVALID_PARAMETER;
+    }
     const auto* request = static_cast<const EmailAlertsExStruct*>(request_data);
     texts.szHostName.assign(fieldText(request->szHostName, sizeof request->szHostName));
     texts.szSubject.assign(fieldText(request->szSubject, sizeof request->szSubject));
     texts.szBodyText.assign(fieldText(request->szBodyText, sizeof request->szBodyText));
     if (texts.szSubject.empty()) {
-        PM_LOG_AS(OPERATION, "[%d]: %s() - szSubject string is zero length, returning "
-                             "VESK_ERROR_INVALID_PARAMETER\n");
+        PM_LOG_AS(OPERATION,
+                  "szSubject string is zero length, returning VESK_ERROR_INVALID_PARAMETER\n");
         return VESK_ERROR_INVALID_PARAMETER;
     }
     if (texts.szBodyText.empty()) {
-        PM_LOG_AS(OPERATION, "[%d]: %s() - szBodyText string is zero length, returning "
-                             "VESK_ERROR_INVALID_PARAMETER\n");
+        PM_LOG_AS(OPERATION,
+                  "szBodyText string is zero length, returning VESK_ERROR_INVALID_PARAMETER\n");
         return VESK_ERROR_INVALID_PARAMETER;
     }
     return 0;
 }
 
 void getMessagePrefix(Text<33>& prefix) {
-    PM_LOG("[%d]: %s()\n");
+    PM_LOG_WHOLE("[%d]: %s()\n");
     if (!readAttribute("Norvu.Embedded.1#Remotehosts.1#MessageSubjectPrefix", prefix))
-        PM_LOG("[%d]: %s() - failed to get MessageSubjectPrefix using DM object key\n");
+        PM_LOG("failed to get MessageSubjectPrefix using DM object key\n");
     else if (prefix.empty())
-        PM_LOG("[%d]: %s() - empty MessageSubjectPrefix string obtained using DM object key\n");
+        PM_LOG("empty MessageSubjectPrefix string obtained using DM object key\n");
 }
 
-// The system's domain name, or the controller's literal where it has none.
+// Reads the system's domain name, or the controller's address if no name is set. False
+// if the address is not available either.
 bool lookUpDomain(Text<255>& szDomainName, const char* szServerAddress) {
     readDomainName(szDomainName);
-    PM_LOG_AS(OPERATION, "[%d]: %s()-domainname: %s strlen(szDomainName):%zd\n",
-              szDomainName.c_str(), static_cast<ssize_t>(szDomainName.length()));
+    PM_LOG_WHOLE_AS(OPERATION, "[%d]: %s()-domainname: %s strlen(szDomainName):%zd\n",
+                    szDomainName.c_str(), static_cast<ssize_t>(szDomainName.length()));
     return !isNoDomainName(szDomainName) || getDomainLiteral(szDomainName, szServerAddress) >= 0;
 }
 
@@ -62,8 +72,8 @@ bool composeSubject(Text<255>& subject, const AlertTexts& texts, const char* szS
     Text<33> prefix;
     getMessagePrefix(prefix);
     const char* host = texts.szHostName.c_str();
-    PM_LOG_AS(OPERATION, "[%d]: %s() msgPrefix = %s\n", prefix.c_str());
-    PM_LOG_AS(OPERATION, "[%d]: %s() pEmailAlertData->szHostName = %s\n", host);
+    PM_LOG_WHOLE_AS(OPERATION, "[%d]: %s() msgPrefix = %s\n", prefix.c_str());
+    PM_LOG_WHOLE_AS(OPERATION, "[%d]: %s() pEmailAlertData->szHostName = %s\n", host);
 
     int length = 0;
     if (prefix.empty() && texts.szHostName.empty()) {
@@ -82,28 +92,28 @@ bool composeSubject(Text<255>& subject, const AlertTexts& texts, const char* szS
                                 szDomainName.c_str(), texts.szSubject.c_str());
     }
     if (length >= int{Text<255>::capacity()})
-        PM_LOG_AS(OPERATION, "[%d]: %s() Could not write entirety to szSubject\n");
+        PM_LOG_WHOLE_AS(OPERATION, "[%d]: %s() Could not write entirety to szSubject\n");
     return true;
 }
 
-// One destination of the walk. False marks the walk as failed; a destination that
-// is off, empty or without a domain is neither failure nor success.
+// Sends the alert to one destination. False if that failed; a destination that is
+// disabled, empty or without a domain is skipped, which is not a failure.
 bool alertDestination(const AlertDestination& keys, const AlertTexts& texts,
                       const char* szServerAddress) {
-    const Enabled enabled = readEnabled(OPERATION, keys);
-    if (enabled != Enabled::On)
-        return enabled == Enabled::Off;
+    const SwitchState enabled = readEnabled(OPERATION, keys);
+    if (enabled != SwitchState::On)
+        return enabled == SwitchState::Off;
     Text<255> destination;
     if (!readSetting(keys.destinationKey, destination)) {
-        PM_LOG_AS(OPERATION, "[%d]: %s() - could not get email destination %d\n", keys.number);
+        PM_LOG_AS(OPERATION, "could not get email destination %d\n", keys.number);
         return false;
     }
     if (destination.empty()) {
-        PM_LOG_AS(OPERATION, "[%d]: %s() - destination %d is zero length string, can't send mail\n",
+        PM_LOG_AS(OPERATION, "destination %d is zero length string, can't send mail\n",
                   keys.number);
         return true;
     }
-    PM_LOG_AS(OPERATION, "[%d]: %s() - sending email to destination %d\n", keys.number);
+    PM_LOG_AS(OPERATION, "sending email to destination %d\n", keys.number);
     Text<255> subject;
     if (!composeSubject(subject, texts, szServerAddress))
         return true;
@@ -113,7 +123,7 @@ bool alertDestination(const AlertDestination& keys, const AlertTexts& texts,
 } // namespace
 
 int32_t sendEmailAlertsEx(uint32_t request_size, void* request_data) {
-    PM_LOG("[%d]:  Entering %s()\n");
+    PM_LOG_WHOLE("[%d]:  Entering %s()\n");
     Text<255> szServerAddress;
     if (!readUsableServerAddress(__func__, szServerAddress))
         return VESK_ERROR_GENERAL;
@@ -127,6 +137,8 @@ int32_t sendEmailAlertsEx(uint32_t request_size, void* request_data) {
         if (!alertDestination(keys, texts, szServerAddress.c_str()))
             status = VESK_ERROR_GENERAL;
     }
-    PM_LOG("[%d]:  Exiting %s()\n");
+    PM_LOG_WHOLE("[%d]:  Exiting %s()\n");
     return status;
 }
+
+} // namespace pm

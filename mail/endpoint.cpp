@@ -2,8 +2,12 @@
 
 #include <sys/types.h>
 
-#include "mail/identity.h"
+#include "mail/domain_literal.h"
+#include "mail/domain_name.h"
+#include "mail/hostname.h"
 #include "platform/logging.h"
+
+namespace pm {
 
 namespace {
 
@@ -12,15 +16,16 @@ constexpr size_t IPV6_PREFIX_LENGTH = 5; // "IPv6:"
 void chooseDomainName(EmailEndpoint& endpoint, const EndpointSteps& steps) {
     readDomainName(endpoint.szDomainName);
     if (steps.domainLog == DomainLog::NameRead)
-        PM_LOG_AS(steps.sender, "[%d]: %s() - domainname: %s strlen(szDomainName):%zd\n",
+        PM_LOG_AS(steps.sender, "domainname: %s strlen(szDomainName):%zd\n",
                   endpoint.szDomainName.c_str(),
                   static_cast<ssize_t>(endpoint.szDomainName.length()));
     endpoint.bDomainNameFromSystem = !isNoDomainName(endpoint.szDomainName);
     if (endpoint.bDomainNameFromSystem)
         return;
     if (steps.domainLog == DomainLog::LiteralTaken)
-        PM_LOG_AS(steps.sender, "[%d]: %s() - getdomainname() returned zero length or \"(none)\", "
-                                "using szDomainLiteral for szDomainName\n");
+        PM_LOG_AS(
+            steps.sender,
+            "getdomainname() returned zero length or \"(none)\", using szDomainLiteral for szDomainName\n");
     endpoint.szDomainName.assign(endpoint.szDomainLiteral.view());
 }
 
@@ -44,3 +49,5 @@ int32_t gatherEmailEndpoint(EmailEndpoint& endpoint, const EndpointSteps& steps)
         GetHostname(endpoint.szHostname);
     return 0;
 }
+
+} // namespace pm

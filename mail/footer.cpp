@@ -1,7 +1,9 @@
 #include "mail/footer.h"
 
 #include "common/text.h"
-#include "platform/read.h"
+#include "config/read.h"
+
+namespace pm {
 
 bool readPresence() {
     bool bPresence = false;
@@ -25,3 +27,5 @@ std::string_view appendFooter(char (&field)[BODY_FIELD_SIZE], const EmailEndpoin
     appended = true;
     return fieldText(field, BODY_FIELD_SIZE);
 }
+
+} // namespace pm

@@ -10,16 +10,28 @@
 #include "common/status.h"
 #include "mail/attempt.h"
 #include "mail/functions.h"
-#include "mail/generic_email_thread.h"
-#include "mail/identity.h"
+#include "mail/hostname.h"
+#include "mail/sender_address.h"
 #include "mail/thread_files.h"
 #include "platform/logging.h"
+
+namespace pm {
+
+// Start routine; argument is a GenericEmailThreadRequest. Ends through pthread_exit with
+// the mail's status as the thread's result.
+extern "C" void* pthread_sendGenericEmail(void* argument);
 
 namespace {
 
 constexpr const char* SENDER = "pthread_sendGenericEmail";
 constexpr size_t HEADER_BOUND = 255;         // bytes of the To and Subject lines
 constexpr int LONGEST_UNLOGGED_HEADER = 318; // a longer one is logged as cut
+
+// The thread's argument. It and the record are from malloc; the thread frees both.
+struct GenericEmailThreadRequest {
+    uint32_t request_size;
+    void* request_data; // a copy of the whole record, its last byte a terminator
+};
 
 struct ThreadRequestRelease {
     void operator()(GenericEmailThreadRequest* request) const {
@@ -29,7 +41,7 @@ struct ThreadRequestRelease {
 };
 using ThreadRequestOwner = std::unique_ptr<GenericEmailThreadRequest, ThreadRequestRelease>;
 
-// Null if the heap is exhausted.
+// Null if memory is exhausted.
 ThreadRequestOwner copyRequest(uint32_t request_size, const void* request_data) {
     ThreadRequestOwner request(allocateCleared<GenericEmailThreadRequest>().release());
     if (!request)
@@ -43,14 +55,15 @@ ThreadRequestOwner copyRequest(uint32_t request_size, const void* request_data) 
     return request;
 }
 
-// A record too short for its flag goes to the thread in blocking mode, so that
-// the caller learns of the refusal.
+// A record too short for the flag counts as blocking, so that the caller learns that it
+// is refused.
 bool isBlocking(uint32_t request_size, const void* request_data) {
     return request_size < sizeof(GenericEmailStruct) ||
            bit0(static_cast<const GenericEmailStruct*>(request_data)->blocking);
 }
 
-// Starts the thread and hands the request over to it. Returns an error number.
+// Starts the thread, which then owns the request. Returns 0, or an error number, after
+// which the caller still owns it.
 int startThread(pthread_t& thread, int detachState, ThreadRequestOwner& request) {
     pthread_attr_t attributes;
     int error = pthread_attr_init(&attributes);
@@ -60,7 +73,7 @@ int startThread(pthread_t& thread, int detachState, ThreadRequestOwner& request)
     if (error == 0)
         error = pthread_create(&thread, &attributes, pthread_sendGenericEmail, request.get());
     pthread_attr_destroy(&attributes);
-    // From here on the thread owns it, and may have released it already.
+    // The thread may have freed the request already.
     if (error == 0)
         static_cast<void>(request.release());
     return error;
@@ -73,9 +86,9 @@ int32_t sendAndWait(ThreadRequestOwner& request) {
     if (error == 0)
         pthread_join(thread, &result);
     else
-        PM_LOG_AS("sendGenericEmail", "[%d]: %s() - ERROR : %s\n", std::strerror(error));
+        PM_LOG_AS("sendGenericEmail", "ERROR : %s\n", std::strerror(error));
     const auto retVal = std::bit_cast<ssize_t>(result);
-    PM_LOG_AS("sendGenericEmail", "[%d]: %s() - retVal = %zd\n", retVal);
+    PM_LOG_AS("sendGenericEmail", "retVal = %zd\n", retVal);
     return static_cast<int32_t>(retVal);
 }
 
@@ -83,31 +96,31 @@ void sendDetached(ThreadRequestOwner& request) {
     pthread_t thread;
     const int error = startThread(thread, PTHREAD_CREATE_DETACHED, request);
     if (error != 0)
-        PM_LOG_AS("sendGenericEmail", "[%d]: %s() - ERROR : %s\n", std::strerror(error));
+        PM_LOG_AS("sendGenericEmail", "ERROR : %s\n", std::strerror(error));
 }
 
 bool writeTo(Attempt& attempt, MessageFile& message, std::string_view to) {
     const int length = composeHeader(attempt, "To", to, HEADER_BOUND);
     if (length > LONGEST_UNLOGGED_HEADER)
-        PM_LOG_AS(SENDER, "[%d]: %s() - 'To:' field truncated: %d\n", length);
+        PM_LOG_AS(SENDER, "'To:' field truncated: %d\n", length);
     return message.write(attempt.line.view());
 }
 
 bool writeSubject(Attempt& attempt, MessageFile& message, std::string_view subject) {
     const int length = composeHeader(attempt, "Subject", subject, HEADER_BOUND);
     if (length > LONGEST_UNLOGGED_HEADER)
-        PM_LOG_AS(SENDER, "[%d]: %s() - 'Subject:' field truncated: %d\n", length);
+        PM_LOG_AS(SENDER, "'Subject:' field truncated: %d\n", length);
     return message.write(attempt.line.view());
 }
 
-// A field without a terminator of its own runs on to the record's end, where one has
-// been forced.
+// The text at that offset. A field without a terminator extends to the record's end,
+// which sendGenericEmail terminates.
 std::string_view textAt(const GenericEmailThreadRequest& request, size_t offset) {
     return fieldText(static_cast<const char*>(request.request_data) + offset,
                      request.request_size - offset);
 }
 
-// Empty for a request that is refused.
+// The destination for the log; empty if the record is too short.
 std::string_view destinationOf(const GenericEmailThreadRequest& request) {
     if (request.request_size < sizeof(GenericEmailStruct))
         return "";
@@ -123,13 +136,14 @@ Ending attemptOnce(const GenericEmailThreadRequest& request, const Text<255>& me
     if (!readServerAddress(attempt))
         return giveUp(VESK_ERROR_FILE_ACCESS_FAIL);
     if (request.request_size < sizeof(GenericEmailStruct)) {
-        // The lines name the alert record's type: operators know this text.
-        PM_LOG_AS(SENDER, "[%d]: %s() - request_size less than sizeof(AlertEmailStruct), returning "
-                          "VESK_ERROR_INVALID_PARAMETER\n");
-        PM_LOG_AS(SENDER,
-                  "[%d]: %s() - request_size less than sizeof(AlertEmailStruct) = %zd, returning "
-                  "VESK_ERROR_INVALID_PARAMETER\n",
-                  ssize_t{sizeof(GenericEmailStruct)});
+        // Both texts name the wrong record type; operators know them, so they stay.
+        PM_LOG_AS(
+            SENDER,
+            "request_size less than sizeof(AlertEmailStruct), returning VESK_ERROR_INVALID_PARAMETER\n");
+        PM_LOG_AS(
+            SENDER,
+            "request_size less than sizeof(AlertEmailStruct) = %zd, returning VESK_ERROR_INVALID_PARAMETER\n",
+            ssize_t{sizeof(GenericEmailStruct)});
         return giveUp(VESK_ERROR_INVALID_PARAMETER);
     }
     if (gatherEmailEndpoint(attempt.endpoint, {.sender = SENDER, .hostname = Hostname::Later}) < 0)
@@ -145,7 +159,7 @@ Ending attemptOnce(const GenericEmailThreadRequest& request, const Text<255>& me
     if (!writeRelayConfig(attempt, bMseCompatGenericEmail))
         return giveUp(VESK_ERROR_FILE_ACCESS_FAIL);
     composeFromLine(attempt, FromFallback::HostAtDomain);
-    if (message.write(attempt.line.view())) { // else the relay gets the Date line alone
+    if (message.write(attempt.line.view())) { // on failure, only the Date line is sent
         if (!writeTo(attempt, message, textAt(request, offsetof(GenericEmailStruct, szTo))) ||
             !writeSubject(attempt, message,
                           textAt(request, offsetof(GenericEmailStruct, szSubject))) ||
@@ -156,7 +170,7 @@ Ending attemptOnce(const GenericEmailThreadRequest& request, const Text<255>& me
     message.close();
 
     const int result = runRelay(attempt);
-    PM_LOG_AS(SENDER, "[%d]: %s() - nReturn=[%zd]\n", static_cast<ssize_t>(result));
+    PM_LOG_AS(SENDER, "nReturn=[%zd]\n", static_cast<ssize_t>(result));
     return result == 0 ? sent() : retry(VESK_ERROR_GENERAL);
 }
 
@@ -177,28 +191,30 @@ int32_t sendFromThread(ThreadRequestOwner request) {
 } // namespace
 
 void* pthread_sendGenericEmail(void* argument) {
-    PM_LOG("[%d]: %s() - Entry\n");
-    // All that the thread holds is released in here: pthread_exit does not return.
+    PM_LOG("Entry\n");
+    // pthread_exit does not return: all that the thread owns is released in this call.
     const int32_t status =
         sendFromThread(ThreadRequestOwner(static_cast<GenericEmailThreadRequest*>(argument)));
     pthread_exit(std::bit_cast<void*>(static_cast<intptr_t>(status)));
 }
 
 int32_t sendGenericEmail(uint32_t request_size, void* request_data) {
-    PM_LOG("[%d]: %s() - Entry\n");
+    PM_LOG("Entry\n");
     const uint32_t size = request_data == nullptr ? 0 : request_size;
     if (size > 0)
         static_cast<char*>(request_data)[size - 1] = '\0';
     ThreadRequestOwner request = copyRequest(size, request_data);
     if (!request) {
-        PM_LOG("[%d]: %s() - ERROR : %s\n", std::strerror(ENOMEM));
+        PM_LOG("ERROR : %s\n", std::strerror(ENOMEM));
         return VESK_ERROR_GENERAL;
     }
     if (isBlocking(size, request_data)) {
-        PM_LOG("[%d]: %s() - Blocking Mode enabled\n");
+        PM_LOG("Blocking Mode enabled\n");
         return sendAndWait(request);
     }
-    PM_LOG("[%d]: %s() - Blocking Mode disabled\n");
+    PM_LOG("Blocking Mode disabled\n");
     sendDetached(request);
     return 0;
 }
+
+} // namespace pm

@@ -1,16 +1,19 @@
-#include "mail/identity.h"
+#include "mail/hostname.h"
+
+#include "config/read.h"
 #include "platform/ipmi.h"
 #include "platform/logging.h"
-#include "platform/read.h"
+
+namespace pm {
 
 void GetHostname(Text<255>& szHostname) {
-    PM_LOG("[%d]: Enter %s()\n");
+    PM_LOG_WHOLE("[%d]: Enter %s()\n");
     if (!readAttribute("Norvu.Embedded.1#network.1#dnsnvcname", szHostname))
-        PM_LOG("[%d]: %s() - failed to get dnsnvcname\n");
+        PM_LOG("failed to get dnsnvcname\n");
     if (!szHostname.empty() && !szHostname.equals("(none)"))
         return;
 
-    PM_LOG("[%d]: %s() - szHostname zero length, using Norvu\n");
+    PM_LOG("szHostname zero length, using Norvu\n");
     szHostname.clear();
     ipmi_chassis_code record = {};
     Text<IPMI_CHASSIS_CODE_SIZE + 1> code;
@@ -21,3 +24,5 @@ void GetHostname(Text<255>& szHostname) {
     else
         szHostname.format("%s-%s", "norvu", code.c_str());
 }
+
+} // namespace pm

@@ -1,11 +1,13 @@
 #include "mail/send_email.h"
 
 #include "common/status.h"
+#include "config/read.h"
 #include "mail/attempt.h"
-#include "mail/identity.h"
+#include "mail/sender_address.h"
 #include "platform/attributes.h"
 #include "platform/logging.h"
-#include "platform/read.h"
+
+namespace pm {
 
 namespace {
 
@@ -18,21 +20,21 @@ using FooterBody = Text<2040>;
 int32_t getCurrDnsRegister() {
     int32_t value = 0;
     if (CfgGetAttributeInt("Norvu.Embedded.1#network.1#dnsregister", &value) != 0) {
-        PM_LOG("[%d]: %s() - get currentnic.1#dnsregister fail\n");
+        PM_LOG("get currentnic.1#dnsregister fail\n");
         value = -1;
     }
-    PM_LOG("[%d]: %s() - CurrDnsRegister=%d\n", value);
+    PM_LOG("CurrDnsRegister=%d\n", value);
     return value;
 }
 
-// The name under which the controller is registered, else its address.
+// The controller's name if it is registered in DNS, else its address.
 void chooseLinkAddress(Text<526>& link, const EmailEndpoint& endpoint, int32_t dnsRegister) {
     if (!endpoint.bDomainNameFromSystem || dnsRegister != REGISTERED) {
         link.assign(endpoint.szWebAddress.view());
         return;
     }
     link.format("%s.%s", endpoint.szHostname.c_str(), endpoint.szDomainName.c_str());
-    PM_LOG_AS(SENDER, "[%d]: %s() - szDnsNvcName = %s\n", link.c_str());
+    PM_LOG_AS(SENDER, "szDnsNvcName = %s\n", link.c_str());
 }
 
 HeapOwner<PlaceholderBody> replacePlaceholder(std::string_view text, size_t placeholder,
@@ -64,14 +66,14 @@ HeapOwner<FooterBody> addLinks(std::string_view text, const EmailEndpoint& endpo
 template <size_t N>
 bool writeComposed(MessageFile& message, const HeapOwner<Text<N>>& body) {
     if (!body) {
-        PM_LOG_AS(SENDER, "[%d]: %s(): pLocalBodyText - malloc() Failed\n");
+        PM_LOG_WHOLE_AS(SENDER, "[%d]: %s(): pLocalBodyText - malloc() Failed\n");
         return false;
     }
     message.write(body->view());
     return true;
 }
 
-// False if there is no memory for the body.
+// False if memory for the body is exhausted.
 bool composeAndWriteBody(MessageFile& message, std::string_view body, const EmailEndpoint& endpoint,
                          int32_t dnsRegister) {
     const size_t placeholder = body.find("[]");
@@ -85,7 +87,7 @@ Ending attemptOnce(const char* destination, const char* subject, const char* bod
     logCompatibility(attempt, bMseCompatSendEmail);
     getSenderEmail(attempt.senderAddress);
     if (!readSetting("pm_str_email_server_address", attempt.endpoint.szServerAddress)) {
-        PM_LOG_AS(SENDER, "[%d]: %s() - could not get server address\n");
+        PM_LOG_AS(SENDER, "could not get server address\n");
         return retry(VESK_ERROR_FILE_ACCESS_FAIL);
     }
     if (gatherEmailEndpoint(attempt.endpoint,
@@ -98,12 +100,12 @@ Ending attemptOnce(const char* destination, const char* subject, const char* bod
     const std::lock_guard<std::mutex> lock(mailFileLock);
     MessageFile message(attempt.messagePath, MessageFile::AtEnd::Remove);
     if (!message.isOpen()) {
-        PM_LOG_AS(SENDER, "[%d]: %s() - could not open %s\n", attempt.messagePath);
+        PM_LOG_AS(SENDER, "could not open %s\n", attempt.messagePath);
         return retry(VESK_ERROR_FILE_ACCESS_FAIL);
     }
     if (!writeRelayConfig(attempt, bMseCompatSendEmail))
         return giveUp(VESK_ERROR_FILE_ACCESS_FAIL);
-    // This sender writes on whatever comes of a write.
+    // This sender ignores failed writes.
     writeDateLine(attempt, message);
     composeFromLine(attempt, FromFallback::HostAtDomain);
     message.write(attempt.line.view());
@@ -111,25 +113,27 @@ Ending attemptOnce(const char* destination, const char* subject, const char* bod
     writeHeader(attempt, message, "Subject", subject);
     message.write(CONTENT_TYPE_LINE);
     if (!composeAndWriteBody(message, body, attempt.endpoint, dnsRegister)) {
-        message.keep(); // its header stays until the next mail truncates it
+        message.keep(); // incomplete; the next mail truncates it
         return giveUp(PM_ERROR_NO_BODY_BUFFER);
     }
     message.write("\n\n");
     message.close();
 
     const int result = runRelay(attempt);
-    PM_LOG_AS(SENDER, "[%d]: %s() - nReturn=[%d]\n", result);
+    PM_LOG_AS(SENDER, "nReturn=[%d]\n", result);
     return result == 0 ? sent() : retry(VESK_ERROR_GENERAL);
 }
 
 } // namespace
 
 int32_t sendEmail(const char* destination, const char* subject, const char* body) {
-    PM_LOG("[%d]:  Entering %s()\n");
+    PM_LOG_WHOLE("[%d]:  Entering %s()\n");
     const Ending end =
         makeAttempts(bMseCompatSendEmail, [&] { return attemptOnce(destination, subject, body); });
     logFailedMail(SENDER, destination, end);
     if (end.next != Ending::Next::Return)
-        PM_LOG("[%d]:  Exiting %s()\n");
+        PM_LOG_WHOLE("[%d]:  Exiting %s()\n");
     return end.status;
 }
+
+} // namespace pm

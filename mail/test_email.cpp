@@ -6,14 +6,16 @@
 #include "mail/attempt.h"
 #include "mail/footer.h"
 #include "mail/functions.h"
-#include "mail/identity.h"
+#include "mail/sender_address.h"
 #include "platform/logging.h"
+
+namespace pm {
 
 namespace {
 
 constexpr const char* SENDER = "sendTestEmail";
 
-// Empty for a request that is refused.
+// The destination; empty if the request is null or too short.
 std::string_view destinationOf(uint32_t request_size, const TestEmailStruct* request) {
     if (request == nullptr || request_size < sizeof(TestEmailStruct))
         return "";
@@ -23,14 +25,14 @@ std::string_view destinationOf(uint32_t request_size, const TestEmailStruct* req
 bool writeLine(MessageFile& message, std::string_view line) {
     if (message.write(line))
         return true;
-    PM_LOG_AS(SENDER, "[%d]: %s() - text could not be written to the output file\n");
+    PM_LOG_AS(SENDER, "text could not be written to the output file\n");
     return false;
 }
 
 bool writeField(Attempt& attempt, MessageFile& message, const char* label, std::string_view value) {
     const int length = composeHeader(attempt, label, value);
     if (length < 0)
-        PM_LOG_AS(SENDER, "[%d]: %s() - Failed in snprintf! (%d)\n", length);
+        PM_LOG_AS(SENDER, "Failed in snprintf! (%d)\n", length);
     return writeLine(message, attempt.line.view());
 }
 
@@ -41,13 +43,13 @@ Ending attemptOnce(uint32_t request_size, TestEmailStruct* request, bool& footer
     if (!readServerAddress(attempt))
         return giveUp(VESK_ERROR_FILE_ACCESS_FAIL);
     if (request == nullptr) {
-        PM_LOG_AS(SENDER, "[%d]: %s() - pTestEmailStruct is NULL, returning "
-                          "VESK_ERROR_INVALID_PARAMETER\n");
+        PM_LOG_AS(SENDER, "pTestEmailStruct is NULL, returning VESK_ERROR_INVALID_PARAMETER\n");
         return giveUp(VESK_ERROR_INVALID_PARAMETER);
     }
     if (request_size < sizeof(TestEmailStruct)) {
-        PM_LOG_AS(SENDER, "[%d]: %s() - request_size less than sizeof(TestEmailStruct), returning "
-                          "VESK_ERROR_INVALID_PARAMETER\n");
+        PM_LOG_AS(
+            SENDER,
+            "request_size less than sizeof(TestEmailStruct), returning VESK_ERROR_INVALID_PARAMETER\n");
         return retry(VESK_ERROR_INVALID_PARAMETER);
     }
     if (gatherEmailEndpoint(attempt.endpoint, {.sender = SENDER}) < 0)
@@ -64,7 +66,7 @@ Ending attemptOnce(uint32_t request_size, TestEmailStruct* request, bool& footer
         return giveUp(VESK_ERROR_FILE_ACCESS_FAIL);
     writeDateLine(attempt, message);
     composeFromLine(attempt, FromFallback::HostAtDomain);
-    PM_LOG_AS(SENDER, "[%d]: %s() - from entry: %s\n", attempt.line.c_str());
+    PM_LOG_AS(SENDER, "from entry: %s\n", attempt.line.c_str());
     if (!writeLine(message, attempt.line.view()) ||
         !writeField(attempt, message, "To", destinationOf(request_size, request)) ||
         !writeField(attempt, message, "Subject",
@@ -76,10 +78,10 @@ Ending attemptOnce(uint32_t request_size, TestEmailStruct* request, bool& footer
 
     const int result = runRelay(attempt);
     const int error = errno;
-    PM_LOG_AS(SENDER, "[%d]: %s() - test email system call result: %d\n", result);
+    PM_LOG_AS(SENDER, "test email system call result: %d\n", result);
     if (result == 0)
         return sent();
-    PM_LOG_AS(SENDER, "[%d]: %s() - send test email failed, return code:%d error: %s\n", result,
+    PM_LOG_AS(SENDER, "send test email failed, return code:%d error: %s\n", result,
               std::strerror(error));
     return retry(VESK_ERROR_GENERAL);
 }
@@ -87,13 +89,15 @@ Ending attemptOnce(uint32_t request_size, TestEmailStruct* request, bool& footer
 } // namespace
 
 int32_t sendTestEmail(uint32_t request_size, void* pTestEmailStruct) {
-    PM_LOG("[%d]:  Entering %s()\n");
+    PM_LOG_WHOLE("[%d]:  Entering %s()\n");
     auto* request = static_cast<TestEmailStruct*>(pTestEmailStruct);
     bool footerAppended = false;
     const Ending end = makeAttempts(
         bMseCompatTestEmail, [&] { return attemptOnce(request_size, request, footerAppended); });
     logFailedMail(SENDER, destinationOf(request_size, request), end);
     if (end.next != Ending::Next::Return)
-        PM_LOG("[%d]:  Exiting %s()\n");
+        PM_LOG_WHOLE("[%d]:  Exiting %s()\n");
     return end.status;
 }
+
+} // namespace pm

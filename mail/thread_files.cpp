@@ -8,6 +8,8 @@
 
 #include "mail/attempt.h"
 
+namespace pm {
+
 namespace {
 
 constexpr int SPARE_TEXTS = 10000; // "00000" to "09999"
@@ -37,7 +39,7 @@ bool takeSpare(Text<6>& text) {
 }
 
 void removeMatches(const char* path) {
-    // The path followed by one to five digits, and nothing else.
+    // Matches the path followed by one to five digits.
     Text<255> pattern(path);
     for (int digits = 1; digits <= 5; ++digits) {
         pattern.append("[0-9]");
@@ -75,3 +77,5 @@ void removeLeftFiles() {
     removeMatches(GENERIC_MESSAGE_PATH);
     removeMatches(RELAY_CONFIG_PATH);
 }
+
+} // namespace pm

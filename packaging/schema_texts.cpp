@@ -13,6 +13,8 @@
 #include "platform/client/schema.h"
 #include "platform/client/settings_file.h"
 
+using namespace pm::client;
+
 namespace {
 
 struct Table {

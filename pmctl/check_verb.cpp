@@ -9,6 +9,10 @@
 #include "pmctl/output.h"
 #include "pmctl/verbs.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 namespace {
 
 void declareCheck(CLI::App& verb, Options& options) {
@@ -35,8 +39,10 @@ void checkAll(Checked& checked, bool offline) {
     checkValues(checked);
     checkMail(checked);
     checkMachine(checked);
-    if (!offline)
+    if (!offline) {
         checkNetwork(checked);
+        checkLogManager(checked);
+    }
     // The settings file first, by line; what has no line behind those that have one.
     std::ranges::stable_sort(checked.findings, {}, [&](const Finding& finding) {
         const auto line = static_cast<unsigned>(finding.where.line) - 1U;
@@ -104,3 +110,5 @@ constexpr Verb verbs[] = {
 std::span<const Verb> checkVerbs() {
     return verbs;
 }
+
+} // namespace pm::ctl

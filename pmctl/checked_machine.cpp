@@ -9,6 +9,10 @@
 
 #include "pmctl/checks.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 namespace {
 
 // As the relay's configuration names them.
@@ -86,3 +90,5 @@ void checkMachine(Checked& checked) {
     checkEncryption(checked);
     checkPrograms(checked);
 }
+
+} // namespace pm::ctl

@@ -4,6 +4,10 @@
 
 #include "pmctl/checks.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 namespace {
 
 constexpr std::string_view SENDER = "Norvu.Embedded.1#Remotehosts.1#SenderEmail";
@@ -116,3 +120,5 @@ void checkMail(Checked& checked) {
     checkSender(checked);
     checkLogin(checked, encryption);
 }
+
+} // namespace pm::ctl

@@ -12,6 +12,10 @@
 #include "platform/client/fd.h"
 #include "pmctl/checks.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -159,3 +163,5 @@ void checkNetwork(Checked& checked) {
     if (names.front().key == SERVER_KEY && names.front().result == 0)
         checkPortAnswers(checked, names.front());
 }
+
+} // namespace pm::ctl

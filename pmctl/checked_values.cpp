@@ -4,6 +4,10 @@
 #include "common/trap_rules.h"
 #include "pmctl/checks.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 namespace {
 
 constexpr std::string_view IPV4 = "Norvu.Embedded.1#IPv4.1#Enable";
@@ -116,10 +120,8 @@ void checkTraps(Checked& checked) {
         if (isOn(checked, state) && destination.empty())
             find(checked, Severity::Error, state,
                  "the trap destination has no address; set " + key + ", or this one to 0");
-        else if (!destination.empty() && !isSafeDestination(destination))
-            find(checked, Severity::Error, key,
-                 "would be refused: a name or address has letters, digits and .-_:% alone, and "
-                 "no hyphen in front");
+        else if (const char* fault = destinationFault(destination); fault != nullptr)
+            find(checked, Severity::Error, key, fault);
     }
     const std::string community = valueInForce(checked, COMMUNITY);
     if (!isSafeCommunity(community))
@@ -177,6 +179,18 @@ int familyOf(const std::string& text) {
     return AF_UNSPEC;
 }
 
+const char* destinationFault(const std::string& text) {
+    const bool colon = text.find(':') != std::string::npos;
+    if (text.find('[') != std::string::npos ||
+        (colon && familyOf(text.substr(0, text.find('%'))) != AF_INET6))
+        return "is no address: an IPv6 address is given as it is, ::1 for example, without "
+               "brackets, \"udp6:\" or port";
+    if (!text.empty() && !isSafeDestination(text))
+        return "would be refused: a name or address has letters, digits and .-_:% alone, and no "
+               "hyphen in front";
+    return nullptr;
+}
+
 bool familyIsOn(const Checked& checked, int family) {
     return wholeNumber(valueInForce(checked, family == AF_INET ? IPV4 : IPV6)) == 1;
 }
@@ -189,3 +203,5 @@ void checkValues(Checked& checked) {
     checkDirectories(checked);
     checkTraps(checked);
 }
+
+} // namespace pm::ctl

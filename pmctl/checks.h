@@ -9,18 +9,20 @@
 
 #include "platform/client/settings_file.h"
 
+namespace pm::ctl {
+
 enum class Severity : uint8_t { Error, Warning, Note }; // a note is no failure
 
 struct Finding {
     Severity severity;
-    SettingsFinding where; // and what
+    client::SettingsFinding where; // and what
 };
 
 struct Checked {
     std::string path; // of the settings file
     std::string runTimePath;
-    SettingsFile file;
-    SettingsFile runTime;
+    client::SettingsFile file;
+    client::SettingsFile runTime;
     std::vector<Finding> findings;
 };
 
@@ -46,6 +48,8 @@ std::string numbered(std::string_view pattern, int number);
 bool isServerSet(std::string_view server);
 // AF_INET or AF_INET6 of an address, AF_UNSPEC of anything else.
 int familyOf(const std::string& text);
+// Why a trap destination is refused or cannot be reached as it is written; else null.
+const char* destinationFault(const std::string& text);
 bool familyIsOn(const Checked& checked, int family);
 
 // Whether the values go together, and with what pm makes of them.
@@ -54,5 +58,8 @@ void checkValues(Checked& checked);
 void checkMail(Checked& checked);
 // Rights of files that hold passwords, certificates, programs.
 void checkMachine(Checked& checked);
-// Whether names resolve and the mail server's port answers.
+// Whether names resolve, the mail server talks, and the log manager is there.
 void checkNetwork(Checked& checked);
+void checkLogManager(Checked& checked);
+
+} // namespace pm::ctl

@@ -6,9 +6,13 @@
 #include "pmctl/input.h"
 #include "pmctl/verbs.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 namespace {
 
-constexpr std::string_view CHANGE_TOPIC = "CfgMgr$1$AttributeChange$";
+constexpr std::string_view CHANGE_TOPIC = ATTRIBUTE_CHANGE_TOPIC;
 
 void declareEvent(CLI::App& verb, Options& options) {
     verb.add_option("TOPIC", options.name, "Topic of the event")->required();
@@ -91,3 +95,5 @@ constexpr Verb verbs[] = {
 std::span<const Verb> eventVerbs() {
     return verbs;
 }
+
+} // namespace pm::ctl

@@ -1,29 +1,80 @@
 #include "pmctl/exchange.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <ctime>
 #include <sys/un.h>
+#include <unistd.h>
+#include <utility>
 
 #include "platform/client/printable.h"
+#include "platform/client/schema.h"
+#include "platform/client/settings_file.h"
 #include "pmctl/output.h"
 #include "pmctl/statuses.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 namespace {
 
-int tellStatus(std::string_view name, int32_t status) {
-    complain("%.*s: status %d: %s", static_cast<int>(name.size()), name.data(), status,
-             statusMeaning(name, status));
-    std::fprintf(stderr, "pmctl: \"pmctl log\" tells each step and the reason\n");
+struct FailedMail {
+    std::string destination;
+    int32_t status = 0;
+    std::string reason;
+};
+
+// What follows the status in a reply, if anything failed.
+struct Failures {
+    std::string reason;
+    std::vector<FailedMail> mails;
+};
+
+Failures failuresIn(const Reply& reply) {
+    Failures failures;
+    for (size_t at = 1; at + 1 < reply.fields.size(); at += 2) {
+        const std::string& item = reply.fields[at];
+        const std::string value = escapeControls(reply.fields[at + 1]);
+        if (item == "destination")
+            failures.mails.push_back({value, 0, {}});
+        else if (item == "status" && !failures.mails.empty())
+            failures.mails.back().status = wholeNumber(value).value_or(0);
+        else if (item == "reason")
+            (failures.mails.empty() ? failures.reason : failures.mails.back().reason) = value;
+    }
+    return failures;
+}
+
+void tellMail(std::string_view name, const FailedMail& mail) {
+    complain("the mail to %s failed, status %d: %s",
+             mail.destination.empty() ? "(no address)" : mail.destination.c_str(), mail.status,
+             mail.reason.empty() ? statusMeaning(name, mail.status) : mail.reason.c_str());
+}
+
+// A status of 0 does not say that all went well: it is that of the last mail, and a
+// trap's is 0 once it is tried.
+int tellStatus(const std::string& name, int32_t status, const Reply& reply) {
+    const Failures failures = failuresIn(reply);
+    for (const FailedMail& mail : failures.mails)
+        tellMail(name, mail);
+    if (status == 0 && failures.mails.empty() && failures.reason.empty())
+        return EXIT_DONE;
+    if (status == 0 && !failures.reason.empty())
+        complain("%s: %s", name.c_str(), failures.reason.c_str());
+    else if (failures.mails.empty())
+        complain("%s: status %d: %s", name.c_str(), status,
+                 failures.reason.empty() ? statusMeaning(name, status) : failures.reason.c_str());
+    std::fprintf(stderr, "pmctl: \"pmctl log\" tells each step\n");
     return EXIT_FAILED;
 }
 
 int tellReply(const Request& request, const Reply& reply) {
     if (reply.kind == ReplyKind::Done)
         return EXIT_DONE;
-    if (const auto status = replyStatus(reply)) {
-        const std::string& name =
-            request.arguments.empty() ? request.verb : request.arguments.front();
-        return *status == 0 ? EXIT_DONE : tellStatus(name, *status);
-    }
+    if (const auto status = replyStatus(reply))
+        return tellStatus(request.arguments.empty() ? request.verb : request.arguments.front(),
+                          *status, reply);
     const std::string text = reply.fields.empty() ? "without a reason" : reply.fields.back();
     complain("refused: %s", escapeControls(text).c_str());
     return EXIT_FAILED;
@@ -51,20 +102,39 @@ std::chrono::milliseconds timeLimit(const Options& options) {
     return std::chrono::milliseconds(static_cast<int64_t>(options.timeout * 1000));
 }
 
-int tellNotAnswered(const Options& options, Outcome outcome) {
+namespace {
+
+// Why nobody is reached: no right to look, a wrong root, or no pm.
+void tellNotReached(const Options& options) {
     const std::string folder = runFolder(options);
+    const std::string socket = folder + "/requests";
+    if (::access(socket.c_str(), R_OK | W_OK) != 0 && errno == EACCES)
+        return complain("you may not use %s: run pmctl as root", folder.c_str());
+    const std::string settings = belowRoot(options, SETTINGS_FILE);
+    if (!options.root.empty() && ::access(settings.c_str(), F_OK) != 0)
+        return complain("%s has no etc/pm.conf; is it the root of the pm that you mean? It is set "
+                        "by --root or PM_HOST_ROOT",
+                        options.root.c_str());
+    complain("no pm is running%s%s; %s", options.root.empty() ? "" : " below ",
+             options.root.c_str(),
+             options.root.empty() ? "\"systemctl start pm\" starts it, \"journalctl -u pm\" tells "
+                                    "why it ended"
+                                  : "start it with PM_HOST_ROOT set to that root");
+}
+
+} // namespace
+
+int tellNotAnswered(const Options& options, Outcome outcome) {
     switch (outcome) {
     case Outcome::NotReached:
-        complain("no pm is reached in %s; is it running, with this root, and may you enter the "
-                 "folder?",
-                 folder.c_str());
+        tellNotReached(options);
         break;
     case Outcome::Lost:
         complain("pm ended before it answered");
         break;
     case Outcome::TimedOut:
-        complain("pm in %s gave no answer within %g s; it may still do it", folder.c_str(),
-                 options.timeout);
+        complain("pm in %s gave no answer within %g s; it may still do it",
+                 runFolder(options).c_str(), options.timeout);
         break;
     case Outcome::NoMemory:
     case Outcome::Answered:
@@ -74,11 +144,35 @@ int tellNotAnswered(const Options& options, Outcome outcome) {
     return EXIT_NOT_REACHED;
 }
 
-int tellEnd(const Options& options, Outcome outcome) {
-    if (outcome != Outcome::Lost)
-        return tellNotAnswered(options, outcome);
-    complain("pm has ended");
-    return EXIT_NOT_REACHED;
+int listenOn(const Options& options, std::string_view subscription,
+             const std::function<bool()>& begin,
+             const std::function<void(std::string_view, std::string_view)>& take) {
+    constexpr timespec PAUSE = {0, 200'000'000};
+    bool known = false; // pm was reached before
+    bool lost = false;
+    for (;;) {
+        Connection connection(eventsEndpoint(runFolder(options)));
+        Frames frames;
+        Outcome outcome = connection.listen(timeLimit(options), frames, subscription);
+        if (outcome != Outcome::Answered && !known)
+            return tellNotAnswered(options, outcome);
+        if (outcome == Outcome::Answered && lost)
+            std::fprintf(stderr, "pmctl: pm is there again\n");
+        if (outcome == Outcome::Answered && !begin())
+            return EXIT_FAILED;
+        lost = lost && outcome != Outcome::Answered;
+        known = true;
+        for (; outcome == Outcome::Answered; outcome = connection.listen({}, frames)) {
+            if (frames.size() == 3)
+                take(frames[1].view(), frames[2].view());
+            std::fflush(stdout);
+            if (std::ferror(stdout) != 0)
+                return EXIT_FAILED; // nobody reads on
+        }
+        if (!std::exchange(lost, true))
+            std::fprintf(stderr, "pmctl: pm has ended; waiting for its next start\n");
+        ::nanosleep(&PAUSE, nullptr);
+    }
 }
 
 int ask(const Options& options, const Request& request, Reply& reply) {
@@ -99,6 +193,17 @@ int ask(const Options& options, const Request& request) {
     return ask(options, request, reply);
 }
 
+std::string valueOf(const Options& options, const std::string& key) {
+    Connection connection(requestEndpoint(runFolder(options)));
+    Reply reply;
+    if (connection.request({"get", {key}, {}}, timeLimit(options), reply) != Outcome::Answered ||
+        reply.kind != ReplyKind::Done || reply.fields.empty())
+        return "?";
+    return escapeControls(reply.fields.front());
+}
+
 int callFunction(const Options& options, const std::string& function, std::string_view record) {
     return ask(options, {"call", {function}, record});
 }
+
+} // namespace pm::ctl

@@ -7,6 +7,10 @@
 #include "platform/client/wire.h"
 #include "pmctl/output.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 bool readInput(const std::string& file, std::string& content) {
     const FileOwner opened(file == "-" ? nullptr : std::fopen(file.c_str(), "rb"));
     std::FILE* input = file == "-" ? stdin : opened.get();
@@ -40,3 +44,5 @@ bool fits(std::string_view text, size_t limit, const char* what) {
         return true;
     return false;
 }
+
+} // namespace pm::ctl

@@ -7,6 +7,8 @@
 
 #include "pmctl/options.h"
 
+namespace pm::ctl {
+
 // Reads a file, "-" being standard input, as it stands. False after a line.
 bool readInput(const std::string& file, std::string& content);
 
@@ -24,3 +26,5 @@ bool putText(char (&field)[N], std::string_view text, const char* what, size_t l
     std::memcpy(field, text.data(), text.size());
     return true;
 }
+
+} // namespace pm::ctl

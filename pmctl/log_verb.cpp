@@ -1,28 +1,85 @@
-// log: the last trace lines, and those to come.
-#include <cerrno>
+// log: the last log lines, and those to come.
+#include <array>
+#include <charconv>
 #include <cinttypes>
 #include <cstdio>
-#include <cstdlib>
+#include <ctime>
 #include <string_view>
+#include <unistd.h>
 
 #include "platform/client/printable.h"
 #include "pmctl/exchange.h"
 #include "pmctl/output.h"
 #include "pmctl/verbs.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 namespace {
 
-constexpr int32_t MOST_LINES = 500;
+constexpr int32_t MOST_LINES = 600;
+
+struct Level {
+    const char* name;
+    int64_t number;
+};
+constexpr std::array<Level, 5> levels = {
+    {{"fatal", 1}, {"error", 2}, {"warning", 3}, {"notice", 4}, {"trace", 6}}};
 
 void declareLog(CLI::App& verb, Options& options) {
     options.lines = MOST_LINES;
-    verb.add_option("-n,--lines", options.lines, "How many; default 500, which is all there can be")
+    verb.add_option("-n,--lines", options.lines, "How many; by default all that are kept")
         ->type_name("N")
         ->check(CLI::Range(0, MOST_LINES));
-    verb.add_flag("-f,--follow", options.follow, "Go on with the lines to come, until interrupted");
+    verb.add_option("-l,--level", options.level,
+                    "Only lines of this level or a worse one: fatal, error, warning, notice, trace")
+        ->type_name("LEVEL")
+        ->check(CLI::IsMember({"fatal", "error", "warning", "notice", "trace"}));
+    verb.add_option("--since", options.since,
+                    "Only lines from then on: 10m, 2h, 1d ago; 14:30; 2026-01-31 14:30:05")
+        ->type_name("TIME");
+    verb.add_flag("-f,--follow", options.follow,
+                  "Go on with the lines to come, over restarts of pm, until interrupted");
+    declareUtc(verb, options);
 }
 
-// Takes a number and the blank behind it off the line's start; 0 if there is none.
+int64_t levelOf(const Options& options) {
+    for (const Level& level : levels)
+        if (options.level == level.name)
+            return level.number;
+    return INT64_MAX;
+}
+
+// Milliseconds since 1970 of "10m", "14:30", "2026-01-31 14:30" and the like; -1 if it
+// is no such time.
+int64_t timeOf(const std::string& text) {
+    const int64_t now = std::time(nullptr);
+    int64_t number = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    constexpr std::string_view UNITS = "smhd";
+    constexpr int64_t SECONDS[] = {1, 60, 3600, 86400};
+    const size_t unit = stop + 1 == end ? UNITS.find(*stop) : std::string_view::npos;
+    if (error == std::errc() && unit != std::string_view::npos && number >= 0 && number < 100000)
+        return (now - number * SECONDS[unit]) * 1000;
+    for (const char* format : {"%Y-%m-%d %H:%M:%S", "%Y-%m-%dT%H:%M:%S", "%Y-%m-%d %H:%M",
+                               "%Y-%m-%dT%H:%M", "%Y-%m-%d", "%H:%M:%S", "%H:%M"}) {
+        tm parts{};
+        const time_t today = now;
+        localtime_r(&today, &parts);
+        parts.tm_sec = 0;
+        if (format[1] == 'Y')
+            parts = {};
+        parts.tm_isdst = -1;
+        const char* rest = ::strptime(text.c_str(), format, &parts);
+        if (rest != nullptr && *rest == '\0')
+            return int64_t{std::mktime(&parts)} * 1000;
+    }
+    return -1;
+}
+
+// Takes a number and the blank after it off the line's start; 0 if there is none.
 int64_t takeNumber(std::string_view& line) {
     int64_t number = 0;
     while (!line.empty() && line.front() >= '0' && line.front() <= '9') {
@@ -34,66 +91,90 @@ int64_t takeNumber(std::string_view& line) {
     return number;
 }
 
+// Where a reader of the log has come to.
+struct Position {
+    int64_t number = 0;
+    int64_t time = 0;
+    bool counted = false; // lines come one by one, so that a gap is a loss
+};
+
 // Prints a line, if it is a later one than the last.
-void printLine(std::string_view line, int64_t& last) {
+void printLine(const Options& options, std::string_view line, Position& last) {
     const int64_t number = takeNumber(line);
-    if (number <= last)
+    if (number <= last.number)
         return;
-    if (last != 0 && number != last + 1)
-        std::fprintf(stderr, "pmctl: %" PRId64 " lines are missing here\n", number - last - 1);
-    last = number;
-    const int64_t time = takeNumber(line);
+    if (last.counted && last.number != 0 && number != last.number + 1)
+        std::fprintf(stderr, "pmctl: %" PRId64 " lines are missing here\n",
+                     number - last.number - 1);
+    last.number = number;
+    last.time = takeNumber(line);
     const int64_t level = takeNumber(line);
     const int64_t module = takeNumber(line);
-    std::printf("%s %" PRId64 " [%" PRId64 "] %s\n", timeText(time).c_str(), level, module,
-                escapeControls(line).c_str());
+    if (level <= levelOf(options))
+        std::printf("%s %" PRId64 " [%" PRId64 "] %s\n", timeText(last.time, options.utc).c_str(),
+                    level, module, escapeControls(line).c_str());
 }
 
-int printLast(const Options& options, int64_t& last) {
+int printLast(const Options& options, int64_t since, Position& last) {
+    // Of what a new pm has logged, all is to come.
+    const int32_t count = last.time == 0 ? options.lines : MOST_LINES;
+    Request request = {"log", {std::to_string(count)}, {}};
+    const int64_t level = levelOf(options);
+    if (since > 0 || level != INT64_MAX)
+        request.arguments.insert(request.arguments.end(),
+                                 {std::to_string(level), std::to_string(since)});
     Reply reply;
-    const int status = ask(options, {"log", {std::to_string(options.lines)}, {}}, reply);
+    const int status = ask(options, request, reply);
     std::string_view lines = reply.fields.empty() ? "" : std::string_view(reply.fields.front());
+    if (::isatty(STDOUT_FILENO) != 0 && status == EXIT_DONE && last.time == 0)
+        std::fprintf(stderr, "TIME LEVEL [MODULE] TEXT; levels: 1 fatal, 2 error, 3 warning, "
+                             "4 notice, 5 trace, 6 start\n");
     while (status == EXIT_DONE && !lines.empty()) {
         const size_t end = lines.find('\n');
-        printLine(lines.substr(0, end), last);
+        printLine(options, lines.substr(0, end), last);
         lines.remove_prefix(end == std::string_view::npos ? lines.size() : end + 1);
     }
     return status;
 }
 
-// The subscription stands before the last lines are asked for, so that none is
-// lost in between; those that come twice are printed once.
-int followLog(const Options& options) {
-    Connection connection(eventsEndpoint(runFolder(options)));
-    Frames frames;
-    int64_t last = 0;
-    Outcome outcome = connection.listen(timeLimit(options), frames, LOG_SUBSCRIPTION);
-    if (outcome == Outcome::Answered) {
-        const int status = printLast(options, last);
-        if (status != EXIT_DONE)
-            return status;
-    }
-    while (outcome == Outcome::Answered) {
-        if (frames.size() == 3 && frames[1].view() == "line")
-            printLine(frames[2].view(), last);
-        std::fflush(stdout);
-        if (std::ferror(stdout) != 0)
-            return EXIT_FAILED; // nobody reads on
-        outcome = connection.listen({}, frames);
-    }
-    return tellEnd(options, outcome);
+// The subscription is active before the last lines are asked for, so that none is
+// lost in between; those that come twice are printed once. A pm that has started since
+// counts from 1 again: of its lines those are new whose time is later.
+int followLog(const Options& options, int64_t since) {
+    Position last;
+    int status = EXIT_DONE;
+    const auto begin = [&] {
+        last.number = 0;
+        last.counted = false;
+        status = printLast(options, last.time == 0 ? since : last.time + 1, last);
+        last.counted = true;
+        return status == EXIT_DONE;
+    };
+    const auto take = [&](std::string_view kind, std::string_view text) {
+        if (kind == "line")
+            printLine(options, text, last);
+    };
+    const int end = listenOn(options, LOG_SUBSCRIPTION, begin, take);
+    return status == EXIT_DONE ? end : status;
 }
 
 int showLog(const Options& options) {
-    int64_t last = 0;
-    return options.follow ? followLog(options) : printLast(options, last);
+    const int64_t since = options.since.empty() ? 0 : timeOf(options.since);
+    if (since < 0)
+        return wrongUse("--since: \"" + options.since +
+                        "\" is no time; give 30s, 10m, 2h or 1d, or 14:30, or 2026-01-31 14:30");
+    Position last;
+    return options.follow ? followLog(options, since) : printLast(options, since, last);
 }
 
 constexpr Verb verbs[] = {
-    {"log", "Prints pm's last trace lines, kept with or without -debug",
+    {"log", "Prints pm's last log lines, trace included, kept with or without -debug",
      "  pmctl log -n 50\n"
+     "  pmctl log --level error --since 1d # what failed, and why\n"
      "  pmctl log -f                       # goes on with what comes\n"
-     "  pmctl log | grep 'command failed'  # why was the mail not taken?",
+     "Each line: time, level (1 fatal, 2 error, 3 warning, 4 notice, 5 trace, 6 start),\n"
+     "module in brackets (220 service, 258 mails and traps), text. pm keeps 500 lines,\n"
+     "and beyond these the last 100 of levels 1 to 3.",
      declareLog, showLog},
 };
 
@@ -102,3 +183,5 @@ constexpr Verb verbs[] = {
 std::span<const Verb> logVerbs() {
     return verbs;
 }
+
+} // namespace pm::ctl

@@ -1,10 +1,16 @@
 // alert, test-mail, test-message, alert-mail, mail.
 #include <cstdint>
+#include <cstdio>
 
 #include "common/records.h"
+#include "pmctl/checks.h"
 #include "pmctl/exchange.h"
 #include "pmctl/input.h"
 #include "pmctl/verbs.h"
+
+namespace pm::ctl {
+
+using namespace client;
 
 namespace {
 
@@ -22,10 +28,8 @@ void declareBody(CLI::App& verb, Options& options) {
     body->require_option(1);
 }
 
-void declareIndex(CLI::App& verb, Options& options) {
-    verb.add_option("INDEX", options.index, "Mail destination, 1 to 4")
-        ->required()
-        ->check(CLI::Range(0, UINT8_MAX));
+void declareTestMail(CLI::App& verb, Options& options) {
+    declareIndex(verb, options, "Mail destination", MAIL_DESTINATIONS);
 }
 
 void declareAlert(CLI::App& verb, Options& options) {
@@ -35,7 +39,7 @@ void declareAlert(CLI::App& verb, Options& options) {
 }
 
 void declareAlertMail(CLI::App& verb, Options& options) {
-    verb.add_option("INDEX", options.index, "Mail destination, 1 to 4")->required();
+    declareIndex(verb, options, "Mail destination", MAIL_DESTINATIONS);
     declareBody(verb, options);
 }
 
@@ -62,7 +66,13 @@ int alert(const Options& options) {
 
 int testMail(const Options& options) {
     const IndexRequest record = {static_cast<uint8_t>(options.index)};
-    return callFunctionWith(options, "pm_function_sendTestEmailEx", record);
+    const int status = callFunctionWith(options, "pm_function_sendTestEmailEx", record);
+    const std::string key = "pm_str_email_alert" + std::to_string(options.index) + "_destination";
+    if (status == EXIT_DONE)
+        std::printf("the mail server %s took the test mail for %s\n",
+                    valueOf(options, std::string(SERVER_KEY)).c_str(),
+                    valueOf(options, key).c_str());
+    return status;
 }
 
 int testMessage(const Options& options) {
@@ -102,8 +112,8 @@ constexpr Verb verbs[] = {
      "  pmctl alert --subject 'Disk full' --body 'Volume 2 has no room left'\n"
      "  pmctl alert --subject 'Disk full' --body-file report.txt --host server12",
      declareAlert, alert},
-    {"test-mail", "Sends the fixed test mail to a destination", "  pmctl test-mail 1", declareIndex,
-     testMail},
+    {"test-mail", "Sends the fixed test mail to a destination", "  pmctl test-mail 1",
+     declareTestMail, testMail},
     {"test-message", "Sends a test mail of your own",
      "  pmctl test-message --to ops@example.com --subject Test --body 'Does this arrive?'",
      declareMessage, testMessage},
@@ -120,3 +130,5 @@ constexpr Verb verbs[] = {
 std::span<const Verb> mailVerbs() {
     return verbs;
 }
+
+} // namespace pm::ctl

@@ -1,5 +1,6 @@
 // pmctl: asks pm, or tells it something, from the command line.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -9,10 +10,12 @@
 #include <iostream>
 #include <sstream>
 
+#include "platform/client/schema.h"
 #include "pmctl/exchange.h"
 #include "pmctl/output.h"
 #include "pmctl/verbs.h"
 
+namespace pm::ctl {
 namespace {
 
 constexpr const char* EXAMPLES =
@@ -35,16 +38,13 @@ void declareGlobals(CLI::App& app, Options& options) {
     app.add_option("--timeout", options.timeout, "Time to wait for an answer; default 300")
         ->type_name("SECONDS")
         ->check(CLI::Range(0.001, 86400.0));
+    app.set_version_flag("--version", "pmctl " PM_VERSION);
     app.footer(EXAMPLES);
     app.require_subcommand(1);
     app.fallthrough();
 }
 
-int parseAndRun(int argc, char** argv) {
-    Options options;
-    CLI::App app("Asks a running pm, or tells it something.", "pmctl");
-    declareGlobals(app, options);
-    const Verb* chosen = nullptr;
+void declareVerbs(CLI::App& app, Options& options, const Verb*& chosen) {
     for (const auto& group : {serviceVerbs(), settingsVerbs(), eventVerbs(), mailVerbs(),
                               trapVerbs(), checkVerbs(), logVerbs(), statusVerbs()})
         for (const Verb& verb : group) {
@@ -53,13 +53,71 @@ int parseAndRun(int argc, char** argv) {
             command->callback([&chosen, &verb] { chosen = &verb; });
             verb.declare(*command, options);
         }
+}
+
+// The verb that looks most like a misspelt one; empty if none comes near.
+std::string nearestVerb(const CLI::App& app, const std::string& word) {
+    std::string nearest;
+    size_t best = 3;
+    for (const CLI::App* verb : app.get_subcommands({})) {
+        const size_t distance = client::editDistance(word, verb->get_name());
+        if (distance < best) {
+            best = distance;
+            nearest = verb->get_name();
+        }
+    }
+    return nearest;
+}
+
+int tellNoVerb(const CLI::App& app, const std::string& word) {
+    const std::string nearest = nearestVerb(app, word);
+    complain("there is no verb \"%s\"; %s%s%s", word.c_str(),
+             nearest.empty() ? "" : "did you mean \"", nearest.c_str(),
+             nearest.empty() ? "\"pmctl help\" tells them" : "\"?");
+    return EXIT_WRONG_USE;
+}
+
+int tellHelp(CLI::App& app, const std::string& verb) {
+    const std::vector<CLI::App*> verbs = app.get_subcommands({});
+    const auto known =
+        std::ranges::find(verbs, verb, [](CLI::App* each) { return each->get_name(); });
+    if (!verb.empty() && known == verbs.end())
+        return tellNoVerb(app, verb);
+    const CLI::App* asked = verb.empty() ? &app : *known;
+    const std::string name = verb.empty() ? "pmctl" : "pmctl " + verb;
+    std::printf("%s",
+                app.get_formatter()->make_help(asked, name, CLI::AppFormatMode::Normal).c_str());
+    return EXIT_DONE;
+}
+
+int tellParseError(CLI::App& app, const CLI::ParseError& error) {
+    std::ostringstream text;
+    const bool asked = app.exit(error, std::cout, text) == 0; // for help
+    const std::vector<std::string> words = app.remaining();
+    if (!asked && app.get_subcommands().empty()) {
+        if (!words.empty() && !words.front().starts_with('-'))
+            return tellNoVerb(app, words.front());
+        if (words.empty() && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr)
+            return wrongUse("a verb is needed; \"pmctl help\" tells them");
+    }
+    std::fputs(coloured(stderr, Colour::Red, text.str()).c_str(), stderr);
+    return asked ? EXIT_DONE : EXIT_WRONG_USE;
+}
+
+int parseAndRun(int argc, char** argv) {
+    Options options;
+    CLI::App app("Asks a running pm, or tells it something.", "pmctl");
+    declareGlobals(app, options);
+    const Verb* chosen = nullptr;
+    declareVerbs(app, options, chosen);
+    CLI::App* help = app.add_subcommand("help", "Tells the verbs, or a verb's options");
+    help->add_option("VERB", options.name, "Verb")->type_name("");
     try {
         app.parse(argc, argv);
+        if (help->parsed())
+            return tellHelp(app, options.name);
     } catch (const CLI::ParseError& error) {
-        std::ostringstream text;
-        const bool asked = app.exit(error, std::cout, text) == 0; // for help
-        std::fputs(coloured(stderr, Colour::Red, text.str()).c_str(), stderr);
-        return asked ? EXIT_DONE : EXIT_WRONG_USE;
+        return tellParseError(app, error);
     }
     const int status = chosen->run(options);
     if (std::fflush(stdout) == 0)
@@ -69,12 +127,13 @@ int parseAndRun(int argc, char** argv) {
 }
 
 } // namespace
+} // namespace pm::ctl
 
 int main(int argc, char** argv) {
     try {
-        return parseAndRun(argc, argv);
+        return pm::ctl::parseAndRun(argc, argv);
     } catch (const std::exception& exception) {
-        complain("%s", exception.what());
-        return EXIT_FAILED;
+        pm::ctl::complain("%s", exception.what());
+        return pm::ctl::EXIT_FAILED;
     }
 }

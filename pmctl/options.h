@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+namespace pm::ctl {
+
 struct Options {
     std::string root;
     double timeout = 300; // seconds
@@ -14,7 +16,7 @@ struct Options {
     std::string name; // function, topic or key
     std::string value;
     std::string record; // file
-    std::string road;
+    std::string via;
     int32_t index = 0;
 
     std::string message;
@@ -32,7 +34,12 @@ struct Options {
 
     int32_t lines = 0;
     bool follow = false;
+    bool utc = false;
+    std::string level;
+    std::string since;
 
     std::string file; // to check
     bool offline = false;
 };
+
+} // namespace pm::ctl

@@ -7,6 +7,10 @@
 
 #include "platform/client/schema.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 namespace {
 
 bool coloursWanted(std::FILE* stream) {
@@ -52,15 +56,19 @@ void complain(const char* format, ...) {
     std::fprintf(stderr, "%s\n", coloured(stderr, Colour::Red, "pmctl: " + text).c_str());
 }
 
-std::string timeText(int64_t milliseconds) {
+std::string timeText(int64_t milliseconds, bool utc) {
     const time_t seconds = milliseconds / 1000;
     tm parts{};
-    gmtime_r(&seconds, &parts);
+    utc ? gmtime_r(&seconds, &parts) : localtime_r(&seconds, &parts);
     char text[64];
     const size_t length = strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &parts);
-    std::snprintf(text + length, sizeof text - length, ".%03dZ",
+    std::snprintf(text + length, sizeof text - length, ".%03d",
                   static_cast<int>(milliseconds % 1000));
-    return text;
+    if (utc)
+        return text + std::string("Z");
+    char zone[16];
+    strftime(zone, sizeof zone, "%z", &parts);
+    return text + std::string(zone).insert(3, ":"); // "+0100"
 }
 
 std::string jsonText(std::string_view text) {
@@ -93,3 +101,5 @@ std::string jsonObject(const std::vector<JsonMember>& members) {
 std::string jsonArray(const std::vector<std::string>& values) {
     return joined('[', values, ']');
 }
+
+} // namespace pm::ctl

@@ -1,11 +1,17 @@
 // list, call, watch.
 #include <cstdio>
+#include <ctime>
 
 #include "platform/client/printable.h"
+#include "platform/client/schema.h"
 #include "pmctl/exchange.h"
 #include "pmctl/input.h"
 #include "pmctl/output.h"
 #include "pmctl/verbs.h"
+
+namespace pm::ctl {
+
+using namespace client;
 
 namespace {
 
@@ -49,24 +55,19 @@ int call(const Options& options) {
     return callFunction(options, options.name, record);
 }
 
-// The first message says that the subscription stands; then events, for ever.
 int watch(const Options& options) {
-    Connection connection(eventsEndpoint(runFolder(options)));
-    Frames frames;
-    Outcome outcome = connection.listen(timeLimit(options), frames);
-    for (; outcome == Outcome::Answered; outcome = connection.listen({}, frames)) {
-        if (frames.size() == 3 && frames[1].view() == "event")
-            std::printf("%s\n", escapeControls(frames[2].view()).c_str());
-        else
-            std::fprintf(stderr, "pmctl: watching\n");
-        std::fflush(stdout);
-        if (std::ferror(stdout) != 0)
-            return EXIT_FAILED; // nobody reads on
-    }
-    return tellEnd(options, outcome);
+    const auto begin = [] { return std::fprintf(stderr, "pmctl: watching\n") > 0; };
+    const auto print = [&](std::string_view kind, std::string_view name) {
+        timespec now{};
+        clock_gettime(CLOCK_REALTIME, &now);
+        if (kind == "event")
+            std::printf(
+                "%s %s\n",
+                timeText(int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000, options.utc).c_str(),
+                escapeControls(name).c_str());
+    };
+    return listenOn(options, WIRE_VERSION, begin, print);
 }
-
-void declareNothing(CLI::App&, Options&) {}
 
 constexpr Verb verbs[] = {
     {"list", "Functions and topics that pm serves, one a line",
@@ -75,8 +76,8 @@ constexpr Verb verbs[] = {
      "  pmctl call pm_function_sendTestTrap --record request.bin\n"
      "  printf '\\001' | pmctl call pm_function_sendTestEmailEx --record -",
      declareCall, call},
-    {"watch", "Prints the events that pm raises, until pm or pmctl is ended", "  pmctl watch",
-     declareNothing, watch},
+    {"watch", "Prints the events that pm raises with their time, until it is interrupted",
+     "  pmctl watch", declareUtc, watch},
 };
 
 } // namespace
@@ -85,6 +86,25 @@ void declareJson(CLI::App& verb, Options& options) {
     verb.add_flag("--json", options.json, "Print JSON, for programs");
 }
 
+void declareIndex(CLI::App& verb, Options& options, const char* what, int most) {
+    const std::string range = "1 to " + std::to_string(most);
+    verb.add_option("INDEX", options.index, std::string(what) + ", " + range)
+        ->type_name("")
+        ->required()
+        ->check(CLI::Validator(
+            [most, range](const std::string& text) {
+                const auto number = wholeNumber(text);
+                return number && *number >= 1 && *number <= most ? "" : text + " is not " + range;
+            },
+            ""));
+}
+
+void declareUtc(CLI::App& verb, Options& options) {
+    verb.add_flag("--utc", options.utc, "Times in UTC, not in local time");
+}
+
 std::span<const Verb> serviceVerbs() {
     return verbs;
 }
+
+} // namespace pm::ctl

@@ -1,10 +1,17 @@
 // get, set, unset.
 #include <cstdio>
 
+#include "platform/client/printable.h"
 #include "platform/client/schema.h"
+#include "pmctl/checks.h"
 #include "pmctl/exchange.h"
+#include "pmctl/input.h"
 #include "pmctl/output.h"
 #include "pmctl/verbs.h"
+
+namespace pm::ctl {
+
+using namespace client;
 
 namespace {
 
@@ -23,8 +30,31 @@ void declareGet(CLI::App& verb, Options& options) {
 
 void declareSet(CLI::App& verb, Options& options) {
     declareKey(verb, options);
-    verb.add_option("VALUE", options.value, "Value; one with a leading hyphen behind --")
-        ->required();
+    auto* given = verb.add_option_group("Given", "The value");
+    given->add_option("VALUE", options.value,
+                      "Value; - reads it from standard input; one with a leading hyphen after --");
+    given->add_option("--file", options.file, "File that holds the value");
+    given->require_option(1);
+}
+
+// The value, from where it is to be read. False after a line.
+bool readValue(const Options& options, std::string& value) {
+    value = options.value;
+    if (options.file.empty() && value != "-")
+        return true;
+    value.clear();
+    if (!readInput(options.file.empty() ? "-" : options.file, value))
+        return false;
+    if (value.ends_with('\n')) // of the line, not of the value
+        value.pop_back();
+    if (value.ends_with('\r'))
+        value.pop_back();
+    return true;
+}
+
+bool isTrapDestination(const std::string& name) {
+    const auto key = findKey(name);
+    return key && std::string_view(schemaRow(*key).name).ends_with("SNMPAlert.*#Destination");
 }
 
 // As its key's type has it; a text that is a whole number only for a key of such.
@@ -61,7 +91,13 @@ int get(const Options& options) {
 }
 
 int set(const Options& options) {
-    return ask(options, {"set", {options.name, options.value}, {}});
+    std::string value;
+    if (!readValue(options, value))
+        return EXIT_WRONG_USE;
+    const char* fault = isTrapDestination(options.name) ? destinationFault(value) : nullptr;
+    if (fault != nullptr)
+        return wrongUse(escapeControls(value) + " " + fault);
+    return ask(options, {"set", {options.name, value}, {}});
 }
 
 int unset(const Options& options) {
@@ -76,6 +112,8 @@ constexpr Verb verbs[] = {
      declareGet, get},
     {"set", "Writes a value, which then stands before the one in pm.conf",
      "  pmctl set pm_str_email_alert1_destination ops@example.com\n"
+     "  pmctl set alert_str_smtp_password - <password-file   # in no argument list\n"
+     "  pmctl set hardware.community --file /root/community\n"
      "  pmctl set norvu.embedded.1#ldap.1#enable 1",
      declareSet, set},
     {"unset", "Forgets a written value, so that pm.conf or the default holds",
@@ -87,3 +125,5 @@ constexpr Verb verbs[] = {
 std::span<const Verb> settingsVerbs() {
     return verbs;
 }
+
+} // namespace pm::ctl

@@ -12,6 +12,10 @@
 #include "pmctl/statuses.h"
 #include "pmctl/verbs.h"
 
+namespace pm::ctl {
+
+using namespace client;
+
 namespace {
 
 // "done", "failed", "running" and, of functions, "waiting".
@@ -67,9 +71,10 @@ std::string jsonTable(const Table& table) {
 std::string jsonFailure(const Status& status) {
     if (status.text("failure time").empty())
         return "null";
-    return jsonObject({{"time", jsonText(timeText(status.number("failure time")))},
+    return jsonObject({{"time", jsonText(timeText(status.number("failure time"), true))},
                        {"name", jsonText(status.text("failure name"))},
                        {"status", number(status.text("failure status"))},
+                       {"destination", jsonText(status.text("failure destination"))},
                        {"reason", jsonText(status.text("failure reason"))}});
 }
 
@@ -79,17 +84,21 @@ void printJson(const Status& status) {
         return jsonObject(
             {{first, number(status.text(firstKey))}, {second, number(status.text(secondKey))}});
     };
-    const std::string text =
-        jsonObject({{"service", jsonText(status.text("service"))},
-                    {"module", number(status.text("module"))},
-                    {"serving_since", jsonText(timeText(status.number("serving since")))},
-                    {"process", number(status.text("process"))},
-                    {"mails", pair("taken", "relay taken", "refused", "relay refused")},
-                    {"traps", pair("started", "traps started", "failed", "traps failed")},
-                    {"waiting", pair("events", "waiting events", "changes", "waiting changes")},
-                    {"functions", jsonTable(status.functions)},
-                    {"topics", jsonTable(status.topics)},
-                    {"last_failure", jsonFailure(status)}});
+    const std::string text = jsonObject(
+        {{"service", jsonText(status.text("service"))},
+         {"module", number(status.text("module"))},
+         {"serving_since", jsonText(timeText(status.number("serving since"), true))},
+         {"process", number(status.text("process"))},
+         {"mails", pair("taken", "mails taken", "failed", "mails failed")},
+         {"relay_runs", pair("taken", "relay taken", "refused", "relay refused")},
+         {"generic_mails", jsonObject({{"done", number(status.text("generic done"))},
+                                       {"failed", number(status.text("generic failed"))},
+                                       {"running", number(status.text("generic running"))}})},
+         {"traps", pair("started", "traps started", "failed", "traps failed")},
+         {"waiting", pair("events", "waiting events", "changes", "waiting changes")},
+         {"functions", jsonTable(status.functions)},
+         {"topics", jsonTable(status.topics)},
+         {"last_failure", jsonFailure(status)}});
     std::printf("%s\n", text.c_str());
 }
 
@@ -106,7 +115,7 @@ void printTable(const char* title, const Table& table, bool waiting) {
     }
 }
 
-void printFailure(const Status& status) {
+void printFailure(const Status& status, bool utc) {
     if (status.text("failure time").empty()) {
         std::printf("last failure  none\n");
         return;
@@ -116,28 +125,41 @@ void printFailure(const Status& status) {
     const auto result = static_cast<int32_t>(status.number("failure status"));
     if (reason.empty())
         reason = statusMeaning(name, result);
-    std::printf("last failure  %s, %s, status %d: %s\n",
-                timeText(status.number("failure time")).c_str(), escapeControls(name).c_str(),
-                result, reason.c_str());
+    const std::string destination = escapeControls(status.text("failure destination"));
+    std::printf("last failure  %s, %s%s%s, status %d: %s\n",
+                timeText(status.number("failure time"), utc).c_str(), escapeControls(name).c_str(),
+                destination.empty() ? "" : ", mail to ", destination.c_str(), result,
+                reason.c_str());
 }
 
-void printText(const Status& status) {
+void printText(const Status& status, bool utc) {
     const int64_t since = status.number("serving since");
     const int64_t minutes = (static_cast<int64_t>(std::time(nullptr)) - since / 1000) / 60;
     std::printf("service       %s, module %s\n", escapeControls(status.text("service")).c_str(),
                 number(status.text("module")).c_str());
     std::printf("serving since %s, for %" PRId64 " d %" PRId64 " h %" PRId64 " min, process %s\n",
-                timeText(since).c_str(), minutes / 1440, minutes / 60 % 24, minutes % 60,
+                timeText(since, utc).c_str(), minutes / 1440, minutes / 60 % 24, minutes % 60,
                 status.text("process").c_str());
-    std::printf("mails         %s taken by the relay, %s refused\n",
-                status.text("relay taken").c_str(), status.text("relay refused").c_str());
+    const auto text = [&](const char* what) { return number(status.text(what)); };
+    std::printf("mails         %s taken by the mail server, %s failed\n",
+                text("mails taken").c_str(), text("mails failed").c_str());
+    std::printf("generic mails %s done, %s of them failed, %s under way\n",
+                text("generic done").c_str(), text("generic failed").c_str(),
+                text("generic running").c_str());
+    std::printf("relay runs    %s succeeded, %s failed\n", text("relay taken").c_str(),
+                text("relay refused").c_str());
     std::printf("traps         %s started, %s of them failed\n",
                 status.text("traps started").c_str(), status.text("traps failed").c_str());
     std::printf("waiting       %s events, %s changes and settings\n",
                 status.text("waiting events").c_str(), status.text("waiting changes").c_str());
-    printFailure(status);
+    printFailure(status, utc);
     printTable("function", status.functions, true);
     printTable("topic", status.topics, false);
+}
+
+void declareStatus(CLI::App& verb, Options& options) {
+    declareJson(verb, options);
+    declareUtc(verb, options);
 }
 
 int showStatus(const Options& options) {
@@ -148,7 +170,7 @@ int showStatus(const Options& options) {
     if (options.json)
         printJson(sorted(reply));
     else
-        printText(sorted(reply));
+        printText(sorted(reply), options.utc);
     return EXIT_DONE;
 }
 
@@ -156,7 +178,7 @@ constexpr Verb verbs[] = {
     {"status", "Prints what pm has done since it serves, and its last failure",
      "  pmctl status\n"
      "  pmctl status --json | jq .last_failure",
-     declareJson, showStatus},
+     declareStatus, showStatus},
 };
 
 } // namespace
@@ -164,3 +186,5 @@ constexpr Verb verbs[] = {
 std::span<const Verb> statusVerbs() {
     return verbs;
 }
+
+} // namespace pm::ctl

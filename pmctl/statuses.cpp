@@ -1,5 +1,7 @@
 #include "pmctl/statuses.h"
 
+namespace pm::ctl {
+
 namespace {
 
 struct Meaning {
@@ -41,3 +43,5 @@ const char* statusMeaning(std::string_view name, int32_t status) {
             return meaning.text;
     return "a status without a meaning of its own";
 }
+
+} // namespace pm::ctl

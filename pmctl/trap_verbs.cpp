@@ -3,49 +3,95 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <netdb.h>
 #include <string_view>
+#include <sys/socket.h>
 
 #include "common/records.h"
+#include "pmctl/checks.h"
 #include "pmctl/exchange.h"
+#include "pmctl/output.h"
 #include "pmctl/verbs.h"
+
+namespace pm::ctl {
+
+using namespace client;
 
 namespace {
 
-struct Road {
+struct Via {
     std::string_view name;
     const char* function;
-    const char* outcome; // all that its success says
+    bool logManager;
 };
 
-constexpr std::array<Road, 3> roads = {{
-    {"front", "pm_function_sendTestTrap", "the log manager was asked for the trap"},
-    {"snmp", "pm_function_sendSNMPTestTrap", "the log manager was asked for the trap"},
-    {"ipmi", "pm_function_sendIPMITestTrap", "the trap was started"},
+// The last two words are older ones.
+constexpr std::array<Via, 4> vias = {{
+    {"ipmi", "pm_function_sendIPMITestTrap", false},
+    {"log-manager", "pm_function_sendTestTrap", true},
+    {"front", "pm_function_sendTestTrap", true},
+    {"snmp", "pm_function_sendSNMPTestTrap", true},
 }};
 
 void declareTestTrap(CLI::App& verb, Options& options) {
-    verb.add_option("INDEX", options.index, "Trap destination, 1 to 8")
-        ->required()
-        ->check(CLI::Range(0, UINT8_MAX));
-    verb.add_option("--road", options.road,
-                    "front (default) or snmp: by the log manager; ipmi: by snmptrap")
-        ->check(CLI::IsMember({"front", "snmp", "ipmi"}));
+    declareIndex(verb, options, "Trap destination", TRAP_DESTINATIONS);
+    const auto known = CLI::Validator(
+        [](const std::string& word) {
+            return std::ranges::find(vias, word, &Via::name) == vias.end()
+                       ? "\"" + word + "\" is neither ipmi nor log-manager"
+                       : "";
+        },
+        "");
+    verb.add_option("--via", options.via,
+                    "ipmi (default): pm sends it, by snmptrap; log-manager: it is asked for it")
+        ->check(known);
+    verb.add_option("--road", options.via)->group("")->check(known); // its older name
+}
+
+// snmptrap fails without a word where a name is not known.
+void tellUnresolved(const std::string& destination) {
+    addrinfo* found = nullptr;
+    const int error = destination.empty() || familyOf(destination) != AF_UNSPEC
+                          ? 0
+                          : ::getaddrinfo(destination.c_str(), nullptr, nullptr, &found);
+    if (found != nullptr)
+        ::freeaddrinfo(found);
+    const char* fault = destinationFault(destination);
+    if (fault != nullptr)
+        complain("%s %s", destination.c_str(), fault);
+    else if (error != 0)
+        complain("%s does not resolve: %s", destination.c_str(), ::gai_strerror(error));
 }
 
 int testTrap(const Options& options) {
-    const auto* road = std::ranges::find(roads, options.road, &Road::name);
-    if (road == roads.end())
-        road = roads.begin();
+    const auto* via = std::ranges::find(vias, options.via, &Via::name);
+    if (via == vias.end())
+        via = vias.begin();
+    const std::string key = "Norvu.Embedded.1#SNMPAlert." + std::to_string(options.index);
     const IndexRequest record = {static_cast<uint8_t>(options.index)};
-    const int status = callFunctionWith(options, road->function, record);
-    if (status == EXIT_DONE)
-        std::printf("%s\n", road->outcome);
-    return status;
+    const int status = callFunctionWith(options, via->function, record);
+    if (status != EXIT_DONE && !via->logManager)
+        tellUnresolved(valueOf(options, key + "#Destination"));
+    if (status != EXIT_DONE)
+        return status;
+    if (via->logManager)
+        std::printf("the log manager was asked for a trap to destination %d; whether it went out, "
+                    "it alone knows\n",
+                    options.index);
+    else
+        std::printf("a test trap was sent to %s, port %s; nobody acknowledges a trap\n",
+                    valueOf(options, key + "#Destination").c_str(),
+                    valueOf(options, "Norvu.Embedded.1#SNMP.1#AlertPort").c_str());
+    return EXIT_DONE;
 }
 
 constexpr Verb verbs[] = {
     {"test-trap", "Sends a test trap to a destination",
-     "  pmctl test-trap 1\n  pmctl test-trap 1 --road ipmi", declareTestTrap, testTrap},
+     "  pmctl test-trap 1\n"
+     "  pmctl test-trap 1 --via log-manager\n"
+     "A destination is a name or an address, an IPv6 address as it is: ::1, without\n"
+     "brackets, \"udp6:\" or port.",
+     declareTestTrap, testTrap},
 };
 
 } // namespace
@@ -53,3 +99,5 @@ constexpr Verb verbs[] = {
 std::span<const Verb> trapVerbs() {
     return verbs;
 }
+
+} // namespace pm::ctl

@@ -6,6 +6,8 @@
 
 #include "pmctl/options.h"
 
+namespace pm::ctl {
+
 struct Verb {
     const char* name;
     const char* summary;
@@ -23,5 +25,11 @@ std::span<const Verb> checkVerbs();
 std::span<const Verb> logVerbs();
 std::span<const Verb> statusVerbs();
 
-// The option --json.
+// The argument INDEX, 1 to most.
+void declareIndex(CLI::App& verb, Options& options, const char* what, int most);
+
+// The options --json and --utc.
 void declareJson(CLI::App& verb, Options& options);
+void declareUtc(CLI::App& verb, Options& options);
+
+} // namespace pm::ctl

@@ -36,8 +36,8 @@ run build release pm pmctl
 dir=$(mktemp -d /var/tmp/pm-demo.XXXXXX)
 export PM_HOST_ROOT=$dir/root
 mkdir -p "$dir/tmp" "$PM_HOST_ROOT/etc"
-cp build/release/pm "$dir/pm"
-pmctl=build/release/pmctl/pmctl
+cp "$builds/release/pm" "$dir/pm"
+pmctl=$builds/release/pmctl/pmctl
 
 say "Starting a mail server and a trap receiver on loopback"
 mkfifo "$dir/mails" "$dir/traps"
@@ -105,14 +105,14 @@ else
 fi
 pm=$!
 started+=("$pm")
-until $pmctl --timeout 5 list >"$dir/list.txt" 2>&1; do
+until "$pmctl" --timeout 5 list >"$dir/list.txt" 2>&1; do
     kill -0 "$pm" 2>/dev/null || fail "pm did not start"
     sleep 0.02
 done
 cat "$dir/list.txt"
 
 say "pmctl event event_ipmi_pet --message 'Fan 3 failed'"
-run $pmctl --timeout 60 event event_ipmi_pet --message 'Fan 3 failed' || fail "the event failed"
+run "$pmctl" --timeout 60 event event_ipmi_pet --message 'Fan 3 failed' || fail "the event failed"
 tail -n +2 "$dir/mails.txt"
 
 expect() { # what is looked for, how often, where
@@ -128,7 +128,7 @@ expect "Fan 3 failed" 4 "$dir/mails.txt"
 expect "To launch the Norvu Web Interface, click here: https://192.0.2.10" 4 "$dir/mails.txt"
 
 say "pmctl test-trap 1 --road ipmi"
-run $pmctl test-trap 1 --road ipmi || fail "the test trap failed"
+run "$pmctl" test-trap 1 --road ipmi || fail "the test trap failed"
 await_trap_line ";" show >"$dir/trap.txt" || fail "no trap arrived"
 cat "$dir/trap.txt"
 grep -q 'generic 6, specific .1001' "$dir/trap.txt" || fail "the trap is another one"

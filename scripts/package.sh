@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # Makes the Debian package and prints its path:
 #   scripts/package.sh          of the release build, which it makes first
-#   scripts/package.sh BUILD    of what stands in a build folder
+#   scripts/package.sh BUILD    of the programs in a build folder
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. scripts/lib.sh
 
-build=${1:-build/release}
+build=${1:-$builds/release}
 maintainer=$(sed -n 's/^Maintainer: //p' packaging/debian/control.in)
 version=$(sed -n 's/^project(pm VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 released=$(sed -n "s/^## $version (\(.*\))$/\1/p" CHANGELOG.md)
@@ -20,7 +21,6 @@ for tool in dpkg-shlibdeps strip; do
     }
 done
 if [ $# -eq 0 ]; then
-    . scripts/lib.sh
     build release pm pmctl >&2
 fi
 

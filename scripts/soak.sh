@@ -9,6 +9,7 @@ cd "$(dirname "$0")/.."
 . scripts/lib.sh
 
 [ -n "${PM_BUILD:-}" ] || build release pm pmctl
+export PM_BUILD=${PM_BUILD:-$builds/release}
 say "Soak of ${1:-15} s"
 # The interpreter that Debian's modules belong to, whatever else is in PATH.
 exec /usr/bin/python3 scripts/soak.py "${1:-15}"

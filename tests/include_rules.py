@@ -5,8 +5,9 @@ import re
 import sys
 
 ALLOWED = {  # beside the folder itself
-    "common": [], "platform": ["common"], "mail": ["platform", "common"],
-    "trap": ["platform", "common"], "core": ["mail", "trap", "platform", "common"],
+    "common": [], "platform": [], "config": ["platform", "common"],
+    "mail": ["config", "platform", "common"], "trap": ["config", "platform", "common"],
+    "core": ["mail", "trap", "config", "platform", "common"],
     "platform/client": ["platform", "common"],
     "platform/host": ["platform/client", "platform", "common"],
     "pmctl": ["platform/client", "platform", "common"]}

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Checks that the stand-in's schema has each setting and attribute that own code names."""
+"""Checks that the stand-in's schema has each setting and attribute that own code names, and
+that own code logs each line that the stand-in reads."""
 import pathlib
 import re
 import sys
@@ -11,5 +12,13 @@ known = re.compile("|".join(re.escape(row).replace(r"\*", r"(?:\d|%[du])") for r
 named = {key for folder in ("core", "mail", "trap", "platform")
          for source in (root / folder).glob("*.[ch]*") for key in KEY.findall(source.read_text())}
 missing = [key for key in sorted(named) if not known.fullmatch(key)]
-print("\n".join(missing), f"\n{len(named)} keys named, {len(missing)} not in the schema")
-sys.exit(1 if missing or not named else 0)
+table = (root / "platform/host/step_lines.cpp").read_text()
+read = re.findall(r'^    \{"([^"]+)", Told', table, re.M)
+code = "".join(source.read_text() for folder in ("mail", "trap", "platform")
+               for source in (root / folder).glob("*.[ch]*"))
+code = re.sub(r'"\s*"', "", code).replace("the %s holds", "the {} holds")
+unlogged = [start for start in read if start not in code
+            and not (start.endswith("holds a line end") and f'"{start[4:-17]}"' in code)]
+print("\n".join(missing + unlogged), f"\n{len(named)} keys named, {len(missing)} not in the schema;"
+      f" {len(read)} lines read, {len(unlogged)} not logged")
+sys.exit(1 if missing or unlogged or not named or not read else 0)

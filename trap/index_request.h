@@ -1,16 +1,15 @@
-// What the trap handlers test of an index request.
+// The request of the trap functions: an IndexRequest of common/records.h.
 #pragma once
 
 #include <cstdint>
 
-// How a handler refuses.
-struct IndexRefusal {
-    const char* operation;
-    const char* returning; // the status as its lines name it
-    int32_t status;
-};
+namespace pm {
 
-// Takes the index, 1 to 8, from the request's first byte. Returns 0, or the
-// refusal's status after a line.
-int32_t takeTrapIndex(const IndexRefusal& refusal, uint32_t request_size, const void* request_data,
-                      int32_t& index);
+inline constexpr int32_t TRAP_DESTINATIONS = 8;
+
+// Reads the index, 1 to 8, from the request's first byte. If that is missing or out of
+// range, logs it under the operation's name and returns false.
+bool takeTrapIndex(const char* operation, uint32_t request_size, const void* request_data,
+                   int32_t& index);
+
+} // namespace pm

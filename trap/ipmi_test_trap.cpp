@@ -7,6 +7,8 @@
 #include "trap/index_request.h"
 #include "trap/pet.h"
 
+namespace pm {
+
 namespace {
 
 constexpr std::string_view VARBIND_PREFIX = ".1.3.6.1.4.1.3183.1.1.1 x '";
@@ -29,31 +31,29 @@ bool composeVarBindText(VarBindText& text, const uint8_t* string, uint32_t lengt
 }
 
 int32_t sendIPMITestTrap(uint32_t request_size, void* request_data) {
-    constexpr IndexRefusal REFUSAL = {"sendIPMITestTrap", "VESK_ERROR_INVALID_PARAMETER",
-                                      VESK_ERROR_INVALID_PARAMETER};
     int32_t index = 0;
-    const int32_t refusal = takeTrapIndex(REFUSAL, request_size, request_data, index);
-    if (refusal != 0)
-        return refusal;
+    if (!takeTrapIndex(__func__, request_size, request_data, index))
+        return VESK_ERROR_INVALID_PARAMETER;
 
     uint8_t* built = nullptr;
     uint32_t length = 0;
     const int32_t status = petConstructVarBind(&built, &length);
     HeapOwner<uint8_t> string(built);
     if (status != 0) {
-        PM_LOG("[%d]: %s() - petConstructVarBind function failed with SM status = %d, returning "
-               "VESK_ERROR_GENERAL\n",
-               status);
+        PM_LOG(
+            "petConstructVarBind function failed with SM status = %d, returning VESK_ERROR_GENERAL\n",
+            status);
         return VESK_ERROR_GENERAL;
     }
     VarBindText text;
     if (!composeVarBindText(text, string.get(), length)) {
-        PM_LOG("[%d]: %s() - cannot convert varbind data into a string to be passed to snmptrap; "
-               "because OID string plus data string will not fit in the given buffer; buffer size "
-               "needed is %d bytes; returning VESK_ERROR_GENERAL\n",
-               static_cast<int>(varBindTextSize(length)));
+        PM_LOG(
+            "cannot convert varbind data into a string to be passed to snmptrap; because OID string plus data string will not fit in the given buffer; buffer size needed is %d bytes; returning VESK_ERROR_GENERAL\n",
+            static_cast<int>(varBindTextSize(length)));
         return VESK_ERROR_GENERAL;
     }
     string.reset();
     return sendTrap(index, text);
 }
+
+} // namespace pm

@@ -6,30 +6,32 @@
 #include "platform/logging.h"
 #include "platform/system_info.h"
 
+namespace pm {
+
 namespace {
 
 constexpr int GUID_TEXT_LENGTH = 36;
 
-// Where each byte's pair of digits begins; the hyphens lie in between.
+// Position of each byte's two digits in the text; hyphens are skipped.
 constexpr uint8_t PAIR_OFFSETS[16] = {0, 2, 4, 6, 9, 11, 14, 16, 19, 21, 24, 26, 28, 30, 32, 34};
 
-// Null if there is none.
+// Reads the system's GUID as text. Null if it is missing or empty.
 HeapOwner<char> getSystemInfoData() {
-    PM_LOG("[%d]: %s() enter\n");
+    PM_LOG_WHOLE("[%d]: %s() enter\n");
     char* property = nullptr;
     if (HWI_SystemInfo_get_property("/com/braxel/norvu/hwi/system_embedded_1/HWI_SystemInfo",
                                     "smbiosGUID", &property) != 0) {
-        PM_LOG("[%d]: %s() - unable to get smbiosGUID\n");
+        PM_LOG("unable to get smbiosGUID\n");
         return nullptr;
     }
     const HeapOwner<char> owned(property);
     if (!owned || *owned == '\0')
         return nullptr;
-    PM_LOG("[%d]: %s() smbiosGUID=[%s]\n", owned.get());
+    PM_LOG_WHOLE("[%d]: %s() smbiosGUID=[%s]\n", owned.get());
     return HeapOwner<char>(strdup(owned.get()));
 }
 
-// A character that is no hexadecimal digit leaves the nibble as it was.
+// Sets nibble to the digit's value; any other character leaves it unchanged.
 void readNibble(char digit, unsigned& nibble) {
     if (digit >= '0' && digit <= '9')
         nibble = static_cast<unsigned>(digit - '0');
@@ -42,13 +44,13 @@ void readNibble(char digit, unsigned& nibble) {
 } // namespace
 
 bool petGetGUID(uint8_t (&guid)[16]) {
-    PM_LOG("[%d]: %s()\n");
+    PM_LOG_WHOLE("[%d]: %s()\n");
     const HeapOwner<char> text = getSystemInfoData();
     if (!text)
         return false;
-    PM_LOG("[%d]: %s smbiosGUID=[%s]\n", text.get());
+    PM_LOG_WHOLE("[%d]: %s smbiosGUID=[%s]\n", text.get());
     if (std::strlen(text.get()) != GUID_TEXT_LENGTH) {
-        PM_LOG("[%d]: %s() - error: string length of smbiosGUID is not = %d\n", GUID_TEXT_LENGTH);
+        PM_LOG("error: string length of smbiosGUID is not = %d\n", GUID_TEXT_LENGTH);
         return false;
     }
     unsigned high = 0;
@@ -60,3 +62,5 @@ bool petGetGUID(uint8_t (&guid)[16]) {
     }
     return true;
 }
+
+} // namespace pm

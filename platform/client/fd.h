@@ -4,6 +4,8 @@
 #include <unistd.h>
 #include <utility>
 
+namespace pm::client {
+
 class Fd {
   public:
     Fd() = default;
@@ -27,3 +29,5 @@ class Fd {
   private:
     int m_fd = -1;
 };
+
+} // namespace pm::client

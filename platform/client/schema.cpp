@@ -9,6 +9,8 @@
 
 #include "platform/client/schema_table.h"
 
+namespace pm::client {
+
 namespace {
 
 constexpr std::string_view HARDWARE_PREFIX = "hardware.";
@@ -77,7 +79,7 @@ bool isContinuation(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
 }
 
-// Length of the UTF-8 sequence at the text's start; 0 if it is none.
+// Bytes of the UTF-8 sequence that text begins with; 0 if that is invalid.
 size_t sequenceLength(std::string_view text) {
     const auto first = static_cast<unsigned char>(text[0]);
     if (first < 0x80)
@@ -88,7 +90,7 @@ size_t sequenceLength(std::string_view text) {
     if (!std::all_of(text.begin() + 1, text.begin() + static_cast<ptrdiff_t>(length),
                      isContinuation))
         return 0;
-    // Overlong forms, surrogates, and what lies behind the last code point.
+    // Overlong forms, surrogates, and codes above U+10FFFF.
     const auto second = static_cast<unsigned char>(text[1]);
     if ((first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F) ||
         (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F))
@@ -132,7 +134,7 @@ bool kindAllowed(const SchemaRow& row, const Value& value) {
 bool checkText(const SchemaRow& row, const std::string& text, std::string& error) {
     if (text.size() > row.limit) {
         error = "has " + std::to_string(text.size()) + " bytes; at most " +
-                std::to_string(row.limit) + " are possible";
+                std::to_string(row.limit) + " are allowed";
         return false;
     }
     if (!validUtf8(text)) {
@@ -145,26 +147,12 @@ bool checkText(const SchemaRow& row, const std::string& text, std::string& error
     });
     if (bad == text.end())
         return true;
-    error = "holds a control character (code " + std::to_string(static_cast<unsigned char>(*bad)) +
-            ") at byte " + std::to_string(bad - text.begin() + 1);
+    error = "contains a control character (code " +
+            std::to_string(static_cast<unsigned char>(*bad)) + ") at byte " +
+            std::to_string(bad - text.begin() + 1);
     if (!row.lines)
         error += "; it must be a single line without tabs";
     return false;
-}
-
-size_t editDistance(std::string_view left, std::string_view right) {
-    std::vector<size_t> row(right.size() + 1);
-    std::iota(row.begin(), row.end(), size_t{0});
-    for (size_t i = 0; i < left.size(); ++i) {
-        size_t diagonal = std::exchange(row[0], i + 1);
-        for (size_t j = 0; j < right.size(); ++j) {
-            const size_t change =
-                diagonal + (lowerLetter(left[i]) == lowerLetter(right[j]) ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({change, row[j] + 1, diagonal + 1});
-        }
-    }
-    return row.back();
 }
 
 } // namespace
@@ -208,13 +196,28 @@ std::optional<KeyId> findKey(std::string_view name) {
     return findKey(attribute ? SchemaTable::Attributes : SchemaTable::Settings, name);
 }
 
+size_t editDistance(std::string_view left, std::string_view right) {
+    std::vector<size_t> row(right.size() + 1);
+    std::iota(row.begin(), row.end(), size_t{0});
+    for (size_t i = 0; i < left.size(); ++i) {
+        size_t diagonal = std::exchange(row[0], i + 1);
+        for (size_t j = 0; j < right.size(); ++j) {
+            const size_t change =
+                diagonal + (lowerLetter(left[i]) == lowerLetter(right[j]) ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({change, row[j] + 1, diagonal + 1});
+        }
+    }
+    return row.back();
+}
+
 std::string nearestKey(std::string_view name) {
     std::string nearest;
     if (name.size() > 100) // no key is that long
         return nearest;
     size_t best = std::max<size_t>(2, name.size() / 4) + 1;
     for (KeyId key = 0; key < KEY_COUNT; ++key)
-        // What somebody meant may also lack the table in front.
+        // The misspelt name may also lack "hardware.".
         for (const std::string& known : {keyName(key), nameInTable(key)}) {
             const size_t longer = std::max(name.size(), known.size());
             if (longer - std::min(name.size(), known.size()) >= best)
@@ -276,7 +279,7 @@ bool parseValue(KeyId key, std::string_view text, Value& value, std::string& err
 }
 
 bool checkValue(KeyId key, const Value& value, std::string& error) {
-    // A value of two names must suit both of them.
+    // An alias must pass the checks of its setting.
     const SchemaRow& row = schemaRow(valueKey(key));
     if (!kindAllowed(row, value)) {
         error = typeError(row);
@@ -328,3 +331,5 @@ bool validUtf8(std::string_view text) {
     }
     return true;
 }
+
+} // namespace pm::client

@@ -1,12 +1,14 @@
-// The rows of the schema. Included by schema.cpp alone.
+// The rows of the schema. Only schema.cpp includes this.
 #pragma once
 
 #include <array>
 
 #include "platform/client/schema.h"
 
-// Rows by table: type, count, limit, name, default, may hold lines, is secret,
-// meaning, example. A family's keys follow each other.
+namespace pm::client {
+
+// Columns: table, type, count, limit, name, default, may hold lines, is secret, meaning,
+// example. The keys of a family are consecutive.
 inline constexpr auto SCHEMA = [] {
     using enum SchemaTable;
     using enum ValueType;
@@ -83,3 +85,5 @@ inline constexpr auto SCHEMA = [] {
          "System GUID in traps; unset: the machine's own", "00112233-4455-6677-8899-aabbccddeeff"},
     });
 }();
+
+} // namespace pm::client

@@ -1,17 +1,34 @@
 #include "platform/host/activity.h"
 
+#include <cstring>
 #include <ctime>
 #include <mutex>
 #include <pthread.h>
+#include <utility>
+
+#include "common/status.h"
+#include "platform/host/step_lines.h"
+
+namespace pm::host {
 
 namespace {
+
+constexpr std::string_view GENERIC_FUNCTION = "pm_function_sendGenericEmail";
+
+// What a thread works on.
+struct Operation {
+    std::string name;       // of its function or topic
+    std::string server;     // that was looked up last
+    std::string reason;     // of the step that failed last
+    bool byCommand = false; // the reason is a command's, which has a log line already
+    bool genericBegun = false;
+    std::vector<Failure> mails;
+};
 
 struct State {
     std::mutex mutex;
     Activity activity;
-    // Whose command failed last: it is the cause if that thread's work fails as well.
-    pthread_t commandThread{};
-    bool commandFailed = false;
+    Operation* generic = nullptr; // that of the generic mail whose caller waits
 };
 
 // Never destroyed: other threads may still count while the process ends.
@@ -19,6 +36,20 @@ State& state() {
     static State& instance = *new State;
     return instance;
 }
+
+thread_local Operation current;
+
+// A generic mail's thread: its end is the end of the mail.
+struct GenericThread {
+    bool begun = false;
+    bool failed = false;
+
+    GenericThread() = default;
+    GenericThread(const GenericThread&) = delete;
+    GenericThread& operator=(const GenericThread&) = delete;
+    ~GenericThread();
+};
+thread_local GenericThread genericThread;
 
 int64_t milliseconds() {
     timespec now{};
@@ -42,6 +73,68 @@ bool isProgram(std::string_view path, std::string_view name) {
     return path.substr(path.rfind('/') + 1) == name;
 }
 
+bool isDetached() {
+    pthread_attr_t attributes;
+    int kind = PTHREAD_CREATE_JOINABLE;
+    if (pthread_getattr_np(pthread_self(), &attributes) == 0) {
+        pthread_attr_getdetachstate(&attributes, &kind);
+        pthread_attr_destroy(&attributes);
+    }
+    return kind == PTHREAD_CREATE_DETACHED;
+}
+
+GenericThread::~GenericThread() {
+    if (!begun)
+        return;
+    const bool waitedFor = !isDetached();
+    const std::lock_guard lock(state().mutex);
+    Tally& tally = state().activity.generic;
+    --tally.running;
+    count(tally, failed ? 1 : 0);
+    if (waitedFor && state().generic != nullptr)
+        state().generic->mails.swap(current.mails);
+}
+
+void beginGenericThread() {
+    genericThread.begun = true;
+    current = {};
+    current.name = GENERIC_FUNCTION;
+}
+
+// The mutex is held. A generic mail that is accepted, but gets no thread, has failed.
+void endGenericWithoutThread() {
+    Tally& tally = state().activity.generic;
+    --tally.running;
+    count(tally, 1);
+    count(state().activity.mails, 1);
+    state().activity.last = {milliseconds(), current.name, VESK_ERROR_GENERAL, current.reason, ""};
+}
+
+// The mutex is held. Gives the reason, if it has no log line yet.
+std::string takeFailedMail(const StepLine& line, int error) {
+    // The status tells of a file or of a setting, and settings have their reason.
+    if (current.reason.empty() && line.status == VESK_ERROR_FILE_ACCESS_FAIL && error != 0 &&
+        !line.text.empty())
+        current.reason =
+            std::string("a file of the mail in /tmp cannot be written: ") + std::strerror(error);
+    const Failure failure = {milliseconds(), current.name, line.status, current.reason, line.text};
+    state().activity.last = failure;
+    count(state().activity.mails, line.status);
+    if (current.mails.size() < FAILED_MAILS)
+        current.mails.push_back(failure);
+    genericThread.failed = true;
+    const std::string reason = std::exchange(current.reason, {});
+    return current.byCommand ? "" : reason;
+}
+
+void takeReason(std::string text) {
+    constexpr std::string_view PLACE = "server %";
+    if (const size_t place = text.find(PLACE); place != std::string::npos)
+        text.replace(place + PLACE.size() - 1, 1, current.server);
+    current.reason = std::move(text);
+    current.byCommand = false;
+}
+
 } // namespace
 
 void noteServing() {
@@ -50,41 +143,93 @@ void noteServing() {
 }
 
 void noteBegin(Work work, std::string_view name) {
+    current = {};
+    current.name = name;
     const std::lock_guard lock(state().mutex);
     ++tallyOf(work, name).running;
-    if (state().commandFailed && pthread_equal(state().commandThread, pthread_self()) != 0)
-        state().commandFailed = false;
+    if (name == GENERIC_FUNCTION)
+        state().generic = &current;
 }
 
-void noteEnd(Work work, std::string_view name, int32_t status) {
+WorkOutcome noteEnd(Work work, std::string_view name, int32_t status) {
     const std::lock_guard lock(state().mutex);
     Tally& tally = tallyOf(work, name);
     --tally.running;
     count(tally, status);
-    if (status == 0)
-        return;
-    const bool byCommand =
-        state().commandFailed && pthread_equal(state().commandThread, pthread_self()) != 0;
-    Failure& last = state().activity.last;
-    last = {milliseconds(), std::string(name), status, byCommand ? last.reason : ""};
+    if (state().generic == &current)
+        state().generic = nullptr;
+    Operation ended = std::exchange(current, {});
+    if (status != 0 && ended.mails.empty())
+        state().activity.last = {milliseconds(), std::string(name), status, ended.reason, ""};
+    return {std::move(ended.reason), std::move(ended.mails)};
 }
 
 void noteCommand(const std::string& program, bool started, int32_t status,
                  const std::string& reason) {
+    const bool relay = isProgram(program, "msmtp");
+    current.reason = status == 0 ? "" : program + ": " + reason;
+    current.byCommand = status != 0;
     const std::lock_guard lock(state().mutex);
     Activity& activity = state().activity;
-    if (isProgram(program, "msmtp"))
+    if (relay)
         count(activity.relay, status);
     else if (isProgram(program, "snmptrap") && started)
         count(activity.traps, status);
-    if (status == 0)
-        return;
-    activity.last = {milliseconds(), program, status, program + ": " + reason};
-    state().commandThread = pthread_self();
-    state().commandFailed = true;
+    if (relay && status == 0)
+        count(activity.mails, 0);
+    else if (!relay && status != 0) // a mail's failure is that of its last attempt
+        activity.last = {milliseconds(), program, status, current.reason, ""};
+}
+
+std::string noteLogLine(std::string_view text, int error) {
+    StepLine line = readStepLine(text, error);
+    if (line.told == Told::Nothing)
+        return {};
+    const std::lock_guard lock(state().mutex);
+    switch (line.told) {
+    case Told::Nothing:
+        break;
+    case Told::Server:
+        current.server = std::move(line.text);
+        break;
+    case Told::Answer:
+        if (!current.reason.empty())
+            break;
+        [[fallthrough]];
+    case Told::Reason:
+        takeReason(std::move(line.text));
+        break;
+    case Told::FailedMail:
+        return takeFailedMail(line, error);
+    case Told::GenericMail:
+        current.genericBegun = true;
+        ++state().activity.generic.running;
+        break;
+    case Told::GenericThread:
+        beginGenericThread();
+        break;
+    case Told::GenericError:
+        takeReason(std::move(line.text));
+        if (!current.genericBegun)
+            break;
+        endGenericWithoutThread();
+        return current.reason;
+    }
+    return {};
 }
 
 Activity activity() {
     const std::lock_guard lock(state().mutex);
     return state().activity;
 }
+
+uint64_t runningWork() {
+    const std::lock_guard lock(state().mutex);
+    uint64_t running = state().activity.generic.running;
+    for (const Tallies* tallies : {&state().activity.functions, &state().activity.topics})
+        for (const auto& [name, tally] : *tallies)
+            running += tally.running;
+    return running;
+}
+
+} // namespace pm::host

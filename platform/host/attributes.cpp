@@ -2,9 +2,13 @@
 #include "platform/attributes.h"
 
 #include <cstring>
-#include <exception>
 
+#include "platform/host/guard.h"
 #include "platform/host/store.h"
+
+namespace pm::host {
+
+using namespace client;
 
 namespace {
 
@@ -20,8 +24,8 @@ std::optional<Value> attributeValue(const char* key) {
 
 } // namespace
 
-int CfgGetAttribute(const char* key, char* buffer, uint32_t* size) {
-    try {
+extern "C" int CfgGetAttribute(const char* key, char* buffer, uint32_t* size) {
+    return guarded("reading an attribute", FAILED, [&] {
         const auto value = attributeValue(key);
         if (!value || buffer == nullptr || size == nullptr)
             return FAILED;
@@ -31,20 +35,18 @@ int CfgGetAttribute(const char* key, char* buffer, uint32_t* size) {
         std::memcpy(buffer, text.c_str(), text.size() + 1);
         *size = static_cast<uint32_t>(text.size());
         return 0;
-    } catch (const std::exception&) {
-        return FAILED;
-    }
+    });
 }
 
-int CfgGetAttributeInt(const char* key, int32_t* value) {
-    try {
+extern "C" int CfgGetAttributeInt(const char* key, int32_t* value) {
+    return guarded("reading an attribute", FAILED, [&] {
         const auto held = attributeValue(key);
         const auto number = held ? valueNumber(*held) : std::nullopt;
         if (!number || value == nullptr)
             return FAILED;
         *value = *number;
         return 0;
-    } catch (const std::exception&) {
-        return FAILED;
-    }
+    });
 }
+
+} // namespace pm::host

@@ -8,6 +8,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "common/signals.h"
 #include "platform/host/delivery.h"
 #include "platform/host/root.h"
 #include "platform/host/server.h"
@@ -15,6 +16,10 @@
 #include "platform/host/subscriptions.h"
 #include "platform/host/threads.h"
 #include "platform/logging.h"
+
+namespace pm::host {
+
+using namespace client;
 
 namespace {
 
@@ -147,7 +152,7 @@ bool openServer(Server& server, const qornc_init_record& record) {
 
 } // namespace
 
-int qornc_initialize(qornc_context** context, const qornc_init_record* record) {
+extern "C" int qornc_initialize(qornc_context** context, const qornc_init_record* record) {
     if (context == nullptr || record == nullptr || initialised.exchange(true))
         return -1;
     Server* server = nullptr;
@@ -170,7 +175,9 @@ int qornc_initialize(qornc_context** context, const qornc_init_record* record) {
     return -1;
 }
 
-void qornc_destroy(qornc_context* context) {
+extern "C" void qornc_destroy(qornc_context* context) {
     if (context != nullptr)
         closeServer(reinterpret_cast<Server*>(context)); // its first member
 }
+
+} // namespace pm::host

@@ -21,11 +21,15 @@
 #include <vector>
 
 #include "platform/client/fd.h"
+#include "platform/commands.h"
 #include "platform/host/activity.h"
 #include "platform/host/store.h"
 #include "platform/host/words.h"
 #include "platform/logging.h"
-#include "platform/settings.h"
+
+namespace pm::host {
+
+using namespace client;
 
 namespace {
 
@@ -278,11 +282,14 @@ int runGuarded(const char* command, const char* inputPath) {
 
 } // namespace
 
-int vesk_exec_systemcmd(const char* command) {
+extern "C" int vesk_exec_systemcmd(const char* command) {
     return runGuarded(command, nullptr);
 }
 
-int vesk_exec_systemcmd_ext(const char* command, uint64_t, uint64_t, uint64_t, uint64_t, uint64_t,
-                            uint64_t, uint64_t, const char* input_path, uint64_t, uint64_t) {
+extern "C" int vesk_exec_systemcmd_ext(const char* command, uint64_t, uint64_t, uint64_t, uint64_t,
+                                       uint64_t, uint64_t, uint64_t, const char* input_path,
+                                       uint64_t, uint64_t) {
     return runGuarded(command, input_path);
 }
+
+} // namespace pm::host

@@ -2,34 +2,33 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <exception>
 #include <unistd.h>
 
+#include "platform/host/guard.h"
 #include "platform/host/root.h"
 #include "platform/host/store.h"
 #include "platform/logging.h"
 #include "platform/settings.h"
+
+namespace pm::host {
+
+using namespace client;
 
 namespace {
 
 constexpr int DONE = 1;
 constexpr int FAILED = 0;
 
-// Nothing of ours is thrown into a caller of the C interface.
+// DONE if there is a key and call() says so, else FAILED.
 template <typename Call>
-int guarded(const char* key, Call call) {
-    try {
-        return key != nullptr && call() ? DONE : FAILED;
-    } catch (const std::exception& exception) {
-        mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "%s: %s", key, exception.what());
-        return FAILED;
-    }
+int doneIf(const char* key, Call call) {
+    return key == nullptr ? FAILED : guarded(key, FAILED, [&] { return call() ? DONE : FAILED; });
 }
 
 // makeValue gives the value for a key.
 template <typename Call>
 int writeSetting(const char* key, Call makeValue) {
-    return guarded(key, [&] {
+    return doneIf(key, [&] {
         std::string error = "is no known key";
         const auto found = findKey(key);
         if (found && setValue(*found, makeValue(*found), error))
@@ -42,21 +41,21 @@ int writeSetting(const char* key, Call makeValue) {
 
 } // namespace
 
-int vesk_init_config_from_file(const char* path, uint8_t factory_defaults) {
+extern "C" int vesk_init_config_from_file(const char* path, uint8_t factory_defaults) {
     // Two pms must never share their files: there is no going on without the claim.
     // The client's start is refused it too, and ends the process with its own status.
     while (!claimHost())
         pause();
     bool loaded = false;
-    guarded(path, [&] { return loaded = loadSettings(path, factory_defaults == 1); });
+    doneIf(path, [&] { return loaded = loadSettings(path, factory_defaults == 1); });
     // Nor is there with settings that the heap had no room for.
     if (!loaded)
         std::exit(1);
     return DONE;
 }
 
-int vesk_config_get_bool(const char* key, uint8_t* value) {
-    return guarded(key, [&] {
+extern "C" int vesk_config_get_bool(const char* key, uint8_t* value) {
+    return doneIf(key, [&] {
         const auto stored = storedBool(key);
         if (stored && value != nullptr)
             *value = *stored ? 1 : 0;
@@ -64,8 +63,8 @@ int vesk_config_get_bool(const char* key, uint8_t* value) {
     });
 }
 
-int vesk_config_get_int(const char* key, int32_t* value) {
-    return guarded(key, [&] {
+extern "C" int vesk_config_get_int(const char* key, int32_t* value) {
+    return doneIf(key, [&] {
         const auto stored = storedInt(key);
         if (stored && value != nullptr)
             *value = *stored;
@@ -73,8 +72,8 @@ int vesk_config_get_int(const char* key, int32_t* value) {
     });
 }
 
-int vesk_config_get_str_n(const char* key, char* buffer, uint32_t size) {
-    return guarded(key, [&] {
+extern "C" int vesk_config_get_str_n(const char* key, char* buffer, uint32_t size) {
+    return doneIf(key, [&] {
         const auto stored = storedText(key);
         if (!stored || buffer == nullptr || size == 0)
             return false;
@@ -84,15 +83,17 @@ int vesk_config_get_str_n(const char* key, char* buffer, uint32_t size) {
     });
 }
 
-int vesk_config_set_int(const char* key, int32_t value, int32_t) {
+extern "C" int vesk_config_set_int(const char* key, int32_t value, int32_t) {
     return writeSetting(key, [&](KeyId found) -> Value {
         const bool truth = schemaRow(found).type == ValueType::Bool;
         return {truth ? ValueKind::Bool : ValueKind::Int, value, {}};
     });
 }
 
-int vesk_config_set_str(const char* key, const char* text, int32_t) {
+extern "C" int vesk_config_set_str(const char* key, const char* text, int32_t) {
     if (text == nullptr)
         return FAILED;
     return writeSetting(key, [&](KeyId) -> Value { return {ValueKind::Text, 0, text}; });
 }
+
+} // namespace pm::host

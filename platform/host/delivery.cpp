@@ -4,9 +4,14 @@
 #include <pthread.h>
 
 #include "platform/host/activity.h"
+#include "platform/host/status_report.h"
 #include "platform/host/subscriptions.h"
 #include "platform/host/threads.h"
 #include "platform/logging.h"
+
+namespace pm::host {
+
+using namespace client;
 
 namespace {
 
@@ -93,8 +98,7 @@ void deliver(Job& job) {
         if (result == 0)
             result = status;
     }
-    noteEnd(Work::Topic, served, result);
-    leaveReply(job.caller, statusReply(result));
+    leaveReply(job.caller, outcomeReply(result, noteEnd(Work::Topic, served, result)));
 }
 
 void attributeChanged(const std::string& attribute) {
@@ -105,3 +109,5 @@ void attributeChanged(const std::string& attribute) {
                       attribute.c_str(), exception.what());
     }
 }
+
+} // namespace pm::host

@@ -5,6 +5,8 @@
 
 #include "platform/host/work_queue.h"
 
+namespace pm::host {
+
 // False: a thread could not be started.
 bool startDelivery();
 // Waits for the callbacks that run.
@@ -21,3 +23,5 @@ void deliver(Job& job);
 // Queues the change of an attribute (name in lower case) for all who take it. Any
 // thread; returns at once.
 void attributeChanged(const std::string& attribute);
+
+} // namespace pm::host

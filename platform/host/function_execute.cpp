@@ -1,11 +1,16 @@
 // Requests to named functions of other services, which speak as pm does.
 #include <exception>
 
+#include "common/signals.h"
 #include "platform/client/connection.h"
 #include "platform/host/store.h"
 #include "platform/host/threads.h"
 #include "platform/logging.h"
-#include "platform/settings.h"
+#include "platform/services.h"
+
+namespace pm::host {
+
+using namespace client;
 
 namespace {
 
@@ -44,8 +49,8 @@ bool execute(const std::string& name, std::string_view request) {
 
 } // namespace
 
-int vesk_function_execute_QORN(const char* name, uint32_t*, const void* request, uint32_t length,
-                               uint32_t*) {
+extern "C" int vesk_function_execute_QORN(const char* name, uint32_t*, const void* request,
+                                          uint32_t length, uint32_t*) {
     if (name == nullptr || (request == nullptr && length != 0))
         return -1;
     try {
@@ -56,3 +61,5 @@ int vesk_function_execute_QORN(const char* name, uint32_t*, const void* request,
         return -1;
     }
 }
+
+} // namespace pm::host

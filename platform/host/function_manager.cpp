@@ -1,14 +1,20 @@
 // Function manager: actors, each a thread with a queue of its own.
-#include "platform/function_manager.h"
-
 #include <algorithm>
 #include <czmq.h>
 #include <memory>
 
+#include "common/signals.h"
+#include "platform/function_manager.h"
 #include "platform/host/activity.h"
 #include "platform/host/function_registry.h"
+#include "platform/host/guard.h"
+#include "platform/host/status_report.h"
 #include "platform/host/threads.h"
 #include "platform/logging.h"
+
+namespace pm::host {
+
+using namespace client;
 
 struct FunctionManager {
     std::vector<RegisteredFunction> functions;
@@ -54,17 +60,18 @@ std::vector<std::string> functionNames(const FunctionManager* manager) {
 void callFunction(Job& job) {
     noteBegin(Work::Function, job.name);
     const int32_t status = job.handler(job.record.size, job.record.data());
-    noteEnd(Work::Function, job.name, status);
+    const WorkOutcome outcome = noteEnd(Work::Function, job.name, status);
     if (status != 0)
-        mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "function %s returned %d",
-                      job.name.c_str(), status);
-    leaveReply(job.caller, statusReply(status));
+        mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "function %s returned %d%s%s",
+                      job.name.c_str(), status, outcome.reason.empty() ? "" : ": ",
+                      outcome.reason.c_str());
+    leaveReply(job.caller, outcomeReply(status, outcome));
 }
 
-int jelmux_fp_zactor_create(void* manager, void* loop, void** actor, int32_t queue) {
+extern "C" int jelmux_fp_zactor_create(void* manager, void* loop, void** actor, int32_t queue) {
     if (manager == nullptr || loop == nullptr || actor == nullptr || queue <= 0)
         return -1;
-    try {
+    return guarded("creating an actor", -1, [&] {
         auto created = std::make_unique<Actor>(static_cast<size_t>(queue),
                                                static_cast<FunctionManager*>(manager));
         const SignalsBlocked blocked; // the actor's thread inherits the mask
@@ -73,12 +80,10 @@ int jelmux_fp_zactor_create(void* manager, void* loop, void** actor, int32_t que
             return -1;
         *actor = created.release();
         return 0;
-    } catch (const std::exception&) {
-        return -1;
-    }
+    });
 }
 
-void jelmux_fp_zactor_destroy(void*, void** actor) {
+extern "C" void jelmux_fp_zactor_destroy(void*, void** actor) {
     if (actor == nullptr || *actor == nullptr)
         return;
     const std::unique_ptr<Actor> ending(static_cast<Actor*>(*actor));
@@ -89,19 +94,19 @@ void jelmux_fp_zactor_destroy(void*, void** actor) {
     zactor_destroy(&ending->thread); // waits for the handler that runs
 }
 
-int jelmux_function_register_zactor(void* manager, void* actor, const char* name,
-                                    jelmux_function_handler handler, qornc_context* context,
-                                    int32_t) {
+extern "C" int jelmux_function_register_zactor(void* manager, void* actor, const char* name,
+                                               jelmux_function_handler handler,
+                                               qornc_context* context, int32_t) {
     if (manager == nullptr || actor == nullptr || name == nullptr || *name == '\0' ||
         handler == nullptr || context == nullptr || std::string_view(name).size() > NAME_LIMIT)
         return -1;
     auto* registry = static_cast<FunctionManager*>(manager);
-    try {
+    return guarded(name, -1, [&] {
         if (findFunction(registry, name) != nullptr)
             return -1; // a name has one handler
         registry->functions.push_back({name, handler, &static_cast<Actor*>(actor)->queue});
         return 0;
-    } catch (const std::exception&) {
-        return -1;
-    }
+    });
 }
+
+} // namespace pm::host

@@ -7,6 +7,8 @@
 
 #include "platform/host/work_queue.h"
 
+namespace pm::host {
+
 struct FunctionManager;
 
 // The handle that the client's context carries; belongs to the loop's thread.
@@ -25,3 +27,5 @@ std::vector<std::string> functionNames(const FunctionManager* manager);
 
 // A job's routine: runs the handler, and replies with its status.
 void callFunction(Job& job);
+
+} // namespace pm::host

@@ -1,15 +1,19 @@
 // IPMI access and system information: pm.conf's [hardware], else the machine.
 #include <cstring>
-#include <exception>
 #include <fcntl.h>
 #include <string>
 #include <unistd.h>
 
 #include "platform/client/fd.h"
+#include "platform/host/guard.h"
 #include "platform/host/store.h"
 #include "platform/ipmi.h"
 #include "platform/logging.h"
 #include "platform/system_info.h"
+
+namespace pm::host {
+
+using namespace client;
 
 namespace {
 
@@ -36,19 +40,17 @@ std::string systemName() {
     return ::gethostname(name, sizeof name) == 0 ? name : "";
 }
 
-template <typename Call>
-int guarded(const void* target, Call call) {
-    try {
-        return target != nullptr && call() ? 0 : -1;
-    } catch (const std::exception&) {
-        return -1;
-    }
+// 0 if there is a target and read() fills it, else -1.
+template <typename Read>
+int filled(const void* target, Read read) {
+    return guarded("reading the hardware's values", -1,
+                   [&] { return target != nullptr && read() ? 0 : -1; });
 }
 
 } // namespace
 
-int IPMIGetOEMChassisCode_HW(ipmi_chassis_code* record) {
-    return guarded(record, [&] {
+extern "C" int IPMIGetOEMChassisCode_HW(ipmi_chassis_code* record) {
+    return filled(record, [&] {
         const auto code = storedText("hardware.chassis_code");
         if (code)
             fillField(record->code, *code);
@@ -56,8 +58,8 @@ int IPMIGetOEMChassisCode_HW(ipmi_chassis_code* record) {
     });
 }
 
-int IPMIGetOEMHostName_HW(ipmi_host_name* record) {
-    return guarded(record, [&] {
+extern "C" int IPMIGetOEMHostName_HW(ipmi_host_name* record) {
+    return filled(record, [&] {
         const auto configured = storedText("hardware.host_name");
         const std::string name = configured ? *configured : systemName();
         record->leading = name.empty() ? 0 : 1;
@@ -66,22 +68,23 @@ int IPMIGetOEMHostName_HW(ipmi_host_name* record) {
     });
 }
 
-int IPMIGetCommunityString_HW(char* community) {
-    return guarded(community, [&] {
+extern "C" int IPMIGetCommunityString_HW(char* community) {
+    return filled(community, [&] {
         const auto configured = storedText("hardware.community");
         if (configured && !configured->empty()) {
             std::strncpy(community, configured->c_str(), IPMI_COMMUNITY_SIZE);
             return true;
         }
-        mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE,
-                      "no SNMP community: set the key hardware.community (pmctl set "
-                      "hardware.community TEXT, or community in [hardware] of pm.conf)");
+        mirlog_printf(
+            PM_LEVEL_ERROR, PM_MODULE_SERVICE,
+            "no SNMP community: set the key hardware.community (pmctl set hardware.community TEXT, or community in [hardware] of pm.conf)");
         return false;
     });
 }
 
-int HWI_SystemInfo_get_property(const char* object_path, const char* property, char** text) {
-    return guarded(text, [&] {
+extern "C" int HWI_SystemInfo_get_property(const char* object_path, const char* property,
+                                           char** text) {
+    return filled(text, [&] {
         if (object_path == nullptr || property == nullptr ||
             std::strcmp(object_path, INFO_OBJECT) != 0 || std::strcmp(property, INFO_GUID) != 0)
             return false;
@@ -93,3 +96,5 @@ int HWI_SystemInfo_get_property(const char* object_path, const char* property, c
         return *text != nullptr;
     });
 }
+
+} // namespace pm::host

@@ -8,6 +8,8 @@
 #include <mutex>
 #include <utility>
 
+namespace pm::host {
+
 namespace {
 
 constexpr size_t LONGEST_LINE = 1024;
@@ -16,31 +18,32 @@ constexpr std::string_view COMMUNITY_OPTION = " -c '";
 constexpr std::string_view MASK = "***";
 
 struct Head {
+    uint64_t number;
     int64_t milliseconds;
-    uint16_t length; // of the text behind it
+    uint16_t length; // of the text that follows it
     uint16_t module;
     uint8_t level;
 };
 
-// Lines one behind the other in a ring of bytes. Places count on from the start,
+// Lines one after the other in a ring of bytes. Places count on from the start,
 // so that the oldest and the newest are never the same place.
+template <size_t BYTES, size_t LINES>
 struct Ring {
-    char bytes[KEPT_BYTES];
+    char bytes[BYTES];
     uint64_t first = 0; // place of the oldest line
-    uint64_t end = 0;   // place behind the newest
-    uint64_t newest = 0;
+    uint64_t end = 0;   // place after the newest
     size_t lines = 0;
 
     void write(const void* data, size_t size) {
-        const size_t at = end % KEPT_BYTES;
-        const size_t whole = std::min(size, KEPT_BYTES - at);
+        const size_t at = end % BYTES;
+        const size_t whole = std::min(size, BYTES - at);
         std::memcpy(bytes + at, data, whole);
         std::memcpy(bytes, static_cast<const char*>(data) + whole, size - whole);
         end += size;
     }
     void read(uint64_t place, void* data, size_t size) const {
-        const size_t at = place % KEPT_BYTES;
-        const size_t whole = std::min(size, KEPT_BYTES - at);
+        const size_t at = place % BYTES;
+        const size_t whole = std::min(size, BYTES - at);
         std::memcpy(data, bytes + at, whole);
         std::memcpy(static_cast<char*>(data) + whole, bytes, size - whole);
     }
@@ -49,37 +52,71 @@ struct Ring {
         read(place, &head, sizeof head);
         return head;
     }
-    void dropOldest() {
-        first += sizeof(Head) + headAt(first).length;
-        --lines;
+    void keep(const Head& head, std::string_view text) {
+        const size_t size = sizeof head + text.size();
+        while (lines == LINES || end - first + size > BYTES) {
+            first += sizeof(Head) + headAt(first).length;
+            --lines;
+        }
+        write(&head, sizeof head);
+        write(text.data(), text.size());
+        ++lines;
+    }
+    uint64_t oldest() const { return lines == 0 ? UINT64_MAX : headAt(first).number; }
+
+    // Calls take(place, head) for each line that passes and is older than before.
+    template <typename Take>
+    void walk(const LineFilter& filter, uint64_t before, Take take) const {
+        for (uint64_t place = first; place != end;) {
+            const Head head = headAt(place);
+            if (head.number < before && head.level <= filter.level &&
+                head.milliseconds >= filter.since)
+                take(place, head);
+            place += sizeof head + head.length;
+        }
+    }
+    void append(std::string& text, uint64_t place, const Head& head) const {
+        char numbers[LONGEST_NUMBERS + sizeof head];
+        std::snprintf(numbers, sizeof numbers, "%" PRIu64 " %" PRId64 " %d %d ", head.number,
+                      head.milliseconds, head.level, head.module);
+        const size_t length = text.append(numbers).size();
+        text.resize(length + head.length);
+        read(place + sizeof head, text.data() + length, head.length);
+        text += '\n';
     }
 };
 
 // Not initialised, so that only what has been written to takes memory.
 std::mutex mutex;
-Ring ring;
+Ring<KEPT_BYTES, KEPT_LINES> ring;
+Ring<KEPT_FAILURE_BYTES, KEPT_FAILURES> failures;
+uint64_t newest = 0;
 std::atomic<bool> followed{false};
 
-// With the mutex held: the newest count lines.
-std::string newestLines(size_t count) {
+// With the mutex held. Two walks: what is grown step by step leaves holes in the heap.
+std::string passingLines(const LineFilter& filter) {
+    size_t lines = 0;
+    size_t bytes = 0;
+    const uint64_t oldest = ring.oldest();
+    const auto measure = [&](uint64_t, const Head& head) {
+        ++lines;
+        bytes += head.length + LONGEST_NUMBERS;
+    };
+    failures.walk(filter, oldest, measure);
+    ring.walk(filter, UINT64_MAX, measure);
+    size_t skipped = lines - std::min(lines, filter.count);
     std::string text;
-    uint64_t place = ring.first;
-    size_t left = ring.lines;
-    for (; left > count; --left)
-        place += sizeof(Head) + ring.headAt(place).length;
-    // In one piece: what is grown step by step leaves holes behind.
-    text.reserve(static_cast<size_t>(ring.end - place) + left * LONGEST_NUMBERS);
-    for (; left > 0; --left) {
-        const Head head = ring.headAt(place);
-        char numbers[LONGEST_NUMBERS + sizeof head];
-        std::snprintf(numbers, sizeof numbers, "%" PRIu64 " %" PRId64 " %d %d ",
-                      ring.newest - left + 1, head.milliseconds, head.level, head.module);
-        const size_t length = text.append(numbers).size();
-        text.resize(length + head.length);
-        ring.read(place + sizeof head, text.data() + length, head.length);
-        text += '\n';
-        place += sizeof head + head.length;
-    }
+    text.reserve(bytes);
+    const auto appendFrom = [&](const auto& from) {
+        return [&](uint64_t place, const Head& head) {
+            if (skipped > 0)
+                --skipped;
+            else
+                from.append(text, place, head);
+        };
+    };
+    failures.walk(filter, oldest, appendFrom(failures));
+    ring.walk(filter, UINT64_MAX, appendFrom(ring));
     return text;
 }
 
@@ -95,22 +132,18 @@ void keepLine(const timespec& time, int level, int module, std::string_view text
         text = masked.append(text);
     }
     text = text.substr(0, LONGEST_LINE);
-    const Head head = {int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1000000,
+    const std::lock_guard lock(mutex);
+    const Head head = {++newest, int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1000000,
                        static_cast<uint16_t>(text.size()), static_cast<uint16_t>(module),
                        static_cast<uint8_t>(level)};
-    const size_t size = sizeof head + text.size();
-    const std::lock_guard lock(mutex);
-    while (ring.lines == KEPT_LINES || ring.end - ring.first + size > KEPT_BYTES)
-        ring.dropOldest();
-    ring.write(&head, sizeof head);
-    ring.write(text.data(), text.size());
-    ++ring.lines;
-    ++ring.newest;
+    ring.keep(head, text);
+    if (level <= FAILURE_LEVEL)
+        failures.keep(head, text);
 }
 
-std::string keptLines(size_t count) {
+std::string keptLines(const LineFilter& filter) {
     const std::lock_guard lock(mutex);
-    return newestLines(count);
+    return passingLines(filter);
 }
 
 void followLog(bool follow) {
@@ -123,10 +156,13 @@ bool logIsFollowed() {
 
 std::string keptLinesAfter(uint64_t& last) {
     const std::lock_guard lock(mutex);
-    return newestLines(static_cast<size_t>(ring.newest - std::exchange(last, ring.newest)));
+    const size_t count = static_cast<size_t>(newest - std::exchange(last, newest));
+    return count == 0 ? std::string() : passingLines({std::min(count, ring.lines)});
 }
 
 uint64_t newestLine() {
     const std::lock_guard lock(mutex);
-    return ring.newest;
+    return newest;
 }
+
+} // namespace pm::host

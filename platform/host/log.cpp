@@ -18,11 +18,16 @@
 #include <systemd/sd-journal.h>
 
 #include "platform/client/printable.h"
+#include "platform/host/activity.h"
 #include "platform/host/kept_log.h"
 #include "platform/host/outbox.h"
 #include "platform/logging.h"
 
 uint8_t g_bTrace = 0;
+
+namespace pm::host {
+
+using namespace client;
 
 namespace {
 
@@ -108,8 +113,6 @@ timespec currentTime() {
 
 // Each line is kept; those of the trace are written only if it is on.
 void takeLine(int level, int module, std::string_view text) {
-    while (text.ends_with('\n'))
-        text.remove_suffix(1);
     const std::string line = escapeControls(text);
     const timespec now = currentTime();
     keepLine(now, level, module, line);
@@ -121,32 +124,44 @@ void takeLine(int level, int module, std::string_view text) {
         writeError(now, level, module, line);
 }
 
-__attribute__((format(printf, 3, 0))) void formatLine(int level, int module, const char* format,
-                                                      va_list arguments) {
+// Takes a line and what follows from it: why a mail was not sent.
+void takeLineOfStep(int level, int module, std::string_view text, int error) {
+    while (text.ends_with('\n'))
+        text.remove_suffix(1);
+    takeLine(level, module, text);
+    if (module != PM_MODULE_GENERAL)
+        return;
+    const std::string reason = noteLogLine(text, error);
+    if (!reason.empty())
+        takeLine(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "not sent: " + reason);
+}
+
+__attribute__((format(printf, 4, 0))) void formatLine(int level, int module, int error,
+                                                      const char* format, va_list arguments) {
     char brief[512];
     va_list again;
     va_copy(again, arguments);
     const int length = std::vsnprintf(brief, sizeof brief, format, arguments);
     if (length >= 0 && static_cast<size_t>(length) < sizeof brief) {
-        takeLine(level, module, brief);
+        takeLineOfStep(level, module, brief, error);
     } else if (length >= 0) {
         std::string whole(std::min(static_cast<size_t>(length), LINE_LIMIT), '\0');
         std::vsnprintf(whole.data(), whole.size() + 1, format, again);
-        takeLine(level, module, whole);
+        takeLineOfStep(level, module, whole, error);
     }
     va_end(again);
 }
 
 } // namespace
 
-int mirlog_printf(int level, int module, const char* format, ...) {
+extern "C" int mirlog_printf(int level, int module, const char* format, ...) {
     if (format == nullptr)
         return 0;
     const int before = errno; // a line may stand between a failure and its report
     va_list arguments;
     va_start(arguments, format);
     try {
-        formatLine(level, module, format, arguments);
+        formatLine(level, module, before, format, arguments);
     } catch (const std::exception&) {
         writeError(currentTime(), level, module, "a line was lost: no memory");
     }
@@ -155,16 +170,18 @@ int mirlog_printf(int level, int module, const char* format, ...) {
     return 0;
 }
 
-int log_rlog(int code, ...) {
+extern "C" int log_rlog(int code, ...) {
     va_list arguments;
     va_start(arguments, code);
     const char* destination = code == 0 ? va_arg(arguments, const char*) : nullptr;
     va_end(arguments);
     if (destination != nullptr)
-        return mirlog_printf(LEVEL_NOTICE, PM_MODULE_MAIL, "alert mail: relay run for %s is over",
-                             destination);
+        return mirlog_printf(LEVEL_NOTICE, PM_MODULE_GENERAL,
+                             "alert mail: relay run for %s is over", destination);
     if (code == 1 || code == 2)
-        return mirlog_printf(LEVEL_NOTICE, PM_MODULE_MAIL, "Active Directory is %s",
+        return mirlog_printf(LEVEL_NOTICE, PM_MODULE_GENERAL, "Active Directory is %s",
                              code == 1 ? "enabled" : "not enabled");
-    return mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_MAIL, "log_rlog(): unknown code %d", code);
+    return mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_GENERAL, "log_rlog(): unknown code %d", code);
 }
+
+} // namespace pm::host

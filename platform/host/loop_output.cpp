@@ -2,13 +2,17 @@
 #include <exception>
 #include <systemd/sd-daemon.h>
 
+#include "platform/events.h"
 #include "platform/host/activity.h"
 #include "platform/host/kept_log.h"
 #include "platform/host/server.h"
 #include "platform/host/start_pages.h"
 #include "platform/host/store.h"
 #include "platform/logging.h"
-#include "platform/settings.h"
+
+namespace pm::host {
+
+using namespace client;
 
 namespace {
 
@@ -91,7 +95,7 @@ int takeSubscriptions(zloop_t*, zmq_pollitem_t*, void* argument) {
     return 0;
 }
 
-int vesk_event_occurred(const char* name, uint64_t, uint64_t) {
+extern "C" int vesk_event_occurred(const char* name, uint64_t, uint64_t) {
     try {
         if (name != nullptr && leaveEvent(name))
             return 0;
@@ -102,3 +106,5 @@ int vesk_event_occurred(const char* name, uint64_t, uint64_t) {
                   name == nullptr ? "without a name" : name);
     return -1;
 }
+
+} // namespace pm::host

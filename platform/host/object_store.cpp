@@ -4,9 +4,13 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <exception>
 
+#include "platform/host/guard.h"
 #include "platform/host/store.h"
+
+namespace pm::host {
+
+using namespace client;
 
 namespace {
 
@@ -67,22 +71,20 @@ Object* makeObject(const Value* value) {
 
 } // namespace
 
-int client_get_obj_by_key(const char* key, void** object) {
+extern "C" int client_get_obj_by_key(const char* key, void** object) {
     if (key == nullptr || object == nullptr)
         return -1;
-    try {
+    return guarded(key, -1, [&] {
         const auto found = findKey(SchemaTable::Attributes, key);
         if (!found)
             return 0;
         const auto value = storedValue(*found);
         *object = makeObject(value ? &*value : nullptr);
         return *object == nullptr ? -1 : 0;
-    } catch (const std::exception&) {
-        return -1;
-    }
+    });
 }
 
-int client_get_obj_body_ptr(void* object, void** body) {
+extern "C" int client_get_obj_body_ptr(void* object, void** body) {
     auto* known = static_cast<Object*>(object);
     if (!isObject(known) || body == nullptr)
         return -1;
@@ -90,7 +92,7 @@ int client_get_obj_body_ptr(void* object, void** body) {
     return 0;
 }
 
-int client_get_string_ptr(void* object, uint32_t reference, const char** text) {
+extern "C" int client_get_string_ptr(void* object, uint32_t reference, const char** text) {
     const auto* known = static_cast<const Object*>(object);
     if (!isObject(known) || text == nullptr)
         return -1;
@@ -101,3 +103,5 @@ int client_get_string_ptr(void* object, uint32_t reference, const char** text) {
     *text = static_cast<const char*>(object) + reference; // the block ends in a terminator
     return 0;
 }
+
+} // namespace pm::host

@@ -4,6 +4,10 @@
 #include <sys/eventfd.h>
 #include <utility>
 
+namespace pm::host {
+
+using namespace client;
+
 namespace {
 
 constexpr size_t EVENTS_LIMIT = 512;
@@ -71,3 +75,5 @@ Outgoing takeOutgoing() {
         eventfd_read(outbox().wake.get(), &count);
     return std::exchange(outbox().outgoing, {});
 }
+
+} // namespace pm::host

@@ -8,16 +8,18 @@
 #include "platform/client/fd.h"
 #include "platform/client/wire.h"
 
+namespace pm::host {
+
 // Who waits for a reply.
 struct Caller {
-    Frame identity; // of its connection
-    Frame tag;
+    client::Frame identity; // of its connection
+    client::Frame tag;
     bool waits = false;
 };
 
 struct OutgoingReply {
     Caller caller;
-    Reply reply;
+    client::Reply reply;
 };
 struct Outgoing {
     std::vector<OutgoingReply> replies;
@@ -31,10 +33,12 @@ void closeOutbox();
 
 // Any thread. The caller waits no longer afterwards; one that does not wait is
 // left alone. Without an open outbox nothing is sent.
-void leaveReply(Caller& caller, Reply reply);
+void leaveReply(Caller& caller, client::Reply reply);
 // False: nobody could take it.
 bool leaveEvent(std::string name);
 void wakeLoop();
 
 // Loop's thread: takes all that was left, and clears the descriptor.
 Outgoing takeOutgoing();
+
+} // namespace pm::host

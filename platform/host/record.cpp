@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "common/records.h"
+namespace pm::host {
+
+using namespace client;
 
 namespace {
 
@@ -75,3 +77,5 @@ Record attributeChangeRecord(std::string_view attribute) {
     record.frame = std::move(frame);
     return record;
 }
+
+} // namespace pm::host

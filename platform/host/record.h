@@ -7,11 +7,14 @@
 #include <optional>
 #include <string_view>
 
+#include "common/records.h"
 #include "platform/client/wire.h"
 
+namespace pm::host {
+
 struct Record {
-    std::optional<Frame> frame; // none: the request came without a payload
-    uint32_t size = 0;          // of what came, without the padding
+    std::optional<client::Frame> frame; // none: the request came without a payload
+    uint32_t size = 0;                  // of what came, without the padding
 
     void* data() { return frame ? frame->data() : nullptr; }
     size_t held() const { return frame ? frame->size() : 0; }
@@ -24,9 +27,9 @@ size_t notificationLength(std::string_view topic);
 
 // Turns what came into a record of at least length bytes; a terminated one has a
 // zero byte behind it as well. False: there is no memory.
-bool makeRecord(std::optional<Frame> payload, size_t length, bool terminated, Record& record);
+bool makeRecord(std::optional<client::Frame> payload, size_t length, bool terminated,
+                Record& record);
 
-inline constexpr std::string_view ATTRIBUTE_CHANGE_TOPIC = "CfgMgr$1$AttributeChange$";
 inline bool isAttributeChange(std::string_view topic) {
     return topic.starts_with(ATTRIBUTE_CHANGE_TOPIC);
 }
@@ -35,3 +38,5 @@ bool nameIsInside(Record& record);
 
 // The record of a change of an attribute.
 Record attributeChangeRecord(std::string_view attribute);
+
+} // namespace pm::host

@@ -2,6 +2,7 @@
 // the rest for the thread that does it.
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <exception>
 #include <utility>
 
@@ -12,6 +13,10 @@
 #include "platform/host/store.h"
 #include "platform/host/subscriptions.h"
 #include "platform/logging.h"
+
+namespace pm::host {
+
+using namespace client;
 
 namespace {
 
@@ -147,11 +152,16 @@ void unset(Incoming& request) {
 
 // One frame for all lines: there may be hundreds.
 void log(Incoming& request) {
-    const auto count = wholeNumber(request.arguments[0]);
-    if (!count || *count < 0)
-        return refuse(request, "malformed", "the number of lines is a whole number from 0 on");
+    std::array<int64_t, 3> numbers = {0, INT64_MAX, 0};
+    for (size_t at = 0; at < request.arguments.size(); ++at) {
+        const std::string& text = request.arguments[at];
+        const char* end = text.data() + text.size();
+        const auto [stop, error] = std::from_chars(text.data(), end, numbers[at]);
+        if (error != std::errc() || stop != end || numbers[at] < 0)
+            return refuse(request, "malformed", "count, level and time are numbers from 0 on");
+    }
     Reply reply{ReplyKind::Done, {}};
-    reply.fields.push_back(keptLines(static_cast<size_t>(*count)));
+    reply.fields.push_back(keptLines({static_cast<size_t>(numbers[0]), numbers[1], numbers[2]}));
     leaveReply(request.caller, std::move(reply));
 }
 
@@ -162,20 +172,21 @@ void status(Incoming& request) {
 struct Verb {
     std::string_view name;
     size_t arguments;
-    bool payload; // may follow the arguments
+    size_t optional; // arguments that may follow them
+    bool payload;    // may come last
     void (*run)(Incoming& request);
     std::string_view form;
 };
 
 constexpr std::array<Verb, 8> verbs = {{
-    {"list", 0, false, list, "list"},
-    {"call", 1, true, call, "call FUNCTION [PAYLOAD]"},
-    {"event", 2, true, publish, "event TOPIC wait|no-wait [PAYLOAD]"},
-    {"get", 1, false, get, "get KEY"},
-    {"set", 2, false, set, "set KEY VALUE"},
-    {"unset", 1, false, unset, "unset KEY"},
-    {"log", 1, false, log, "log COUNT"},
-    {"status", 0, false, status, "status"},
+    {"list", 0, 0, false, list, "list"},
+    {"call", 1, 0, true, call, "call FUNCTION [PAYLOAD]"},
+    {"event", 2, 0, true, publish, "event TOPIC wait|no-wait [PAYLOAD]"},
+    {"get", 1, 0, false, get, "get KEY"},
+    {"set", 2, 0, false, set, "set KEY VALUE"},
+    {"unset", 1, 0, false, unset, "unset KEY"},
+    {"log", 1, 2, false, log, "log COUNT [LEVEL [SINCE]]"},
+    {"status", 0, 0, false, status, "status"},
 }};
 
 bool isControl(char byte) {
@@ -210,12 +221,13 @@ void dispatch(Frames& frames, Incoming& request) {
     if (verb == verbs.end())
         return refuse(request, "unknown-verb", "this pm knows no such verb");
     const size_t given = frames.size() - ARGUMENTS;
-    if (given < verb->arguments || given > verb->arguments + (verb->payload ? 1 : 0))
+    const size_t most = verb->arguments + verb->optional;
+    if (given < verb->arguments || given > most + (verb->payload ? 1 : 0))
         return refuse(request, "malformed", "expected: " + std::string(verb->form));
-    const char* fault = takeArguments(frames, ARGUMENTS, verb->arguments, request.arguments);
+    const char* fault = takeArguments(frames, ARGUMENTS, std::min(given, most), request.arguments);
     if (fault != nullptr)
         return refuse(request, "malformed", fault);
-    if (given > verb->arguments)
+    if (given > most)
         request.payload = std::move(frames.back());
     verb->run(request);
 }
@@ -257,3 +269,5 @@ int takeRequests(zloop_t*, zmq_pollitem_t*, void* argument) {
     }
     return 0;
 }
+
+} // namespace pm::host

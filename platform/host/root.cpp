@@ -14,6 +14,10 @@
 #include "platform/client/fd.h"
 #include "platform/logging.h"
 
+namespace pm::host {
+
+using namespace client;
+
 namespace {
 
 constexpr const char* RUN_FOLDER = "run/pm";
@@ -125,3 +129,5 @@ bool claimHost() {
     }
     return granted;
 }
+
+} // namespace pm::host

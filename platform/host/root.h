@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+namespace pm::host {
+
 // The path below PM_HOST_ROOT, or below "/" without it: "run/pm", "/etc/pm.conf".
 std::string hostPath(std::string_view relative);
 
@@ -16,3 +18,5 @@ bool makeHostFolder(std::string_view relative);
 // number of times. False: another process holds one of them, or a lock file
 // cannot be had; the first refusal logs one line that says which and why.
 bool claimHost();
+
+} // namespace pm::host

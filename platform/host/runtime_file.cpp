@@ -10,6 +10,10 @@
 #include "platform/client/fd.h"
 #include "platform/host/root.h"
 
+namespace pm::host {
+
+using namespace client;
+
 namespace {
 
 std::string filePath() {
@@ -128,3 +132,5 @@ bool removeRuntimeFile(std::string& error) {
     error = path + " cannot be removed: " + std::strerror(errno);
     return false;
 }
+
+} // namespace pm::host

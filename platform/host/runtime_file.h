@@ -7,10 +7,14 @@
 
 #include "platform/client/settings_file.h"
 
+namespace pm::host {
+
 // What is there and what is wrong with it. A missing file is no finding. Sound
 // values of a damaged file are read, and the file is kept beside as ".damaged".
-SettingsFile readRuntimeFile();
+client::SettingsFile readRuntimeFile();
 // False: the old content stands, error says why.
-bool writeRuntimeFile(const std::vector<SettingsEntry>& entries, std::string& error);
+bool writeRuntimeFile(const std::vector<client::SettingsEntry>& entries, std::string& error);
 // False: it is still there, error says why.
 bool removeRuntimeFile(std::string& error);
+
+} // namespace pm::host

@@ -6,6 +6,8 @@
 #include "platform/distribution.h"
 #include "platform/host/function_registry.h"
 
+namespace pm::host {
+
 struct Server {
     qornc_context context{}; // what pm sees; the rest is behind it
     zloop_t* loop = nullptr;
@@ -29,3 +31,5 @@ int takeOutbox(zloop_t* loop, zmq_pollitem_t* item, void* server);
 
 // Tells a new listener that its subscription stands.
 int takeSubscriptions(zloop_t* loop, zmq_pollitem_t* item, void* server);
+
+} // namespace pm::host

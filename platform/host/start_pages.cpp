@@ -5,6 +5,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+namespace pm::host {
+
 namespace {
 
 int giveBackObject(dl_phdr_info* object, size_t, void* pageSize) {
@@ -27,3 +29,5 @@ void giveBackStartPages() {
     auto pageSize = static_cast<ElfW(Addr)>(sysconf(_SC_PAGESIZE));
     dl_iterate_phdr(giveBackObject, &pageSize);
 }
+
+} // namespace pm::host

@@ -2,9 +2,12 @@
 
 #include <unistd.h>
 
-#include "platform/host/activity.h"
 #include "platform/host/delivery.h"
 #include "platform/host/subscriptions.h"
+
+namespace pm::host {
+
+using namespace client;
 
 namespace {
 
@@ -42,6 +45,9 @@ std::vector<std::string> statusReport(const Server& server) {
     }
     report.add("serving since", now.servingSince);
     report.add("process", ::getpid());
+    report.add("mails taken", now.mails.done - now.mails.failed);
+    report.add("mails failed", now.mails.failed);
+    report.addTally("generic", now.generic);
     report.add("relay taken", now.relay.done - now.relay.failed);
     report.add("relay refused", now.relay.failed);
     report.add("traps started", now.traps.done);
@@ -63,6 +69,24 @@ std::vector<std::string> statusReport(const Server& server) {
         report.add("failure name", now.last.name);
         report.add("failure status", now.last.status);
         report.add("failure reason", now.last.reason);
+        report.add("failure destination", now.last.destination);
     }
     return report.fields;
 }
+
+Reply outcomeReply(int32_t status, const WorkOutcome& outcome) {
+    Reply reply = statusReply(status);
+    Report report;
+    if (!outcome.reason.empty())
+        report.add("reason", outcome.reason);
+    for (const Failure& mail : outcome.mails) {
+        report.add("destination", mail.destination);
+        report.add("status", mail.status);
+        report.add("reason", mail.reason);
+    }
+    for (std::string& field : report.fields)
+        reply.fields.push_back(std::move(field));
+    return reply;
+}
+
+} // namespace pm::host

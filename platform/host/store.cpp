@@ -11,6 +11,10 @@
 #include "platform/host/runtime_file.h"
 #include "platform/logging.h"
 
+namespace pm::host {
+
+using namespace client;
+
 namespace {
 
 using Layer = std::vector<SettingsEntry>;
@@ -235,3 +239,5 @@ const char* sourceName(ValueSource source) {
 void setAttributeChangeHook(void (*hook)(const std::string&)) {
     store().changeHook = hook;
 }
+
+} // namespace pm::host

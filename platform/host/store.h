@@ -9,6 +9,8 @@
 
 #include "platform/client/schema.h"
 
+namespace pm::host {
+
 enum class ValueSource : uint8_t { None, Default, File, RunTime };
 
 struct ValueDescription {
@@ -27,8 +29,8 @@ bool settingsLoaded();
 void setSettingsLoadedHook(void (*hook)());
 
 // The value in force; none if the key is unknown or has neither value nor default.
-std::optional<Value> storedValue(KeyId key);
-std::optional<Value> storedValue(std::string_view name);
+std::optional<client::Value> storedValue(client::KeyId key);
+std::optional<client::Value> storedValue(std::string_view name);
 // The same as a text, a whole number or a boolean; none if it is no such thing.
 std::optional<std::string> storedText(std::string_view name);
 std::optional<int32_t> storedInt(std::string_view name);
@@ -38,7 +40,7 @@ std::optional<bool> storedBool(std::string_view name);
 // takes what somebody typed. False: nothing has changed, error says why (unknown
 // key, wrong type, too long, disk full, settings not loaded yet).
 bool setValue(std::string_view name, std::string_view text, std::string& error);
-bool setValue(KeyId key, const Value& value, std::string& error);
+bool setValue(client::KeyId key, const client::Value& value, std::string& error);
 // Forgets what was written at run time, so that pm.conf or the default holds.
 bool unsetValue(std::string_view name, std::string& error);
 
@@ -50,3 +52,5 @@ const char* sourceName(ValueSource source); // "unset", "default", "pm.conf", "r
 // setting which an attribute also names), on the writing thread, with no lock
 // of the store held. The name is in lower case.
 void setAttributeChangeHook(void (*hook)(const std::string& attribute));
+
+} // namespace pm::host

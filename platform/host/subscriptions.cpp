@@ -2,10 +2,14 @@
 
 #include <algorithm>
 #include <mutex>
-#include <new>
 
 #include "platform/client/wire.h"
 #include "platform/function_manager.h"
+#include "platform/host/guard.h"
+
+namespace pm::host {
+
+using namespace client;
 
 namespace {
 
@@ -82,11 +86,11 @@ std::string servedTopic(std::string_view topic) {
     return {};
 }
 
-int jelmux_subscriber_init(uint64_t* handle, const char* subscriber,
-                           qornc_event_callback callback) {
+extern "C" int jelmux_subscriber_init(uint64_t* handle, const char* subscriber,
+                                      qornc_event_callback callback) {
     if (handle == nullptr || subscriber == nullptr || callback == nullptr)
         return -1;
-    try {
+    return guarded(subscriber, -1, [&] {
         const std::lock_guard lock(state().mutex);
         auto& subscribers = state().subscribers;
         // Handles are never given back: one that starts anew gets the one it had.
@@ -95,15 +99,13 @@ int jelmux_subscriber_init(uint64_t* handle, const char* subscriber,
             place = subscribers.insert(place, callback);
         *handle = static_cast<uint64_t>(place - subscribers.begin()) + 1;
         return 0;
-    } catch (const std::bad_alloc&) {
-        return -1;
-    }
+    });
 }
 
-int jelmux_subscribe_notification(uint64_t handle, const char* topic) {
+extern "C" int jelmux_subscribe_notification(uint64_t handle, const char* topic) {
     if (topic == nullptr || *topic == '\0' || std::string_view(topic).size() > NAME_LIMIT)
         return -1;
-    try {
+    return guarded(topic, -1, [&] {
         const std::lock_guard lock(state().mutex);
         if (handle == 0 || handle > state().subscribers.size())
             return -1;
@@ -113,7 +115,7 @@ int jelmux_subscribe_notification(uint64_t handle, const char* topic) {
         if (std::ranges::find(subscriptions, added) == subscriptions.end())
             subscriptions.push_back(added);
         return 0;
-    } catch (const std::bad_alloc&) {
-        return -1;
-    }
+    });
 }
+
+} // namespace pm::host

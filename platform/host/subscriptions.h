@@ -7,6 +7,8 @@
 
 #include "platform/distribution.h"
 
+namespace pm::host {
+
 // The table of the client; null: none. Its rows stay the caller's.
 void setEventTable(const qornc_event_row* table);
 
@@ -19,3 +21,5 @@ std::vector<std::string> topicsTaken();
 // What of these takes a topic: the topic itself if a row has it, else the text of
 // the first subscription; empty if nothing does.
 std::string servedTopic(std::string_view topic);
+
+} // namespace pm::host

@@ -1,21 +1,16 @@
 #include "platform/host/threads.h"
 
 #include <cerrno>
-#include <initializer_list>
+
+#include "common/signals.h"
+
+namespace pm::host {
 
 namespace {
 
 // Room for what handlers need, the name service included; only what is touched
 // costs memory.
 constexpr size_t STACK_SIZE = 524288;
-
-sigset_t allButFaults() {
-    sigset_t signals;
-    sigfillset(&signals);
-    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP})
-        sigdelset(&signals, fault);
-    return signals;
-}
 
 } // namespace
 
@@ -37,11 +32,4 @@ bool startThread(void* (*routine)(void*), void* argument, pthread_t* thread) {
     return failure == 0;
 }
 
-SignalsBlocked::SignalsBlocked() {
-    const sigset_t signals = allButFaults();
-    pthread_sigmask(SIG_BLOCK, &signals, &m_before);
-}
-
-SignalsBlocked::~SignalsBlocked() {
-    pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
-}
+} // namespace pm::host

@@ -2,23 +2,13 @@
 // main thread, and no system call of theirs is interrupted.
 #pragma once
 
-#include <csignal>
 #include <pthread.h>
+
+namespace pm::host {
 
 // Starts a thread with all signals blocked but the synchronous faults and
 // SIGABRT and SIGTRAP. With thread null it is detached, else the caller joins it.
 // False: errno tells why.
 bool startThread(void* (*routine)(void*), void* argument, pthread_t* thread = nullptr);
 
-// Blocks the same signals for its lifetime: around calls of libraries that
-// start threads of their own, which inherit the mask.
-class SignalsBlocked {
-  public:
-    SignalsBlocked();
-    ~SignalsBlocked();
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-  private:
-    sigset_t m_before;
-};
+} // namespace pm::host

@@ -1,5 +1,7 @@
 #include "platform/host/words.h"
 
+namespace pm::host {
+
 bool splitWords(std::string_view line, std::vector<std::string>& words) {
     words.clear();
     bool inWord = false;
@@ -23,3 +25,5 @@ bool splitWords(std::string_view line, std::vector<std::string>& words) {
     }
     return quote == '\0';
 }
+
+} // namespace pm::host

@@ -6,6 +6,10 @@
 
 #include "platform/logging.h"
 
+namespace pm::host {
+
+using namespace client;
+
 namespace {
 
 // Waiting and running jobs of all queues.
@@ -106,3 +110,5 @@ size_t WorkQueue::waiting(std::string_view name) const {
     const std::lock_guard lock(m_mutex);
     return static_cast<size_t>(std::ranges::count(m_jobs, name, &Job::name));
 }
+
+} // namespace pm::host

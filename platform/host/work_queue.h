@@ -16,6 +16,8 @@
 #include "platform/host/outbox.h"
 #include "platform/host/record.h"
 
+namespace pm::host {
+
 inline constexpr size_t WAITING_LIMIT = 512;                // jobs of one queue
 inline constexpr size_t WAITING_BYTES = size_t{256} << 20U; // of all queues together
 
@@ -61,3 +63,5 @@ class WorkQueue {
     bool m_open = true;
     bool m_served = false;
 };
+
+} // namespace pm::host

@@ -8,6 +8,9 @@
 #include "platform/host/server.h"
 #include "platform/settings.h"
 
+using namespace pm;
+using namespace pm::host;
+
 namespace {
 
 constexpr const char* ENDPOINT = "inproc://fuzz";

@@ -4,6 +4,8 @@
 
 #include "platform/client/settings_file.h"
 
+using namespace pm::client;
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string text(data, data + size);
     const auto lines = 1 + std::count(text.begin(), text.end(), '\n');

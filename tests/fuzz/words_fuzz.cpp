@@ -4,6 +4,8 @@
 
 #include "platform/host/words.h"
 
+using namespace pm::host;
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::vector<std::string> words;
     std::vector<std::string> again;

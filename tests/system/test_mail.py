@@ -72,15 +72,20 @@ def test_second_attempt_and_all_that_follow_use_the_bare_domain(make_pm, make, v
 def test_refusals(pm, sink):
     pm.ctl("set", "pm_str_email_alert4_destination", "")
     for arguments, status, says in (
-            ("test-mail 5", 1, "-3"), ("test-mail 4", 1, "-1"), ("test-mail x", 2, ""),
-            ("test-trap 9", 1, "1"), ("test-trap 9 --road ipmi", 1, "-3"),
-            ("test-trap 1 --road snmp", 1, "-1"), ("test-trap 256", 2, ""),
-            ("alert-mail 5 --body B", 1, "-17"), ("alert-mail 1 --body " + "B" * 255, 2, "254"),
+            ("test-mail 5", 2, "1 to 4"), ("test-mail 4", 1, "-1: the destination has no address"),
+            ("test-mail x", 2, ""), ("test-trap 9", 2, "1 to 8"),
+            ("test-trap 1", 1, "-1: no SNMP community"), ("test-trap 1 --via bus", 2, "log-manager"),
+            ("test-trap 1 --via log-manager", 1, "2: the destination is not enabled"),
+            ("test-trap 1 --road snmp", 1, "-1: the destination is not enabled"),
+            (f"set {PREFIX}SNMPAlert.1#Destination [::1]", 2, "::1 for example"),
+            (f"set {PREFIX}SNMPAlert.1#Destination udp6:::1", 2, "::1 for example"),
+            ("alert-mail 5 --body B", 2, "1 to 4"), ("alert-mail 1 --body " + "B" * 255, 2, "254"),
             (f"test-message --to {'t' * 255} --subject S --body B", 2, "254"),
             (f"mail --to {'t' * 250} --subject S --body B", 2, "249"),
             ("mail --to t --body B --subject " + "S" * 245, 2, "244"),
             ("alert --body B --subject " + "S" * 255, 2, "254"),
-            ("alert --subject S --body " + "B" * 2040, 2, "2039"), ("nonsense", 2, "")):
+            ("alert --subject S --body " + "B" * 2040, 2, "2039"), ("statsu", 2, '"status"?'),
+            ("help statsu", 2, '"status"?'), ("help test-trap", 0, "udp6"), ("--version", 0, "1.")):
         assert says in pm.ctl(*arguments.split(), status=status)
     assert sink.connections == 0
 
@@ -154,8 +159,8 @@ def test_hanging_relay_stops_nothing_else(make_pm, make):
     slow = [pm.ctl_start("event", "event_ipmi_pet", "--message", "M"),
             pm.ctl_start("test-message", *TO_A)]
     sink.wait(lambda s: s.connections > 0)
-    pm.ctl("test-trap", "1", "--road", "ipmi")
-    pm.ctl("test-trap", "1", status=1)  # not enabled
+    pm.ctl("test-trap", "1")
+    pm.ctl("test-trap", "2", status=1)  # no address
     pm.ctl("set", PREFIX + "ActiveDirectory.1#Enable", "1")
     until(lambda: pm.ctl("get", "pam_int_ldap_enable_mode") == "0")
     assert "pm_function_sendTestTrap" in pm.ctl("list")

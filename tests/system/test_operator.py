@@ -6,7 +6,7 @@ import subprocess
 
 import pytest
 import zmq
-from conftest import BUILD, PREFIX, settings
+from conftest import BUILD, PREFIX, settings, until
 
 SECRET, COMMUNITY = "hunter2 of spades", "very private"
 at = "'Norvu.Embedded.1#{}' = {}".format
@@ -107,16 +107,20 @@ def failed(make_pm, place):  # a mail was refused by a relay that tells all, and
         attributes={"SNMPAlert.1#Destination": "127.0.0.1", "SNMP.1#AlertPort": 9}),
         environment={"PATH": f"{place}:{os.environ['PATH']}"}).start()
     assert "pmctl log" in pm.ctl("test-mail", 1, status=1)
-    pm.ctl("test-trap", 1, "--road", "ipmi")
+    pm.ctl("test-trap", 1)
     return pm
 
 
-def test_log_tells_reasons_and_no_secrets(failed):
+def test_log_tells_reasons_and_no_secrets(failed, monkeypatch):
+    monkeypatch.setenv("TZ", "XXX-1")
     log = failed.ctl("log")
     for text in (r"2 \[220\] command failed: msmtp: exit status 77; it said: password .*no",
                  r"5 \[258\] \[\d+\]: sendTrap\(\) - executing: \[snmptrap .* -c '\*\*\*' 127.*"):
-        assert re.search(rf"(?m)^[\d-]{{10}}T[\d:]{{8}}\.\d{{3}}Z {text}$", log), log
+        assert re.search(rf"(?m)^[\d-]{{10}}T[\d:]{{8}}\.\d{{3}}\+01:00 {text}$", log), log
     assert SECRET not in log and COMMUNITY not in log and "sendTrap" not in failed.errors()
+    assert failed.ctl("log", "--utc", "--since", "1h", "--level", "error").count("Z 2 [") == 4
+    assert failed.ctl("log", "--since", "2099-01-01") == ""
+    assert "is no time" in failed.ctl("log", "--since", "yesterday", status=2)
 
 
 def test_log_is_bounded_and_followed(pm):
@@ -124,13 +128,24 @@ def test_log_is_bounded_and_followed(pm):
         client.connect(f"ipc://{pm.root}/run/pm/requests")
         for _ in range(500):
             client.send_multipart([b"pm/1", b"", b"call", b"pm_function_sendTestTrap"])
-        assert all(client.recv_multipart()[3] for _ in range(500))
+        assert all(client.recv_multipart()[3] == b"1" for _ in range(500))
+        for _ in range(200):  # three lines each, and no failure
+            client.send_multipart([b"pm/1", b"", b"event", b"event_ipmi_pet", b"wait", b"\0" * 24])
+        assert all(client.recv_multipart()[3] == b"0" for _ in range(200))
     everything = pm.ctl("log").split("\n")
-    assert len(everything) == 500
+    failures = pm.ctl("log", "--level", "error").split("\n")
+    assert len(everything) == 500 + 100 and len(failures) == 100
+    assert pm.ctl("log", "-n", "2", "--level", "error").split("\n") == failures[-2:]
     with pm.ctl_start("log", "-n", "1", "-f") as follower:
         assert follower.stdout.readline() == everything[-1] + "\n"
-        pm.ctl("test-trap", 0, status=1)
+        pm.ctl("test-trap", 1, status=1)
         assert "".join(follower.stdout.readline() for _ in range(3)).rstrip("\n") in pm.ctl("log")
+        pm.stop()
+        while "waiting for its next start" not in follower.stdout.readline():
+            pass
+        pm.start()
+        while "Registered function pm_function_sendTestTrap" not in follower.stdout.readline():
+            pass
         follower.kill()
 
 
@@ -139,15 +154,47 @@ def test_status_counts(failed):
     failed.ctl("event", "event_ipmi_pet", "--message", "Fan", status=1)
     status, served, value = (json.loads(failed.ctl(*verb, "--json")) for verb in (
         ["status"], ["list"], ["get", "pm_bool_email_alert3_enabled"]))
-    assert [*status["mails"].values(), *status["traps"].values()] == [0, 2 + 6, 1, 0]
+    assert [[*status[kind].values()] for kind in ("mails", "relay_runs", "traps")] == [
+        [0, 1 + 3], [0, 2 + 6], [1, 0]]
     once = {"done": 1, "failed": 1, "running": 0}
     assert status["functions"]["pm_function_sendTestEmailEx"] == once | {"waiting": 0}
     assert status["topics"]["event_ipmi_pet"] == once
     assert status["last_failure"]["reason"].startswith("msmtp: exit status 77; it said:")
     assert all(set(served[kind]) == set(status[kind]) for kind in ("functions", "topics"))
     assert (status["service"], status["module"]) == ("email_trap_lqorn", 220)
-    assert "0 taken by the relay, 8 refused" in failed.ctl("status")
+    assert status["last_failure"]["destination"] == "user4@example.com"
+    assert "0 taken by the mail server, 4 failed" in failed.ctl("status")
     assert value["value"] is False and value["source"] == "run time"
+
+
+def test_reasons(make_pm, sink, place):
+    pm = make_pm(settings(sink.port, 2)).start()
+    assert "127.0.0.1 took the test mail for user1@example.com" in pm.ctl("test-mail", 1)
+    sink.refuse = 2  # both attempts at the first of two mails
+    event = pm.ctl("event", "event_ipmi_pet", "--message", "M", status=1)
+    assert re.search(r"user1@.* failed, status -1: msmtp: .*550 No such", event) and (
+        "user2" not in event)
+    mail = ["--subject", "S", "--body", "B"]
+    for server, reason in (("0.0.0.0", "no mail server is set"),
+                           ("nowhere.invalid", "server nowhere.invalid does not resolve: .+"),
+                           ("::1", "server ::1 has no address of an enabled family")):
+        pm.ctl("set", "pm_str_email_server_address", server)
+        assert re.search(reason, pm.ctl("alert", *mail, status=1))
+    for wait in ([], ["--no-wait"]):
+        pm.ctl("mail", "--to", "a@b", *mail, *wait, status=0 if wait else 1)
+    until(lambda: json.loads(pm.ctl("status", "--json"))["generic_mails"] == {
+        "done": 2, "failed": 2, "running": 0})
+    last = json.loads(pm.ctl("status", "--json"))["last_failure"]
+    assert (last["destination"], last["status"]) == ("a@b", -1) and "::1" in last["reason"]
+    assert len(re.findall("not sent: .*nowhere.invalid does not", pm.errors())) == 2
+    pm.ctl("set", "pm_str_email_server_address", "127.0.0.1")
+    (pm.tmp / "zorqemail.txt").mkdir()
+    for verb in (["test-mail", 1], ["test-message", "--to", "a@b", *mail]):
+        assert re.search("-17: .*: Is a directory", pm.ctl(*verb, status=1))
+    pm.stop()
+    for root, says in ((pm.root, "no pm is running"), (place, "has no etc/pm.conf")):
+        done = subprocess.run([BUILD / "pmctl/pmctl", "--root", root, "list"], stderr=subprocess.PIPE)
+        assert done.returncode == 3 and says in done.stderr.decode()
 
 
 def test_colours_on_a_terminal_alone(place):

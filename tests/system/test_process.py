@@ -150,7 +150,7 @@ def test_idle_and_nothing_left_over(make_pm, sink):
     def work():
         pm.ctl("event", "event_ipmi_pet", "--message", "M")
         pm.ctl("mail", "--to", "a@example.com", "--subject", "S", "--body", "B")
-        pm.ctl("test-trap", "1", "--road", "ipmi")
+        pm.ctl("test-trap", "1")
         pm.ctl("set", "pm_str_email_alert1_subject", str(len(sink.mails)))
         pm.ctl("call", "pm_function_sendTestEmailEx", status=1)  # no record
 

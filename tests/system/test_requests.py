@@ -71,7 +71,7 @@ def test_what_waits_is_bounded_and_others_are_served(make_pm, make, connect, siz
     for _ in range(taken):
         client.send_multipart(ask(b"call", MAIL, b"\5" * size))
     assert client.recv_multipart()[2:4] == [b"refused", b"busy"]  # before all others
-    assert "1" in pm.ctl("test-trap", 0, status=1)
+    assert "-1" in pm.ctl("test-trap", 1, status=1)
     sink.mode = "drop"
     sink.release()
     assert [client.recv_multipart()[3] for _ in range(taken)] == [b"-1"] + [b"-3"] * (taken - 1)

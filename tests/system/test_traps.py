@@ -50,7 +50,7 @@ def test_trap_bytes(make_pm, make, place, destination, guid, sent, host, communi
         attributes={"SNMP.1#AlertPort": receiver.port, "SNMPAlert.8#Destination": destination},
         hardware={"community": community, "smbios_guid": guid, "host_name": host})).start()
     before = int(time.time())
-    assert "started" in pm.ctl("test-trap", "8", "--road", "ipmi")
+    assert f"sent to {destination}, port {receiver.port}" in pm.ctl("test-trap", "8")
     *head, version, binding = receiver.trap()
     assert head == [".1.3.6.1.4.1.3183.1.1", "6", ".1001"]
     assert "v1" in version and version.endswith(f"community {community}")
@@ -61,15 +61,18 @@ def test_trap_bytes(make_pm, make, place, destination, guid, sent, host, communi
         sent + "ffff202100ff0018000fffff000000000019000f4a2b0100" + host.encode().hex() + "00c1")
 
 
-@pytest.mark.parametrize("answer, status, line", [
-    (-7, -7, ""), ("error", -1, "Failed to call method"), (None, -1, "Failed to call method")])
-def test_bus_road(make_pm, make, place, answer, status, line):
+@pytest.mark.parametrize("answer, status, reason", [
+    (0, 0, "it alone knows"), (-7, -7, "the log manager answered -7"),
+    ("error", -1, "the log manager was not reached or failed"),
+    (None, -1, "the log manager was not reached or failed")])
+def test_by_the_log_manager(make_pm, make, place, monkeypatch, answer, status, reason):
     bus = make(Bus, place)
     manager = None if answer is None else make(LogManager, bus, answer)
     pm = make_pm(settings(attributes={"SNMPAlert.3#State": "1", "SNMPAlert.8#State": 1}),
                  environment=bus.environment).start("-debug")
-    pm.ctl("test-trap", "3")
-    pm.ctl("test-trap", "8", "--road", "snmp")
+    monkeypatch.setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.environment["DBUS_SYSTEM_BUS_ADDRESS"])
+    assert ("goes to nobody" in pm.ctl("check", status=1)) == (answer is None)
+    for arguments in (["3", "--via", "log-manager"], ["8", "--road", "snmp"]):
+        assert reason in pm.ctl("test-trap", *arguments, status=1 if status else 0)
     assert manager is None or manager.indexes == [3, 8]
     assert pm.errors().count(f"sendSNMPTestTrap() - Exit with status={status}") == 2
-    assert line in pm.errors()

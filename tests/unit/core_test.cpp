@@ -1,8 +1,13 @@
 // The process: options, signals, settings, the service thread, subscriptions and callbacks.
 #include <csignal>
 
-#include "core/process.h"
+#include "common/signals.h"
+#include "core/options.h"
+#include "core/persistent_parameters.h"
 #include "core/service_thread.h"
+#include "core/service_thread_start.h"
+#include "core/signals.h"
+#include "core/tables.h"
 #include "platform/logging.h"
 #include "requests.h"
 

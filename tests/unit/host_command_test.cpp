@@ -9,8 +9,10 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "platform/commands.h"
 #include "platform/host/words.h"
-#include "platform/settings.h"
+
+using namespace pm::host;
 
 namespace {
 

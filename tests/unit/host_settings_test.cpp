@@ -4,12 +4,16 @@
 
 #include "common/owner.h"
 #include "common/records.h"
-#include "mail/identity.h"
-#include "platform/attribute_object.h"
+#include "config/attribute_object.h"
+#include "mail/date.h"
 #include "platform/attributes.h"
 #include "platform/client/settings_file.h"
 #include "platform/host/record.h"
 #include "platform/object_store.h"
+
+using namespace pm;
+using namespace pm::host;
+using namespace pm::client;
 
 namespace {
 
@@ -30,9 +34,8 @@ const BadFile BAD_FILES[] = {
     {"[settings]|alert_str_smtp_user = { enum = 'x' }|SERVER", 2, "a text"},
     {"[attributes]|'Norvu.Embedded.1#IPv4.1#Enable' = 'on'|[settings]|SERVER", 2, "whole number"},
     {"[attributes]|Norvu.Embedded.1#IPv4.1#Enable = 1|[settings]|SERVER", 2, "in quotes"},
-    {"[attributes]|'Norvu.Embedded.1#LDAP.1#Enable' = 1|[settings]|"
-     "pam_int_ldap_enable_mode = 0|SERVER",
-     4, "line 2 already"},
+    {"[attributes]|'Norvu.Embedded.1#LDAP.1#Enable' = 1|[settings]|pam_int_ldap_enable_mode = 0|SERVER",
+     4, "already set in line 2"},
     {"alert_int_smtp_sasl = 1|[settings]|SERVER", 1, "outside the tables"},
     {"[settings]|alert_str_smtp_user = \"a|SERVER", 2, "syntax"},
     {"[settings]|pm_bool_email_alert1_enabled = tru|SERVER", 2, "'tru\\n'"},

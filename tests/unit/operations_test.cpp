@@ -4,7 +4,7 @@
 #include <fstream>
 #include <regex>
 
-#include "core/process.h"
+#include "core/persistent_parameters.h"
 #include "core/service_thread.h"
 #include "requests.h"
 
@@ -42,8 +42,8 @@ class Operations : public Scripted {};
 // The lines of a mail's and a trap's helpers are in sendEmail.txt and sendIPMITestTrap.txt,
 // and a mail that another operation sends is in sendEmail.txt, alone.
 TEST_F(Operations, SoundRunsAreAsTheirGoldenTexts) {
-    static const std::regex HELPERS("getDomainLiteral|get(SMTP|EmailEnc|Attr|SenderEmail|Curr)|"
-                                    "GetHostname|WriteEmailConfig");
+    static const std::regex HELPERS(
+        "getDomainLiteral|get(SMTP|EmailEnc|Attr|SenderEmail|Curr)|GetHostname|WriteEmailConfig");
     for (const auto& operation : operations) {
         begin(operation.given, operation.name);
         if (operation.name != "sendEmail" && operation.name != "sendIPMITestTrap")

@@ -5,6 +5,7 @@
 
 #include "common/records.h"
 #include "core/config_subscription.h"
+#include "core/directory_rule.h"
 #include "core/events.h"
 #include "mail/functions.h"
 #include "mail/send_email.h"

@@ -9,10 +9,13 @@
 #include <sys/stat.h>
 
 #include "platform/attributes.h"
+#include "platform/commands.h"
+#include "platform/events.h"
 #include "platform/function_manager.h"
 #include "platform/ipmi.h"
 #include "platform/logging.h"
 #include "platform/object_store.h"
+#include "platform/services.h"
 #include "platform/settings.h"
 #include "platform/system_info.h"
 

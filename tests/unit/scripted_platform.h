@@ -13,6 +13,7 @@
 
 #include "mail/attempt.h"
 
+using namespace pm;
 using std::string;
 using Lines = std::vector<string>;
 

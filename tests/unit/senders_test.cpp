@@ -31,10 +31,7 @@ const std::vector<Case> CORE = {
     {.given = {fails("write Body")}, .attempts = 1, .message = TYPE + "\n\n" + END}};
 
 const std::vector<Case> OTHERS = {
-    {.given = {unreadable(SERVER)},
-     .status = -17,
-     .attempts = 1,
-     .log = "Failed to get email serv"},
+    {.given = {unreadable(SERVER)}, .status = -17, .attempts = 1, .log = "Failed to get email"},
     {.given = {NO_MESSAGE, NO_THREAD_MESSAGE}, .status = -17, .attempts = 2, .runs = 0},
     {.given = {fails("write To")}, .status = -17, .attempts = 2, .runs = 0},
     {.given = {fails("write Subject")}, .status = -17, .attempts = 2, .runs = 0},

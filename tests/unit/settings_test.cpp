@@ -1,7 +1,7 @@
 // What mails and their relay configuration make of each setting and attribute.
 #include <filesystem>
 
-#include "platform/attribute_object.h"
+#include "config/attribute_object.h"
 #include "platform/object_store.h"
 #include "requests.h"
 
@@ -20,11 +20,12 @@ Steps mechanism(const string& number) {
     return login(text(MECHANISM, number));
 }
 
-const string LONG(300, 'l'), LINE = "x\npasswordeval x", LINK4 = "here: https://192.0.2.7\n",
-                             LINK6 = "here: https://[2001:db8::7]\n", DIGITS(63, '1'),
-                             FILES = "tls_cert_file /etc/certs/CA/certs/host.crt\ntls_key_file "
-                                     "/flash/data0/cv/private/host.key\n",
-                             NO_CHECK = "\ntls_force_sslv3 off\ntls_certcheck off\n";
+const string LONG(300, 'l'),
+    LINE = "x\npasswordeval x", LINK4 = "here: https://192.0.2.7\n",
+    LINK6 = "here: https://[2001:db8::7]\n", DIGITS(63, '1'),
+    FILES =
+        "tls_cert_file /etc/certs/CA/certs/host.crt\ntls_key_file /flash/data0/cv/private/host.key\n",
+    NO_CHECK = "\ntls_force_sslv3 off\ntls_certcheck off\n";
 const Step V6 = text(IPV6, "1"), NO_V4 = text(IPV4, "0");
 
 const std::vector<Case> CASES = {
@@ -65,12 +66,12 @@ const std::vector<Case> CASES = {
     {.given = {unreadable("domain"), V6, text("servers", "6")},
      .relay = "domain [IPv6:2001:db8::7]\n"},
     // No configuration is written, or a part.
-    {.given = login(text(SERVER, LINE)), .status = -17, .log = "the server address holds a line"},
-    {.given = login(text(SENDER, "x\r")), .status = -17, .log = "the sender holds a line end"},
-    {.given = login(text(USER, LINE)), .status = -17, .log = "the user name holds a line end"},
-    {.given = login(text(PASSWORD, LINE)), .status = -17, .log = "the password holds a line end"},
-    {.given = login(text("domain", LINE)), .status = -17, .log = "the domain holds a line end"},
-    {.given = {text(HOST, LINE), text(SENDER, "")}, .status = -17, .log = "sender holds a line"},
+    {.given = login(text(SERVER, LINE)), .status = -17, .log = "a line end in the server address"},
+    {.given = login(text(SENDER, "x\r")), .status = -17, .log = "a line end in the sender"},
+    {.given = login(text(USER, LINE)), .status = -17, .log = "a line end in the user name"},
+    {.given = login(text(PASSWORD, LINE)), .status = -17, .log = "a line end in the password"},
+    {.given = login(text("domain", LINE)), .status = -17, .log = "a line end in the domain"},
+    {.given = {text(HOST, LINE), text(SENDER, "")}, .status = -17, .log = "a line end in the"},
     {.given = {text(HOST, LINE), text(USER, LINE), text(PASSWORD, LINE)}, .runs = 1},
     {.given = login(noMemory(1)), .status = -17, .log = "Couldn't allocate `domain', exiting"},
     {.given = login(noMemory(2)), .status = -17, .log = "Couldn't allocate `from', exiting"},

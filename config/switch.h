@@ -1,0 +1,10 @@
+// What a setting or attribute that turns something on says.
+#pragma once
+
+#include <cstdint>
+
+namespace pm {
+
+enum class SwitchState : uint8_t { Unreadable, Off, On };
+
+} // namespace pm

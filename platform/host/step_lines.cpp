@@ -1,0 +1,130 @@
+#include "platform/host/step_lines.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "platform/client/schema.h"
+
+namespace pm::host {
+
+namespace {
+
+struct Row {
+    std::string_view start; // of what follows the operation's name in a line
+    Told told;
+    std::string_view text; // empty: the line's own words up to a comma
+    bool rest;             // what follows the start is added
+};
+
+constexpr Row rows[] = {
+    {"szServerAddress=", Told::Server, "", true},
+    {"getaddrinfo error: ", Told::Reason, "the mail server % does not resolve: ", true},
+    {"get Domain Literal fail", Told::Reason,
+     "the mail server % has no address of an enabled family (IPv4, IPv6)", false},
+    {"get ipv6 Domain Literal fail", Told::Reason,
+     "mails go out by IPv6, but the controller's IPv6 address is \"::\"", false},
+    {"Email server address is currently not set", Told::Reason, "no mail server is set", false},
+    {"Couldn't get username", Told::Reason,
+     "login to the mail server is on, but there is no user name", false},
+    {"either could not get email destination", Told::Reason, "the destination has no address",
+     false},
+    {"the server address holds a line end", Told::Reason, "", false},
+    {"the domain holds a line end", Told::Reason, "", false},
+    {"the sender holds a line end", Told::Reason, "", false},
+    {"the user name holds a line end", Told::Reason, "", false},
+    {"the password holds a line end", Told::Reason, "", false},
+    {"Couldn't allocate", Told::Reason, "there is no memory", false},
+    {"pLocalBodyText - malloc() Failed", Told::Reason, "there is no memory for the mail's body",
+     false},
+    {"index value of ", Told::Reason, "the index is out of range", false},
+    {"request_data is NULL", Told::Reason, "there is no record", false},
+    {"pTestEmailStruct is NULL", Told::Reason, "there is no record", false},
+    {"pAlertEmailStruct is NULL", Told::Reason, "there is no record", false},
+    {"request_size less than", Told::Reason, "the record is too short", false},
+    {"szSubject string is zero length", Told::Reason, "the subject is empty", false},
+    {"szBodyText string is zero length", Told::Reason, "the body is empty", false},
+    {"Blocking Mode ", Told::GenericMail, "", false},
+    {"ERROR : ", Told::GenericError, "no thread for the mail: ", true},
+    {"Failed to get SNMP community name", Told::Reason, "no SNMP community is set", false},
+    {"failed to get SNMP trap dest string", Told::Reason, "the destination has no address", false},
+    {"the community holds a quote", Told::Reason,
+     "the community holds a quote, a backslash or a control character", false},
+    {"the destination of index", Told::Reason, "the destination is neither an address nor a name",
+     false},
+    {"cannot convert varbind data", Told::Reason, "the trap is too long", false},
+    {"petConstructVarBind function failed", Told::Reason, "there is no memory", false},
+    {"SNMP trap dest #", Told::Reason, "the destination is not enabled", false},
+    {"Failed to connect to system bus: ", Told::Reason, "the system bus is not reached: ", true},
+    {"Failed to call method: ", Told::Reason, "the log manager was not reached or failed: ", true},
+    {"Failed to parse response: ", Told::Reason,
+     "the log manager's answer is not readable: ", true},
+    {"Exit with status=", Told::Answer, "the log manager answered ", true},
+};
+
+constexpr std::string_view GENERIC_ENTRY = "pthread_sendGenericEmail() - Entry";
+constexpr std::string_view MAIL_TO = "mail to \"";
+constexpr std::string_view WITH_STATUS = "\" failed with status ";
+
+bool isNameLetter(char letter) {
+    return (letter >= 'a' && letter <= 'z') || (letter >= 'A' && letter <= 'Z') ||
+           (letter >= '0' && letter <= '9') || letter == '_';
+}
+
+// What follows "[12]: " and "name() - ", "name()-", "name(): " or "name: ".
+std::string_view wordsOf(std::string_view line) {
+    line.remove_prefix(std::min(line.find("]: ") + 3, line.size()));
+    const auto letters =
+        static_cast<size_t>(std::ranges::find_if_not(line, isNameLetter) - line.begin());
+    std::string_view rest = line.substr(letters);
+    if (rest.starts_with("()"))
+        rest.remove_prefix(2);
+    else if (!rest.starts_with(": "))
+        return line;
+    rest.remove_prefix(std::min(rest.find_first_not_of(" -:"), rest.size()));
+    return rest;
+}
+
+StepLine readFailedMail(std::string_view words) {
+    StepLine line;
+    const size_t end = words.rfind(WITH_STATUS);
+    if (end == std::string_view::npos || end < MAIL_TO.size())
+        return line;
+    line.told = Told::FailedMail;
+    line.text = words.substr(MAIL_TO.size(), end - MAIL_TO.size());
+    line.status = client::wholeNumber(words.substr(end + WITH_STATUS.size())).value_or(-1);
+    return line;
+}
+
+} // namespace
+
+StepLine readStepLine(std::string_view line, int error) {
+    if (!line.starts_with('['))
+        return {};
+    if (line.ends_with(GENERIC_ENTRY))
+        return {Told::GenericThread, {}, 0};
+    const std::string_view words = wordsOf(line);
+    if (words.starts_with(MAIL_TO))
+        return readFailedMail(words);
+    constexpr std::string_view NOT_OPENED = "could not open ";
+    if (words.starts_with(NOT_OPENED))
+        return {Told::Reason,
+                std::string(words.substr(NOT_OPENED.size())) +
+                    " cannot be opened: " + std::strerror(error),
+                0};
+    const auto* row =
+        std::ranges::find_if(rows, [&](const Row& each) { return words.starts_with(each.start); });
+    const std::string_view rest =
+        row == std::end(rows) ? std::string_view() : words.substr(row->start.size());
+    if (row == std::end(rows) || (row->told == Told::Answer && rest == "0"))
+        return {};
+    std::string text(row->text);
+    if (row->told == Told::Server)
+        text = rest.substr(0, rest.find(", arr_size="));
+    else if (row->rest)
+        text += rest;
+    else if (text.empty())
+        text = words.substr(0, words.find(','));
+    return {row->told, text, 0};
+}
+
+} // namespace pm::host

@@ -1,8 +1,0 @@
-// The bus road of the test trap.
-#pragma once
-
-#include <cstdint>
-
-// Calls TestSNMPTrap of the log-manager service. Returns the number that it
-// replied, 256 if the call can't be made up, -1 for any other failure.
-int32_t SnmpTestTrapSubmitEvent(uint32_t index);
