@@ -5,7 +5,6 @@
 #include "common/owner.h"
 #include "common/records.h"
 #include "config/attribute_object.h"
-#include "mail/date.h"
 #include "platform/attributes.h"
 #include "platform/client/settings_file.h"
 #include "platform/host/record.h"
@@ -87,16 +86,6 @@ TEST(HostSettings, AttributeInAnyCaseByEachRoad) {
     const char* view = nullptr;
     for (const uint32_t hostile : {1U, 95U, 100U, 0xFFFFFFFFU})
         EXPECT_NE(client_get_string_ptr(found, hostile, &view), 0);
-}
-
-TEST(HostTime, FollowsAZoneThatChanges) {
-    Text<32> date;
-    setenv("TZ", "UTC0", 1);
-    formatDate(date);
-    setenv("TZ", "JST-9", 1);
-    formatDate(date);
-    EXPECT_TRUE(date.view().ends_with(" +0900")) << date.c_str();
-    unsetenv("TZ");
 }
 
 TEST(HostRecords, ShortOnesArePaddedAndKeepTheirSize) {

@@ -124,25 +124,17 @@ ANSWER(size_t, __wrap_fwrite, (const void* text, size_t size, size_t count, FILE
        fileCallFails("write " + string(static_cast<const char*>(text), size* count))
            ? 0
            : __real_fwrite(text, size, count, file))
-static int writeFormatted(FILE* file, const char* format, va_list arguments) {
-    char text[4096];
-    const int length = vsnprintf(text, sizeof text, format, arguments);
-    return __wrap_fwrite(text, 1, std::strlen(text), file) == 0 ? -1 : length;
-}
-int __wrap_fprintf(FILE* file, const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    const int length = writeFormatted(file, format, arguments);
-    va_end(arguments);
-    return length;
-}
-int __wrap___fprintf_chk(FILE* file, int, const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    const int length = writeFormatted(file, format, arguments);
-    va_end(arguments);
-    return length;
-}
+#define PRINT(name, ...)                                                                           \
+    int name(__VA_ARGS__, const char* format, ...) {                                               \
+        char text[4096];                                                                           \
+        va_list arguments;                                                                         \
+        va_start(arguments, format);                                                               \
+        const int length = vsnprintf(text, sizeof text, format, arguments);                        \
+        va_end(arguments);                                                                         \
+        return __wrap_fwrite(text, 1, std::strlen(text), file) == 0 ? -1 : length;                 \
+    }
+PRINT(__wrap_fprintf, FILE* file)
+PRINT(__wrap___fprintf_chk, FILE* file, int)
 ANSWER(int, __wrap_fclose, (FILE * file),
        fileCallFails("close") ? (__real_fclose(file), EOF) : __real_fclose(file))
 ANSWER(int, __wrap_unlink, (const char* path),
