@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,9 +17,9 @@ inline constexpr std::string_view WIRE_VERSION = "pm/1";
 // Subscription to log lines. The one to events is WIRE_VERSION.
 inline constexpr std::string_view LOG_SUBSCRIPTION = "log/1";
 
-// Most bytes of a message, all frames together.
+// Maximum bytes of a message, all frames together.
 inline constexpr size_t MESSAGE_LIMIT = size_t{64} << 20U;
-// Most bytes of a frame for ZeroMQ, which closes the connection above it. Larger than
+// Maximum bytes of a frame for ZeroMQ, which closes the connection above it. Larger than
 // MESSAGE_LIMIT, so that pm can refuse a message instead of losing the connection.
 inline constexpr int64_t TRANSPORT_LIMIT = int64_t{80} << 20U;
 inline constexpr size_t TAG_LIMIT = 64;   // bytes
@@ -70,8 +71,9 @@ enum class Received : uint8_t {
 };
 // Receives one message without waiting.
 Received receiveFrames(void* socket, size_t frameLimit, Frames& frames);
-// Sends one message without waiting, and empties frames. False if it could not be queued.
-bool sendFrames(void* socket, Frames& frames);
+// Sends one message without waiting, which empties its frames. False: it could not be
+// queued, and errno tells why; if it is ENOMEM or EAGAIN, the frames are as before.
+bool sendFrames(void* socket, std::span<Frame> frames);
 
 struct Request {
     std::string verb;

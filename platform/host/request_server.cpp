@@ -6,6 +6,7 @@
 #include <exception>
 #include <utility>
 
+#include "platform/host/accept.h"
 #include "platform/host/delivery.h"
 #include "platform/host/kept_log.h"
 #include "platform/host/server.h"
@@ -25,7 +26,7 @@ constexpr size_t VALUE_LIMIT = size_t{16} * 1024;
 
 // A request on its way in. What is taken out of it is moved.
 struct Incoming {
-    const Server& server;
+    Server& server;
     Caller caller;
     std::vector<std::string> arguments;
     std::optional<Frame> payload;
@@ -43,6 +44,8 @@ void refuseName(Incoming& request, std::string_view what) {
 
 // The job replies when it is done; a caller that does not wait is answered here.
 void queueJob(Incoming& request, WorkQueue& queue, Jobs& jobs, bool waits = true) {
+    if (request.server.draining)
+        return refuse(request, "busy", "pm is being drained and takes no new work");
     if (waits)
         jobs.front().caller = std::exchange(request.caller, {});
     const Pushed pushed = queue.push(jobs);
@@ -169,6 +172,14 @@ void status(Incoming& request) {
     leaveReply(request.caller, {ReplyKind::Done, statusReport(request.server)});
 }
 
+void drain(Incoming& request) {
+    const std::string& word = request.arguments[0];
+    if (word != "begin" && word != "cancel")
+        return refuse(request, "malformed", "the argument is begin or cancel");
+    request.server.draining = word == "begin";
+    leaveReply(request.caller, {ReplyKind::Done, drainReport(request.server)});
+}
+
 struct Verb {
     std::string_view name;
     size_t arguments;
@@ -178,7 +189,7 @@ struct Verb {
     std::string_view form;
 };
 
-constexpr std::array<Verb, 8> verbs = {{
+constexpr std::array<Verb, 9> verbs = {{
     {"list", 0, 0, false, list, "list"},
     {"call", 1, 0, true, call, "call FUNCTION [PAYLOAD]"},
     {"event", 2, 0, true, publish, "event TOPIC wait|no-wait [PAYLOAD]"},
@@ -187,6 +198,7 @@ constexpr std::array<Verb, 8> verbs = {{
     {"unset", 1, 0, false, unset, "unset KEY"},
     {"log", 1, 2, false, log, "log COUNT [LEVEL [SINCE]]"},
     {"status", 0, 0, false, status, "status"},
+    {"drain", 1, 0, false, drain, "drain begin|cancel"},
 }};
 
 bool isControl(char byte) {
@@ -232,12 +244,14 @@ void dispatch(Frames& frames, Incoming& request) {
     verb->run(request);
 }
 
-void answer(const Server& server, Received received, Frames& frames) {
+void answer(Server& server, Received received, Frames& frames) {
     if (frames.size() <= VERSION)
         return; // without so much as a version there is nobody to talk to
     Incoming request{server, {}, {}, {}};
     request.caller.waits = true;
+    request.caller.connection = zmq_msg_get(frames[IDENTITY].message(), ZMQ_SRCFD);
     request.caller.identity = std::move(frames[IDENTITY]);
+    noteRequestOver(request.caller.connection);
     const bool tagged = frames.size() > TAG && frames[TAG].size() <= TAG_LIMIT;
     try {
         if (tagged)
@@ -252,20 +266,20 @@ void answer(const Server& server, Received received, Frames& frames) {
             dispatch(frames, request);
     } catch (const std::exception& exception) {
         mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "a request failed: %s", exception.what());
-        refuse(request, "no-memory", "pm has no memory for this request");
+        if (request.caller.waits)
+            refuseWithoutMemory(server, request.caller);
     }
 }
 
 } // namespace
 
 int takeRequests(zloop_t*, zmq_pollitem_t*, void* argument) {
-    const Server& server = *static_cast<Server*>(argument);
-    Frames frames;
+    Server& server = *static_cast<Server*>(argument);
     for (int count = 0; count < MESSAGES_A_TURN; ++count) {
-        const Received received = receiveFrames(server.requests, FRAME_LIMIT, frames);
+        const Received received = receiveFrames(server.requests, FRAME_LIMIT, server.incoming);
         if (received == Received::Nothing)
             break;
-        answer(server, received, frames);
+        answer(server, received, server.incoming);
     }
     return 0;
 }
