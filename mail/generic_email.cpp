@@ -15,6 +15,7 @@
 #include "mail/hostname.h"
 #include "mail/sender_address.h"
 #include "mail/thread_files.h"
+#include "mail/under_way.h"
 #include "platform/logging.h"
 
 namespace pm {
@@ -55,6 +56,7 @@ struct GenericEmailThreadRequest {
 struct ThreadRequestRelease {
     void operator()(GenericEmailThreadRequest* request) const {
         detachedBytes -= request->detached;
+        --mailsUnderWay;
         std::free(request->request_data);
         std::free(request);
     }
@@ -64,7 +66,10 @@ using ThreadRequestOwner = std::unique_ptr<GenericEmailThreadRequest, ThreadRequ
 // Null if there is no memory for it.
 ThreadRequestOwner copyRequest(uint32_t request_size, const void* request_data, bool detached) {
     ThreadRequestOwner request(allocateCleared<GenericEmailThreadRequest>().release());
-    if (!request || (detached && !reserveDetached(request_size)))
+    if (!request)
+        return nullptr;
+    ++mailsUnderWay; // until it is released
+    if (detached && !reserveDetached(request_size))
         return nullptr;
     request->detached = detached ? request_size : 0;
     request->request_size = request_size;

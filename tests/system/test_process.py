@@ -158,6 +158,8 @@ def test_second_instance_is_refused(make_pm, shared):
     (second.tmp / "zorqgenericemail12x").touch()  # no name of ours
     second.start()
     assert second.left() == ["zorqgenericemail12x"]
+    assert ("left: /tmp/zorqemail.txt /tmp/zorqgenericemail123 /tmp/zorqemailconfig.txt123\n"
+            in second.errors())
     second.stop()
     # As root, nothing that others leave in /tmp is: the claim is not made there.
     (second.tmp / "pm.lock").unlink(missing_ok=True)
