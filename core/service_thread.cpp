@@ -68,7 +68,7 @@ void* PM_LQORNThread(void*) {
         std::exit(-1);
     }
     // After qornc_initialize, which fails in a second pm: that one must not remove the first
-    // one's files. Before the first request, whose mail would have a file to be removed.
+    // one's files. Before the first request: no file of a mail may be removed while it is sent.
     removeLeftFiles();
 
     context->first_actor = &firstActor;

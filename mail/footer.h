@@ -10,8 +10,8 @@ namespace pm {
 
 inline constexpr size_t BODY_FIELD_SIZE = 255;
 
-// Reads whether the virtual console is present, to which the footer then links too.
-// False if that cannot be read.
+// Reads whether the virtual console is present; if so, the footer links to it too. False
+// if that cannot be read.
 bool readPresence();
 
 // Appends the footer to the body field, cut to fit, and sets appended; if appended is

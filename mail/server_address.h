@@ -1,4 +1,4 @@
-// The check of the mail server's address with which some handlers begin.
+// Check of the mail server's address, the first step of some handlers.
 #pragma once
 
 #include "common/text.h"

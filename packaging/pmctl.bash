@@ -71,13 +71,17 @@ _pmctl_options() {
     test-message) echo --to --subject --body --body-file ;;
     alert-mail) echo --body --body-file ;;
     mail) echo --to --subject --body --body-file --no-wait ;;
-    test-trap) echo --road ;;
+    test-trap) echo --via ;;
+    set) echo --file ;;
+    drain) echo --timeout --cancel ;;
+    watch) echo --utc ;;
     get) echo -v --json ;;
     event) echo --message --filter-id --type --size --attribute --record --no-wait ;;
     call) echo --record ;;
     check) echo --offline --json ;;
-    log) echo -n -f ;;
-    list | status) echo --json ;;
+    log) echo -n -f --level --since --utc ;;
+    status) echo --json --utc ;;
+    list) echo --json ;;
     esac
 }
 
@@ -100,17 +104,18 @@ _pmctl() {
         compopt -o dirnames
         return
         ;;
-    --body-file | --record)
+    --body-file | --record | --file)
         compopt -o default
         return
         ;;
-    --road) choices='front snmp ipmi' ;;
+    --via) choices='ipmi log-manager' ;;
+    --level | -l) choices='fatal error warning notice trace' ;;
     --attribute) choices=$(printf %s "$_pmctl_keys" | grep '#') ;;
-    --timeout | --subject | --body | --host | --to | --message | --filter-id | --type | --size | -n) return ;;
+    --timeout | --subject | --body | --host | --to | --message | --filter-id | --type | --size | --since | -n) return ;;
     *)
         if [ -z "$verb" ]; then
             choices='alert test-mail test-message alert-mail mail test-trap get set unset list event
-                call watch check log status --root --timeout --help'
+                call watch check log status drain help --root --timeout --version --help'
         elif [[ $word == -* ]]; then
             choices="$(_pmctl_options "$verb") --help"
         elif ((at == COMP_CWORD - 1)); then
@@ -119,6 +124,8 @@ _pmctl() {
             test-mail | alert-mail) choices='1 2 3 4' ;;
             test-trap) choices='1 2 3 4 5 6 7 8' ;;
             event) choices='event_ipmi_pet qelctl_event_config_changed ipmi_lockdown_config' ;;
+            help) choices='alert test-mail test-message alert-mail mail test-trap get set unset list
+                event call watch check log status drain' ;;
             call) choices=$(pmctl "${global[@]}" --timeout 1 list 2>/dev/null | grep -o 'pm_function_[A-Za-z]*') ;;
             check) compopt -o default ;;
             esac

@@ -47,6 +47,8 @@ std::string written(const SchemaRow& row, const char* text) {
 }
 
 std::string typeWords(const SchemaRow& row) {
+    if (row.most != 0)
+        return "whole number from " + std::to_string(row.least) + " to " + std::to_string(row.most);
     const std::string text = "text of up to " + std::to_string(row.limit) + " bytes";
     switch (row.type) {
     case ValueType::Bool:

@@ -15,46 +15,47 @@ using namespace client;
 
 namespace {
 
-// As the relay's configuration names them.
-constexpr const char* ENCRYPTION_FILES[] = {"/etc/certs/CA/certs/host.crt",
-                                            "/flash/data0/cv/private/host.key"};
-
 bool holdsSecrets(const SettingsFile& file) {
     return std::ranges::any_of(file.entries, [](const SettingsEntry& entry) {
         return schemaRow(entry.key).secret && !valueText(entry.value).empty();
     });
 }
 
-void checkRights(Checked& checked, const std::string& path, const SettingsFile& file) {
-    struct stat state {};
-    if (!holdsSecrets(file) || ::stat(path.c_str(), &state) != 0)
-        return;
-    const auto tell = [&](const std::string& message) {
-        checked.findings.push_back({Severity::Error, {path, 0, {}, message}});
-    };
-    if ((state.st_mode & 077U) != 0) {
-        char mode[8];
-        std::snprintf(mode, sizeof mode, "%04o", static_cast<unsigned>(state.st_mode & 07777U));
-        tell("holds a password or community, and others than its owner may use it (mode " +
-             std::string(mode) + "); run: chmod 600 " + path);
-    }
-    if (state.st_uid != 0 && state.st_uid != ::geteuid())
-        tell("holds a password or community, and belongs to another user (number " +
-             std::to_string(state.st_uid) + "); run: chown root " + path);
+void tell(Checked& checked, const std::string& path, const std::string& message) {
+    checked.findings.push_back({Severity::Error, {path, 0, {}, message}});
 }
 
-void checkEncryption(Checked& checked) {
-    const int32_t mode = wholeNumber(valueInForce(checked, ENCRYPTION_KEY)).value_or(0);
-    if (mode < 1 || mode > 2) // any other is none
-        return;
-    for (const char* file : ENCRYPTION_FILES)
-        if (::access(file, R_OK) != 0)
-            find(
-                checked, Severity::Error, ENCRYPTION_KEY,
-                std::string("encryption is on, but ") + file + " cannot be read (" +
-                    std::strerror(errno) +
-                    "), no mail can go out; pm(8) tells how to make it, 0 switches encryption off");
+std::string modeText(mode_t mode) {
+    char text[8];
+    std::snprintf(text, sizeof text, "%04o", static_cast<unsigned>(mode & 07777U));
+    return text;
 }
+
+bool isOthers(const struct stat& state) {
+    return state.st_uid != 0 && state.st_uid != ::geteuid();
+}
+
+// A file of settings, or the folder in which pm keeps one.
+void checkRights(Checked& checked, const std::string& path, bool secrets) {
+    struct stat state {};
+    if (::stat(path.c_str(), &state) != 0)
+        return;
+    const char* right = S_ISDIR(state.st_mode) ? "chmod 700 " : "chmod 600 ";
+    if (secrets && (state.st_mode & 077U) != 0)
+        tell(checked, path,
+             "holds a password or community, and others than its owner may use it (mode " +
+                 modeText(state.st_mode) + "); run: " + right + path);
+    else if ((state.st_mode & 022U) != 0)
+        tell(checked, path,
+             "others than its owner may change it (mode " + modeText(state.st_mode) +
+                 "), and with it where mails go; run: " + right + path);
+    if (isOthers(state))
+        tell(checked, path,
+             "belongs to another user (number " + std::to_string(state.st_uid) +
+                 "), who may change it; run: chown root " + path);
+}
+
+} // namespace
 
 bool isInPath(std::string_view program) {
     const char* variable = std::getenv("PATH");
@@ -73,6 +74,8 @@ bool isInPath(std::string_view program) {
     }
 }
 
+namespace {
+
 void checkPrograms(Checked& checked) {
     if (!isInPath("msmtp"))
         find(checked, Severity::Error, {},
@@ -85,9 +88,10 @@ void checkPrograms(Checked& checked) {
 } // namespace
 
 void checkMachine(Checked& checked) {
-    checkRights(checked, checked.path, checked.file);
-    checkRights(checked, checked.runTimePath, checked.runTime);
-    checkEncryption(checked);
+    checkRights(checked, checked.path, holdsSecrets(checked.file));
+    checkRights(checked, checked.runTimePath, holdsSecrets(checked.runTime));
+    checkRights(checked, checked.runTimePath.substr(0, checked.runTimePath.rfind('/')), false);
+    checkCertificate(checked);
     checkPrograms(checked);
 }
 

@@ -73,18 +73,6 @@ void checkSender(Checked& checked) {
         checkAddress(checked, numbered("pm_str_email_alert*_destination", number));
 }
 
-// The value's number; outside the range a finding, and 0 as pm takes it.
-int32_t numberUpTo(Checked& checked, std::string_view key, int32_t largest,
-                   const std::string& meaning) {
-    const int32_t number = wholeNumber(valueInForce(checked, key)).value_or(-1);
-    if (number >= 0 && number <= largest)
-        return number;
-    find(checked, Severity::Error, key,
-         "is outside 0 to " + std::to_string(largest) + " and counts as 0, " + meaning +
-             "; give a number of that range");
-    return 0;
-}
-
 void checkLogin(Checked& checked, int32_t encryption) {
     // By mechanism: what a login without encryption comes to.
     constexpr const char* UNENCRYPTED[] = {
@@ -101,8 +89,7 @@ void checkLogin(Checked& checked, int32_t encryption) {
                  std::string("login to the mail server is on, but there is no ") +
                      (key == USER ? "user" : "password") + ", no mail can go out; set " +
                      std::string(key) + ", or this one to false");
-    const int32_t mechanism =
-        numberUpTo(checked, MECHANISM, std::size(UNENCRYPTED) - 1, "any mechanism");
+    const auto mechanism = static_cast<size_t>(numberInForce(checked, MECHANISM));
     if (encryption == 0)
         find(checked, Severity::Warning, mechanism == 0 ? LOGIN : MECHANISM,
              std::string(UNENCRYPTED[mechanism]) + "; set " + std::string(ENCRYPTION_KEY) +
@@ -112,7 +99,7 @@ void checkLogin(Checked& checked, int32_t encryption) {
 } // namespace
 
 void checkMail(Checked& checked) {
-    const int32_t encryption = numberUpTo(checked, ENCRYPTION_KEY, 2, "no encryption");
+    const int32_t encryption = numberInForce(checked, ENCRYPTION_KEY);
     if (encryption != 0)
         find(checked, Severity::Note, ENCRYPTION_KEY,
              "the mail server's certificate is never verified: encryption keeps out listeners, "

@@ -78,11 +78,10 @@ void checkName(Checked& checked, const Name& name) {
                  "); check the name and /etc/resolv.conf");
 }
 
-// Tries all addresses at once. 0: one of them answers; else the errno of a failure.
-int connectToAny(const std::vector<const addrinfo*>& addresses, int port) {
+// Starts a connection to each address. failure: the errno of one that failed at once.
+std::vector<Fd> startConnections(const std::vector<const addrinfo*>& addresses, int port,
+                                 int& failure) {
     std::vector<Fd> sockets;
-    std::vector<pollfd> watched;
-    int failure = 0;
     for (const addrinfo* address : addresses) {
         sockaddr_storage peer{};
         std::memcpy(&peer, address->ai_addr, address->ai_addrlen);
@@ -90,31 +89,65 @@ int connectToAny(const std::vector<const addrinfo*>& addresses, int port) {
                                                   : reinterpret_cast<sockaddr_in&>(peer).sin_port;
         number = htons(static_cast<uint16_t>(port));
         Fd socket(::socket(peer.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-        if (::connect(socket.get(), reinterpret_cast<sockaddr*>(&peer), address->ai_addrlen) == 0)
-            return 0;
-        if (errno != EINPROGRESS) {
+        if (::connect(socket.get(), reinterpret_cast<sockaddr*>(&peer), address->ai_addrlen) == 0 ||
+            errno == EINPROGRESS)
+            sockets.push_back(std::move(socket));
+        else
             failure = errno;
-            continue;
-        }
-        watched.push_back({socket.get(), POLLOUT, 0});
-        sockets.push_back(std::move(socket));
     }
+    return sockets;
+}
+
+// Tries all addresses at once and gives the first that answers; else failure is the
+// errno of one that did not.
+Fd connectToAny(const std::vector<const addrinfo*>& addresses, int port, int& failure) {
+    std::vector<Fd> sockets = startConnections(addresses, port, failure);
     const auto end = Clock::now() + LIMIT;
-    while (!watched.empty()) {
+    while (!sockets.empty()) {
+        std::vector<pollfd> watched;
+        for (const Fd& socket : sockets)
+            watched.push_back({socket.get(), POLLOUT, 0});
+        failure = ETIMEDOUT;
         if (::poll(watched.data(), watched.size(), static_cast<int>(millisecondsLeft(end))) == 0)
-            return ETIMEDOUT;
-        for (const pollfd& each : watched) {
+            return {};
+        for (size_t at = watched.size(); at-- > 0;) {
             int error = 0;
             socklen_t size = sizeof error;
-            if (each.revents == 0)
+            if (watched[at].revents == 0)
                 continue;
-            if (::getsockopt(each.fd, SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0)
-                return 0;
+            if (::getsockopt(watched[at].fd, SOL_SOCKET, SO_ERROR, &error, &size) == 0 &&
+                error == 0)
+                return std::move(sockets[at]);
             failure = error;
+            sockets.erase(sockets.begin() + static_cast<ptrdiff_t>(at));
         }
-        std::erase_if(watched, [](const pollfd& each) { return each.revents != 0; });
     }
-    return failure;
+    return {};
+}
+
+// Whether a mail server greets. With TLS from the start it waits for us to begin.
+void checkGreeting(Checked& checked, const Name& server, const Fd& socket) {
+    constexpr int TLS_FROM_START = 1;
+    if (numberInForce(checked, ENCRYPTION_KEY) == TLS_FROM_START)
+        return;
+    pollfd watched = {socket.get(), POLLIN, 0};
+    char text[512] = {};
+    const bool spoke =
+        ::poll(&watched, 1, static_cast<int>(std::chrono::milliseconds(LIMIT).count())) > 0 &&
+        ::recv(socket.get(), text, sizeof text - 1, 0) > 0;
+    std::string_view line(text);
+    line = line.substr(0, line.find_first_of("\r\n"));
+    const std::string port = std::to_string(numberInForce(checked, PORT_KEY));
+    if (!spoke)
+        find(checked, Severity::Error, server.key,
+             server.text + " accepts connections at port " + port +
+                 " but does not greet within 3 seconds; is a mail server there, or is its TLS from "
+                 "the start (" +
+                 std::string(ENCRYPTION_KEY) + " 1)?");
+    else if (!line.starts_with("220"))
+        find(checked, Severity::Error, server.key,
+             server.text + " at port " + port + " greets with \"" + std::string(line) +
+                 "\", which is no mail server that takes mail");
 }
 
 void checkPortAnswers(Checked& checked, const Name& server) {
@@ -130,15 +163,15 @@ void checkPortAnswers(Checked& checked, const Name& server) {
                                "and IPv6, or name another server");
         return;
     }
-    const auto port = portInForce(checked, PORT_KEY);
-    if (!port)
-        return; // has had its finding
-    const int failure = connectToAny(addresses, *port);
-    if (failure != 0)
-        find(checked, Severity::Error, server.key,
-             server.text + " does not answer at port " + std::to_string(*port) + " (" +
-                 std::strerror(failure) + "); check the server, " + std::string(PORT_KEY) +
-                 " and the firewall");
+    const int32_t port = numberInForce(checked, PORT_KEY);
+    int failure = 0;
+    const Fd socket = connectToAny(addresses, port, failure);
+    if (socket.valid())
+        return checkGreeting(checked, server, socket);
+    find(checked, Severity::Error, server.key,
+         server.text + " does not answer at port " + std::to_string(port) + " (" +
+             std::strerror(failure) + "); check the server, " + std::string(PORT_KEY) +
+             " and the firewall");
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // Tests of the values of settings and attributes.
 #include <arpa/inet.h>
+#include <unistd.h>
 
 #include "common/trap_rules.h"
 #include "pmctl/checks.h"
@@ -14,7 +15,6 @@ constexpr std::string_view IPV4 = "Norvu.Embedded.1#IPv4.1#Enable";
 constexpr std::string_view IPV6 = "Norvu.Embedded.1#IPv6.1#Enable";
 constexpr std::string_view ADDRESS6 = "Norvu.Embedded.1#IPv6.1#Address1";
 constexpr std::string_view COMMUNITY = "hardware.community";
-constexpr int32_t LARGEST_PORT = 65535;
 
 const SettingsEntry* entryInForce(const Checked& checked, KeyId key) {
     const SettingsEntry* entry = findEntry(checked.runTime.entries, key);
@@ -57,8 +57,19 @@ void checkMailDestinations(Checked& checked) {
              "pm_bool_email_alert1_enabled to true and give it an address");
 }
 
+// Whether it names this machine; nobody is asked.
+bool isLocal(const std::string& server) {
+    char own[256] = {};
+    return server == "localhost" || server == "::1" || server.starts_with("127.") ||
+           (::gethostname(own, sizeof own - 1) == 0 && server == own);
+}
+
 void checkServer(Checked& checked) {
     const std::string server = valueInForce(checked, SERVER_KEY);
+    if (isServerSet(server) && !isLocal(server))
+        find(checked, Severity::Note, SERVER_KEY,
+             "pm keeps no queue: mails are lost while this server is down; pm(8) tells how to put "
+             "a queue on this machine");
     const int family = familyOf(server);
     const bool on4 = familyIsOn(checked, AF_INET);
     const bool on6 = familyIsOn(checked, AF_INET6);
@@ -93,13 +104,6 @@ void checkServer(Checked& checked) {
              "mails go out by IPv6, for which it must not be \"::\"; set the controller's address");
 }
 
-void checkPort(Checked& checked, std::string_view key, const std::string& fallback) {
-    if (!portInForce(checked, key))
-        find(checked, Severity::Error, key,
-             "is no port: pm uses the digits in front, or port " + fallback +
-                 " if they are none; give a number from 1 to 65535");
-}
-
 void checkDirectories(Checked& checked) {
     constexpr std::string_view ACTIVE_DIRECTORY = "pam_int_ad_enable_mode_pl";
     constexpr std::string_view LDAP = "pam_int_ldap_enable_mode";
@@ -130,8 +134,6 @@ void checkTraps(Checked& checked) {
     else if (any && community.empty())
         find(checked, Severity::Error, COMMUNITY,
              "no SNMP community is set, no trap can go out; set community in [hardware]");
-    if (any)
-        checkPort(checked, "Norvu.Embedded.1#SNMP.1#AlertPort", "162");
 }
 
 } // namespace
@@ -148,9 +150,8 @@ bool isOn(const Checked& checked, std::string_view key) {
     return value == "true" || wholeNumber(value) == 1;
 }
 
-std::optional<int32_t> portInForce(const Checked& checked, std::string_view key) {
-    const auto port = wholeNumber(valueInForce(checked, key));
-    return port && *port >= 1 && *port <= LARGEST_PORT ? port : std::nullopt;
+int32_t numberInForce(const Checked& checked, std::string_view key) {
+    return wholeNumber(valueInForce(checked, key)).value_or(0);
 }
 
 void find(Checked& checked, Severity severity, std::string_view key, std::string message) {
@@ -198,7 +199,6 @@ bool familyIsOn(const Checked& checked, int family) {
 void checkValues(Checked& checked) {
     checkShadowed(checked);
     checkServer(checked);
-    checkPort(checked, PORT_KEY, "25");
     checkMailDestinations(checked);
     checkDirectories(checked);
     checkTraps(checked);

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,8 +29,8 @@ struct Checked {
 // empty if there is none. key: as the schema spells it.
 std::string valueInForce(const Checked& checked, std::string_view key);
 bool isOn(const Checked& checked, std::string_view key); // true, or 1
-// The value as a port, 1 to 65535; none if it is no such number.
-std::optional<int32_t> portInForce(const Checked& checked, std::string_view key);
+// The value as a number; 0 if it is none.
+int32_t numberInForce(const Checked& checked, std::string_view key);
 
 // Adds a finding at the line that gives the key its value, or at the file.
 void find(Checked& checked, Severity severity, std::string_view key, std::string message);
@@ -56,8 +55,10 @@ bool familyIsOn(const Checked& checked, int family);
 void checkValues(Checked& checked);
 // What goes to the relay's configuration: who sends, login, encryption.
 void checkMail(Checked& checked);
-// Rights of files that hold passwords, certificates, programs.
+// Rights of settings, certificate and key, programs.
 void checkMachine(Checked& checked);
+void checkCertificate(Checked& checked);
+bool isInPath(std::string_view program);
 // Whether names resolve, the mail server talks, and the log manager is there.
 void checkNetwork(Checked& checked);
 void checkLogManager(Checked& checked);

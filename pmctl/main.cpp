@@ -34,10 +34,12 @@ void declareGlobals(CLI::App& app, Options& options) {
     if (const char* root = std::getenv("PM_HOST_ROOT"))
         options.root = root;
     app.add_option("--root", options.root, "Folder below which pm runs; default PM_HOST_ROOT")
-        ->type_name("DIR");
+        ->type_name("DIR")
+        ->take_last();
     app.add_option("--timeout", options.timeout, "Time to wait for an answer; default 300")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.001, 86400.0));
+        ->check(CLI::Range(0.001, 86400.0))
+        ->take_last();
     app.set_version_flag("--version", "pmctl " PM_VERSION);
     app.footer(EXAMPLES);
     app.require_subcommand(1);
@@ -46,7 +48,7 @@ void declareGlobals(CLI::App& app, Options& options) {
 
 void declareVerbs(CLI::App& app, Options& options, const Verb*& chosen) {
     for (const auto& group : {serviceVerbs(), settingsVerbs(), eventVerbs(), mailVerbs(),
-                              trapVerbs(), checkVerbs(), logVerbs(), statusVerbs()})
+                              trapVerbs(), checkVerbs(), logVerbs(), statusVerbs(), drainVerbs()})
         for (const Verb& verb : group) {
             auto* command = app.add_subcommand(verb.name, verb.summary);
             command->footer(std::string("Examples:\n") + verb.examples);

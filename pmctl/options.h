@@ -38,7 +38,9 @@ struct Options {
     std::string level;
     std::string since;
 
-    std::string file; // to check
+    bool cancel = false; // a drain
+
+    std::string file; // to check, or with a value
     bool offline = false;
 };
 

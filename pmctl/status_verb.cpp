@@ -140,6 +140,8 @@ void printText(const Status& status, bool utc) {
     std::printf("serving since %s, for %" PRId64 " d %" PRId64 " h %" PRId64 " min, process %s\n",
                 timeText(since, utc).c_str(), minutes / 1440, minutes / 60 % 24, minutes % 60,
                 status.text("process").c_str());
+    if (status.text("draining") == "1")
+        std::printf("draining      no new work is taken\n");
     const auto text = [&](const char* what) { return number(status.text(what)); };
     std::printf("mails         %s taken by the mail server, %s failed\n",
                 text("mails taken").c_str(), text("mails failed").c_str());

@@ -24,6 +24,7 @@ std::span<const Verb> trapVerbs();
 std::span<const Verb> checkVerbs();
 std::span<const Verb> logVerbs();
 std::span<const Verb> statusVerbs();
+std::span<const Verb> drainVerbs();
 
 // The argument INDEX, 1 to most.
 void declareIndex(CLI::App& verb, Options& options, const char* what, int most);

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Builds the fuzz targets with clang and runs each for some seconds on its seeds:
 #   scripts/fuzz.sh [SECONDS] [TARGET]...      by default 20 seconds, all targets
-# What they find anew stays in build/fuzz/corpus, crashes in build/fuzz/crashes;
-# docs/faults.md tells how to replay one.
+# New inputs are kept in build/fuzz/corpus, crashes in build/fuzz/crashes; docs/faults.md
+# says how to replay a crash.
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit
 . scripts/lib.sh
@@ -12,7 +12,7 @@ targets=("${@:2}")
 [ ${#targets[@]} -gt 0 ] || targets=(records words settings_file messages)
 compiler=$(command -v clang++ clang++-14 | head -n 1)
 if [ -z "$compiler" ]; then
-    echo "clang++ is missing: apt-get install clang libclang-rt-14-dev" >&2
+    echo "clang++ is missing: apt-get install clang libclang-rt-dev" >&2
     exit 1
 fi
 

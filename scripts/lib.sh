@@ -1,14 +1,14 @@
 # shellcheck shell=bash
-# What the scripts share. Sourced, with the tree's root as working directory.
+# Functions for the scripts, which source this file in the root of the tree.
 
-# Builds are in build/, or in the folder that PM_BUILD_DIR names: then nothing is written
-# to the source tree.
+# Builds are in build/, or in the folder that PM_BUILD_DIR names: with that, the scripts
+# write nothing to the source tree.
 builds=$(realpath -m -- "${PM_BUILD_DIR:-build}")
 export PYTHONDONTWRITEBYTECODE=1
 
 say() { printf '\n== %s\n' "$*"; }
 
-# Configures a preset and builds targets of it (all if none is named).
+# build PRESET [TARGET]...: configures the preset and builds these targets, or all.
 build() {
     local preset=$1 targets=("${@:2}")
     say "Building $preset${2:+: ${*:2}}"
@@ -16,8 +16,8 @@ build() {
     cmake --build "$builds/$preset" ${targets[0]:+--target "${targets[@]}"}
 }
 
-# Prints the words that give a command mounts of its own, as far as this machine
-# lets us: root's way, or a user namespace. Fails where it allows neither.
+# Prints the command that runs another one with private mounts: as root, or in a user
+# namespace. Fails if the machine allows neither.
 private_mounts() {
     local way
     for way in "unshare -m" "unshare -rm"; do
@@ -30,11 +30,11 @@ private_mounts() {
     return 1
 }
 
-# Runs a command with an empty /tmp of its own, since pm's files have fixed names there.
+# Runs a command with a private, empty /tmp, since pm's files have fixed names there.
 # A source tree or build folder that is below /tmp stays visible at its path.
 with_private_tmp() {
     local way
-    way=$(private_mounts) || { echo "this machine gives no private /tmp" >&2; return 1; }
+    way=$(private_mounts) || { echo "this machine allows no private mounts; run this as root" >&2; return 1; }
     mkdir -p "$builds" || return
     # shellcheck disable=SC2016,SC2086
     $way sh -c '

@@ -2,7 +2,7 @@
 # Builds pm and tests it:
 #   scripts/test.sh              format, share, units, system: one build, some minutes
 #   scripts/test.sh all          every part
-#   scripts/test.sh PART...      the parts that are named
+#   scripts/test.sh PART...      the named parts
 #
 #   format    clang-format, and the direction of includes between folders
 #   share     lines of tests and golden texts: at most a third of the code
@@ -12,11 +12,11 @@
 #   odr       the one-definition rule, checked by the linker
 #   tsan      the concurrent unit tests, with the thread sanitizer
 #   release   system tests of the release build, the package included
-#   coverage  how many lines of own operations the unit tests run
-#   fuzz      each fuzz target for some seconds
+#   coverage  how many lines of pm's own operations the unit tests run
+#   fuzz      each fuzz target for 20 seconds
 #   soak      mixed traffic against bad mail servers, with pm killed now and then
 #
-# PM_BUILD_DIR names a folder for the builds, for a source tree that is read-only.
+# PM_BUILD_DIR names a folder for the builds, for example for a read-only source tree.
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit
 . scripts/lib.sh
@@ -64,7 +64,7 @@ check_units() {
 check_system() { build asan pm pmctl && PM_BUILD=$builds/asan system_tests -m "not release"; }
 
 check_tidy() {
-    # The compiler's precompiled headers are not clang's.
+    # clang-tidy cannot read the compiler's precompiled headers.
     [ -f "$builds/tidy/build.ninja" ] || cmake --preset release -B "$builds/tidy" \
         -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON -DPM_BUILD_BENCH=ON >/dev/null || return
     sources | grep -z '\.cpp$' | grep -zv '^tests/' |
@@ -72,10 +72,10 @@ check_tidy() {
         { grep -Ev '^[0-9]+ warnings? (generated|treated)|^Suppressed|^Use -header' || true; }
 }
 
-# Types and functions that differ between two files but have one name.
+# Finds types and functions that have the same name in two files but differ.
 check_odr() { build odr pm pmctl pm_unit_tests pm_host_tests; }
 
-# The thread sanitizer needs an address space that is laid out as it expects.
+# setarch -R: the thread sanitizer does not work with every random address layout.
 check_tsan() {
     build tsan pm_unit_tests && with_private_tmp setarch -R ctest --test-dir "$builds/tsan" \
         --output-on-failure -j "$(nproc)" -L concurrent --no-tests=error
@@ -86,7 +86,7 @@ check_coverage() { scripts/coverage.sh; }
 check_fuzz() { scripts/fuzz.sh 20; }
 check_soak() { scripts/soak.sh 15; }
 
-# The interpreter that Debian's pytest belongs to, whatever else is in PATH.
+# By its path, because Debian's pytest works only with Debian's Python.
 system_tests() {
     /usr/bin/python3 -m pytest -p no:cacheprovider -q --durations=3 \
         -n "$(($(nproc) * 2))" tests/system "$@"
@@ -105,7 +105,7 @@ for part in "${parts[@]}"; do
 done
 
 say "${#parts[@]} parts in $SECONDS s; failed: ${failed[*]:-none}"
-# What was counted, in the runners' own words.
+# The totals, as each runner printed them.
 for part in "${parts[@]}"; do
     grep -hE '^[0-9]+% tests passed|^=*.* (passed|failed).* in [0-9.]+s|includes checked|^Tests:' \
         "$log/$part" | sed "s/^/$part: /"

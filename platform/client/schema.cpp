@@ -99,6 +99,9 @@ size_t sequenceLength(std::string_view text) {
 }
 
 std::string typeError(const SchemaRow& row) {
+    if (row.most != 0)
+        return "must be a whole number from " + std::to_string(row.least) + " to " +
+               std::to_string(row.most);
     switch (row.type) {
     case ValueType::Bool:
         return "must be true or false";
@@ -281,7 +284,9 @@ bool parseValue(KeyId key, std::string_view text, Value& value, std::string& err
 bool checkValue(KeyId key, const Value& value, std::string& error) {
     // An alias must pass the checks of its setting.
     const SchemaRow& row = schemaRow(valueKey(key));
-    if (!kindAllowed(row, value)) {
+    const auto number = valueNumber(value);
+    const bool inRange = row.most == 0 || (number && *number >= row.least && *number <= row.most);
+    if (!kindAllowed(row, value) || !inRange) {
         error = typeError(row);
         return false;
     }

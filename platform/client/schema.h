@@ -22,13 +22,15 @@ struct SchemaRow {
     SchemaTable table;
     ValueType type;
     uint8_t count;        // 0: one key; N: a family of keys numbered 1 to N
-    uint16_t limit;       // most bytes of a text, without terminator
+    uint16_t limit;       // maximum bytes of a text, without terminator
     const char* name;     // '*' is the number in a family
     const char* fallback; // default as text; null: none, reads fail until it is set
     bool lines;           // the text may hold line feeds and tabs
     bool secret;          // printed only on request
     const char* meaning;  // one line
     const char* example;
+    int32_t least = 0; // of a number; with most 0 any will do
+    int32_t most = 0;
 };
 
 // Index of a key among all keys. Each number of a family is a key of its own.
@@ -57,7 +59,7 @@ std::optional<KeyId> findKey(SchemaTable table, std::string_view name);
 // The known key most similar to a misspelt one; empty if none is similar enough.
 std::string nearestKey(std::string_view name);
 
-// How many letters differ between two names, their case ignored.
+// Edit distance of two names, ignoring the case of letters.
 size_t editDistance(std::string_view left, std::string_view right);
 
 // Some attributes are aliases of a setting. Returns the key that holds the value: an

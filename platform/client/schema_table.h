@@ -8,7 +8,7 @@
 namespace pm::client {
 
 // Columns: table, type, count, limit, name, default, may hold lines, is secret, meaning,
-// example. The keys of a family are consecutive.
+// example, range of a number. The keys of a family are consecutive.
 inline constexpr auto SCHEMA = [] {
     using enum SchemaTable;
     using enum ValueType;
@@ -32,7 +32,7 @@ inline constexpr auto SCHEMA = [] {
         {Settings, Text, 0, 254, "alert_str_smtp_password", "", false, true,
          "Password for the mail server", "secret"},
         {Settings, Int, 0, 0, "alert_int_smtp_sasl", "0", false, false,
-         "Mechanism: 0 any, 1 plain, 2 login, 3 digest-md5, 4 cram-md5", "1"},
+         "Mechanism: 0 any, 1 plain, 2 login, 3 digest-md5, 4 cram-md5", "1", 0, 4},
         {Settings, Int, 0, 0, "pam_int_ad_enable_mode_pl", "0", false, false,
          "Active Directory: 1 enabled", "1"},
         {Settings, Int, 0, 0, "pam_int_ldap_enable_mode", "0", false, false, "LDAP: 1 enabled",
@@ -60,11 +60,11 @@ inline constexpr auto SCHEMA = [] {
         {Attributes, Text, 0, 32, "Norvu.Embedded.1#Remotehosts.1#MessageSubjectPrefix", "", false,
          false, "Stands before the subject of requested alerts", "[site 3]"},
         {Attributes, Any, 0, 63, "Norvu.Embedded.1#Remotehosts.1#smtpport", "25", false, false,
-         "Mail server's port", "587"},
+         "Mail server's port", "587", 1, 65535},
         {Attributes, Int, 0, 63, "Norvu.Embedded.1#Remotehosts.1#ConnectionEncryption", "0", false,
-         false, "0 none, 1 TLS from the start, 2 STARTTLS", "2"},
+         false, "0 none, 1 TLS from the start, 2 STARTTLS", "2", 0, 2},
         {Attributes, Any, 0, 63, "Norvu.Embedded.1#SNMP.1#AlertPort", "162", false, false,
-         "Port of all trap destinations", "162"},
+         "Port of all trap destinations", "162", 1, 65535},
         {Attributes, Any, 8, 63, "Norvu.Embedded.1#SNMPAlert.*#State", "0", false, false,
          "Trap destination: 1 enabled", "1"},
         {Attributes, Text, 8, 255, "Norvu.Embedded.1#SNMPAlert.*#Destination", "", false, false,

@@ -17,9 +17,9 @@ inline constexpr std::string_view WIRE_VERSION = "pm/1";
 // Subscription to log lines. The one to events is WIRE_VERSION.
 inline constexpr std::string_view LOG_SUBSCRIPTION = "log/1";
 
-// Most bytes of a message, all frames together.
+// Maximum bytes of a message, all frames together.
 inline constexpr size_t MESSAGE_LIMIT = size_t{64} << 20U;
-// Most bytes of a frame for ZeroMQ, which closes the connection above it. Larger than
+// Maximum bytes of a frame for ZeroMQ, which closes the connection above it. Larger than
 // MESSAGE_LIMIT, so that pm can refuse a message instead of losing the connection.
 inline constexpr int64_t TRANSPORT_LIMIT = int64_t{80} << 20U;
 inline constexpr size_t TAG_LIMIT = 64;   // bytes

@@ -223,13 +223,4 @@ Activity activity() {
     return state().activity;
 }
 
-uint64_t runningWork() {
-    const std::lock_guard lock(state().mutex);
-    uint64_t running = state().activity.generic.running;
-    for (const Tallies* tallies : {&state().activity.functions, &state().activity.topics})
-        for (const auto& [name, tally] : *tallies)
-            running += tally.running;
-    return running;
-}
-
 } // namespace pm::host

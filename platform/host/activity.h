@@ -59,7 +59,5 @@ void noteCommand(const std::string& program, bool started, int32_t status,
 std::string noteLogLine(std::string_view line, int error);
 
 Activity activity();
-// Functions, topics and generic mails under way.
-uint64_t runningWork();
 
 } // namespace pm::host

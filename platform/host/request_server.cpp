@@ -26,7 +26,7 @@ constexpr size_t VALUE_LIMIT = size_t{16} * 1024;
 
 // A request on its way in. What is taken out of it is moved.
 struct Incoming {
-    const Server& server;
+    Server& server;
     Caller caller;
     std::vector<std::string> arguments;
     std::optional<Frame> payload;
@@ -44,6 +44,8 @@ void refuseName(Incoming& request, std::string_view what) {
 
 // The job replies when it is done; a caller that does not wait is answered here.
 void queueJob(Incoming& request, WorkQueue& queue, Jobs& jobs, bool waits = true) {
+    if (request.server.draining)
+        return refuse(request, "busy", "pm is being drained and takes no new work");
     if (waits)
         jobs.front().caller = std::exchange(request.caller, {});
     const Pushed pushed = queue.push(jobs);
@@ -170,6 +172,14 @@ void status(Incoming& request) {
     leaveReply(request.caller, {ReplyKind::Done, statusReport(request.server)});
 }
 
+void drain(Incoming& request) {
+    const std::string& word = request.arguments[0];
+    if (word != "begin" && word != "cancel")
+        return refuse(request, "malformed", "the argument is begin or cancel");
+    request.server.draining = word == "begin";
+    leaveReply(request.caller, {ReplyKind::Done, drainReport(request.server)});
+}
+
 struct Verb {
     std::string_view name;
     size_t arguments;
@@ -179,7 +189,7 @@ struct Verb {
     std::string_view form;
 };
 
-constexpr std::array<Verb, 8> verbs = {{
+constexpr std::array<Verb, 9> verbs = {{
     {"list", 0, 0, false, list, "list"},
     {"call", 1, 0, true, call, "call FUNCTION [PAYLOAD]"},
     {"event", 2, 0, true, publish, "event TOPIC wait|no-wait [PAYLOAD]"},
@@ -188,6 +198,7 @@ constexpr std::array<Verb, 8> verbs = {{
     {"unset", 1, 0, false, unset, "unset KEY"},
     {"log", 1, 2, false, log, "log COUNT [LEVEL [SINCE]]"},
     {"status", 0, 0, false, status, "status"},
+    {"drain", 1, 0, false, drain, "drain begin|cancel"},
 }};
 
 bool isControl(char byte) {

@@ -19,6 +19,7 @@ struct Server {
     FunctionManager* functions = nullptr;
     const qornc_service_name* name = nullptr; // of this service; its owner keeps it
     bool serving = false;
+    bool draining = false; // no new work is taken
     uint64_t sentLine = 0; // the last log line that went to who follows the log
 };
 

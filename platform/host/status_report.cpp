@@ -43,6 +43,7 @@ std::vector<std::string> statusReport(const Server& server) {
         report.add("service", std::string(server.name->name));
         report.add("module", server.name->module);
     }
+    report.add("draining", server.draining ? 1 : 0);
     report.add("serving since", now.servingSince);
     report.add("process", ::getpid());
     report.add("mails taken", now.mails.done - now.mails.failed);
@@ -71,6 +72,24 @@ std::vector<std::string> statusReport(const Server& server) {
         report.add("failure reason", now.last.reason);
         report.add("failure destination", now.last.destination);
     }
+    return report.fields;
+}
+
+std::vector<std::string> drainReport(const Server& server) {
+    Report report;
+    size_t waiting = deliveryQueue("").waiting() + settingsQueue().waiting();
+    for (const std::string& name : functionNames(server.functions))
+        waiting += findFunction(server.functions, name)->queue->waiting(name);
+    const Activity now = activity();
+    uint64_t running = 0;
+    for (const Tallies* tallies : {&now.functions, &now.topics})
+        for (const auto& [name, tally] : *tallies)
+            running += tally.running;
+    report.add("waiting", waiting);
+    report.add("running", running);
+    report.add("generic", now.generic.running);
+    // Jobs first: what they leave to do is counted before they end.
+    report.add("idle", !jobsAreHeld() && activity().generic.running == 0 ? 1 : 0);
     return report.fields;
 }
 

@@ -47,6 +47,10 @@ void run(Job& job) {
 
 } // namespace
 
+bool jobsAreHeld() {
+    return bytesHeld.load() != 0; // each has a name at least
+}
+
 Pushed WorkQueue::push(Jobs& jobs, bool own) {
     const size_t bytes = bytesOf(jobs.front());
     const std::lock_guard lock(m_mutex);

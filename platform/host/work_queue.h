@@ -34,6 +34,9 @@ using Jobs = std::list<Job>;
 
 enum class Pushed : uint8_t { Queued, Full, NoRoom, Closed };
 
+// Whether a job of any queue waits or runs.
+bool jobsAreHeld();
+
 class WorkQueue {
   public:
     explicit WorkQueue(size_t limit = WAITING_LIMIT) : m_limit(limit) {}

@@ -6,7 +6,7 @@ import subprocess
 
 import pytest
 import zmq
-from conftest import BUILD, PREFIX, settings, until
+from conftest import BUILD, CERTIFICATE_ROOT, NAMESPACES, PREFIX, SmtpSink, settings, until
 
 SECRET, COMMUNITY = "hunter2 of spades", "very private"
 at = "'Norvu.Embedded.1#{}' = {}".format
@@ -22,7 +22,7 @@ FILE = ("[settings]|pm_str_email_server_address = '127.0.0.1'|pm_bool_email_aler
         "5: .*did you mean \"pm_str_email_server_address\"", "6: .*alert2_enabled: .*no address",
         "7: .*auth_enable: .*no user", "7: .*auth_enable: .*no password",
         "7: .*auth_enable: mechanism 0 .*refuses", "9: syntax error",
-        "10: .*SNMP.1#x: is no known key", "11: .*smtpport: is no port.* 25 ", "13: syntax error: must be a text in quotes"]),
+        "10: .*SNMP.1#x: is no known key", "11: .*smtpport: .* from 1 to 65535", "13: syntax error: must be a text in quotes"]),
     ("[attributes]|" + at("IPv4.1#Enable", 0), [
         "2: .*Enable: neither IPv4 nor", "pm_str_email_server_address: no mail", "no mail dest"]),
     (FILE.format("", f"{at('IPv4.1#Enable', 0)}|{at('IPv6.1#Enable', 1)}|"
@@ -49,7 +49,8 @@ LOGIN = {"alert_bool_smtp_auth_enable": True, "alert_str_smtp_user": "u",
 
 
 @pytest.mark.parametrize("flat, attributes, findings", [
-    ({}, {}, []), ({"alert_int_smtp_sasl": 9}, {"network.1#dnsnvcname": "n%U"}, []),
+    ({}, {}, []), ({}, {"network.1#dnsnvcname": "n%U"}, []),
+    ({"pm_str_email_server_address": "mail.example.com"}, {}, ["note: .*keeps no queue"]),
     ({}, {SENDER: "%U.%C@%%H%Z"}, ["SenderEmail: holds %U", "SenderEmail: holds %H", "%C"]),
     ({}, {SENDER: "%M@a"}, ["%M.*(no mail can go out|replaces)"]),
     ({}, {SENDER: "", "network.1#dnsnvcname": "n%U"}, ["dnsnvcname: holds %U"]),
@@ -60,8 +61,8 @@ LOGIN = {"alert_bool_smtp_auth_enable": True, "alert_str_smtp_user": "u",
     (LOGIN | {"alert_int_smtp_sasl": 1}, {}, ["sasl: .*in clear"]),
     (LOGIN | {"alert_int_smtp_sasl": 4}, {}, ["sasl: .*try out"]),
     (LOGIN | {"alert_str_smtp_password": "", "alert_int_smtp_sasl": 5}, {}, [
-        "auth_enable: .*no password", "auth_enable: mechanism 0", "sasl: .*outside 0 to 4"]),
-    (LOGIN, {ENCRYPTION: 3}, ["auth_enable: mechanism 0", "Encryption: .*outside 0 to 2"]),
+        "auth_enable: .*no password", "auth_enable: mechanism 0", "sasl: .*from 0 to 4"]),
+    (LOGIN, {ENCRYPTION: 3}, ["auth_enable: mechanism 0", "Encryption: .*from 0 to 2"]),
     (LOGIN, {ENCRYPTION: 1}, ["host.crt", "host.key", "note: .*Encryption: .*never verified"]),
     ({}, {"IPv4.1#Address": "", "IPv6.1#Enable": 1, "IPv6.1#Address1": ""}, [
         "IPv4.1#Address: is empty", "IPv6.1#Address1: is empty"]),
@@ -69,12 +70,14 @@ LOGIN = {"alert_bool_smtp_auth_enable": True, "alert_str_smtp_user": "u",
     (LOGIN | {"pm_str_email_server_address": "::1\n", "alert_str_smtp_user": "u\r"},
      {SENDER: "a@b\n", ENCRYPTION: 9, "SNMP.1#AlertPort": 0, "Remotehosts.1#smtpport": 65536}, [
          "server_address: .*control.*single line", "user: .*control.*single line", "no mail server",
-         "auth_enable: .*no user", "auth_enable: mech", "smtpport: .* 25 .*1 to 65535",
-         "SenderEmail: .*control.*single line", "outside 0 to 2"])])
+         "auth_enable: .*no user", "auth_enable: mech", "smtpport: .*from 1 to 65535",
+         "AlertPort: .*from 1 to 65535", "SenderEmail: .*control.*single line", "from 0 to 2"])])
 def test_check_of_what_goes_to_the_relay(make_pm, flat, attributes, findings):
     pm = make_pm(settings(flat=flat, attributes=attributes))
     (pm.root / "etc/pm.conf").chmod(0o600)
-    found = pm.ctl("check", "--offline", status=int(bool(findings))).split("\n")
+    wrong = any(not finding.startswith("note") for finding in findings)
+    found = pm.ctl("check", "--offline", status=int(wrong)).split("\n")
+    found = [line for line in found if findings and "nothing is wrong" not in line] or found
     if not findings:
         findings = ["nothing is wrong"]
     assert len(found) == len(findings) and SECRET not in str(found), found
@@ -95,6 +98,34 @@ def test_check_asks_run_time_values_and_network(pm, monkeypatch):
                     "1#Destination: .*nowhere.invalid", "settings.toml: .*chmod 600"):
         assert re.search(finding, found), found
     assert SECRET not in found and len(found.split("\n")) == 6
+
+
+@pytest.mark.parametrize("change, finding", [
+    ("true", ""), ("chmod 644 host.key", "host.key may be read"),
+    ("cp other.key host.key", "host.key is not the key of"),
+    ("openssl x509 -in host.crt -signkey host.key -days -1 -out host.crt", "host.crt has expired"),
+    ("echo x >host.crt", "host.crt is no certificate"), ("echo x >host.key", "host.key is no priv")])
+def test_check_of_certificate_and_key(make_pm, place, change, finding):
+    make = ("openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes "
+            "-subj /CN=h -days 99 -keyout {0}.key -out {0}.crt 2>/dev/null && ")
+    subprocess.run(make.format("other") + make.format("host") + change, shell=True, check=True,
+                   cwd=place, stderr=subprocess.DEVNULL)
+    pm = make_pm(settings(attributes={ENCRYPTION: 1}))
+    done = subprocess.run([*NAMESPACES, "sh", "-c", CERTIFICATE_ROOT.format(place) + 'exec "$@"', "sh",
+                           BUILD / "pmctl/pmctl", "--root", pm.root, "check", "--offline"],
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+    assert done.returncode == int(bool(finding)) and finding in done.stdout, done.stdout
+
+
+def test_check_of_rights_and_of_a_silent_server(make_pm, make):
+    sink = make(SmtpSink, mode="hang")
+    pm = make_pm(settings(sink.port))
+    (pm.root / "var/lib/pm").mkdir(parents=True)
+    (pm.root / "var/lib/pm").chmod(0o777)
+    (pm.root / "etc/pm.conf").chmod(0o666)
+    found = pm.ctl("check", status=1)
+    for finding in ("does not greet", "pm.conf: others .*0666", "lib/pm: others .*0777.*chmod 700"):
+        assert re.search(finding, found), found
 
 
 @pytest.fixture

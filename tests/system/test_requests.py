@@ -1,5 +1,6 @@
 """Hostile and careless clients at the request socket: refused, and nobody else is hurt."""
 import contextlib
+import re
 import socket
 import struct
 
@@ -121,3 +122,25 @@ def test_noise_and_hang_ups_hurt_nobody(pm, sink, connect, make):
     assert "event_ipmi_pet" in pm.ctl("list")
     pm.ctl("mail", "--to", "a@example.com", "--subject", "S", "--body", "B")
     assert len(sink.mails) >= 1
+
+
+def test_drain_waits_for_what_was_accepted_and_takes_nothing_new(make_pm, make):
+    sink = make(SmtpSink, mode="hang")
+    pm = make_pm(settings(sink.port, 1)).start()
+    for _ in range(4):
+        pm.ctl("event", "event_ipmi_pet", "--message", "M", "--no-wait")
+    mail = ["mail", "--to", "a@b", "--subject", "S", "--body", "B", "--no-wait"]
+    pm.ctl(*mail)
+    sink.wait(lambda s: s.connections == 2)
+    assert re.search("3 waiting and 1 running .* 1 generic", pm.ctl(
+        "drain", "--timeout", "0.2", status=1))
+    for refused in (mail, ["event", "event_ipmi_pet"], ["set", "NVC/description", "x"]):
+        assert "refused: pm is being drained" in pm.ctl(*refused, status=1)
+    assert "no new work is taken" in pm.ctl("status")
+    sink.mode = "serve"
+    sink.release()
+    pm.ctl("drain")
+    assert len(sink.mails) == 5 and pm.stop() == 1
+    pm.start()
+    for call in (["drain"], ["drain", "--cancel"], mail):
+        pm.ctl(*call)

@@ -29,9 +29,15 @@ def test_written_values(make_pm):
     pm.ctl("unset", SUBJECT)
     assert pm.ctl("get", SUBJECT) == "Subject 1" and "pm.conf" in pm.ctl("get", "-v", SUBJECT)
     for key, value, says in ((SUBJECT, "x" * 255, "254"), (SUBJECT, "a\nb", ""), (AD, "many", ""),
+                             (PREFIX + "Remotehosts.1#smtpport", "70000", "from 1 to 65535"),
+                             (PREFIX + "Remotehosts.1#smtpport", "25x", "from 1 to 65535"),
                              ("pm_str_email_alert1_subjekt", "x", SUBJECT)):
         assert says in pm.ctl("set", key, value, status=1)
     assert pm.ctl("get", SUBJECT) == "Subject 1"
+    (pm.root / "value").write_text("from a file\n")
+    for arguments, value in ((["-"], "from a pipe"), (["--file", pm.root / "value"], "from a file")):
+        pm.ctl("set", SUBJECT, *arguments, stdin=b"from a pipe\n")
+        assert pm.ctl("get", SUBJECT) == value
 
 
 def test_killed_while_writing(make_pm):

@@ -1,0 +1,100 @@
+// Tests of the certificate and the key that msmtp needs for an encrypted connection.
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "pmctl/checks.h"
+
+namespace pm::ctl {
+
+namespace {
+
+// As the relay's configuration names them.
+#define CERTIFICATE "/etc/certs/CA/certs/host.crt"
+#define KEY "/flash/data0/cv/private/host.key"
+
+// What openssl prints; status: its exit status. A program that is there or not, in
+// place of a library of several megabytes that all verbs would load.
+std::string openssl(const char* command, int& status) {
+    std::string printed;
+    std::FILE* pipe = ::popen(command, "re"); // a fixed text
+    char part[4096];
+    while (pipe != nullptr && std::fgets(part, sizeof part, pipe) != nullptr)
+        printed += part;
+    status = pipe == nullptr ? -1 : ::pclose(pipe);
+    return printed;
+}
+
+void tell(Checked& checked, Severity severity, const char* file, const std::string& message) {
+    find(checked, severity, ENCRYPTION_KEY, "encryption is on, but " + (file + message));
+}
+
+// The unit's pm is root without the right to read other users' files.
+bool isReadable(Checked& checked, const char* file) {
+    struct stat state {};
+    if (::access(file, R_OK) != 0 || ::stat(file, &state) != 0) {
+        tell(checked, Severity::Error, file,
+             std::string(" cannot be read (") + std::strerror(errno) +
+                 "), no mail can go out; pm(8) tells how to make it, 0 switches encryption off");
+        return false;
+    }
+    if (state.st_uid != 0 && (state.st_mode & 04U) == 0)
+        tell(checked, Severity::Error, file,
+             std::string(" belongs to another user, and the service may not read it; run: chown "
+                         "root ") +
+                 file);
+    return true;
+}
+
+void checkKeyRights(Checked& checked) {
+    struct stat state {};
+    if (::stat(KEY, &state) == 0 && (state.st_mode & 077U) != 0)
+        tell(checked, Severity::Error, KEY,
+             " may be read or changed by others than its owner; run: chmod 600 " KEY);
+}
+
+void checkContent(Checked& checked) {
+    int status = 0;
+    const std::string ofCertificate =
+        openssl("openssl x509 -in " CERTIFICATE " -noout -pubkey 2>/dev/null", status);
+    if (status != 0)
+        return tell(checked, Severity::Error, CERTIFICATE, " is no certificate in PEM form");
+    const std::string ofKey =
+        openssl("openssl pkey -in " KEY " -pubout -passin pass: 2>/dev/null </dev/null", status);
+    if (status != 0)
+        return tell(checked, Severity::Error, KEY,
+                    " is no private key in PEM form, or has a passphrase, which nobody enters");
+    if (ofKey != ofCertificate)
+        tell(checked, Severity::Error, KEY, " is not the key of " CERTIFICATE);
+    const std::string end =
+        openssl("openssl x509 -in " CERTIFICATE " -noout -enddate -checkend 0 2>/dev/null", status);
+    const std::string when = end.substr(0, end.find('\n'));
+    if (status != 0)
+        return tell(checked, Severity::Error, CERTIFICATE, " has expired (" + when + ")");
+    openssl("openssl x509 -in " CERTIFICATE " -noout -checkend 2592000 2>/dev/null", status);
+    if (status != 0)
+        tell(checked, Severity::Warning, CERTIFICATE, " expires within 30 days (" + when + ")");
+}
+
+} // namespace
+
+void checkCertificate(Checked& checked) {
+    const int32_t mode = numberInForce(checked, ENCRYPTION_KEY);
+    if (mode < 1 || mode > 2) // any other is none
+        return;
+    const bool certificate = isReadable(checked, CERTIFICATE);
+    const bool key = isReadable(checked, KEY);
+    checkKeyRights(checked);
+    if (certificate && key && isInPath("openssl"))
+        checkContent(checked);
+    else if (certificate && key)
+        find(checked, Severity::Note, ENCRYPTION_KEY,
+             "whether certificate and key belong together and have not expired is not tested, "
+             "openssl is not found; run: apt-get install openssl");
+}
+
+} // namespace pm::ctl

@@ -1,0 +1,87 @@
+// drain: waits until what pm has accepted is done, and keeps new work out.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+
+#include "platform/client/schema.h"
+#include "pmctl/exchange.h"
+#include "pmctl/output.h"
+#include "pmctl/verbs.h"
+
+namespace pm::ctl {
+
+using namespace client;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+struct Left {
+    int32_t waiting = 0;
+    int32_t running = 0;
+    int32_t generic = 0;
+    bool idle = false;
+};
+
+Left leftIn(const Reply& reply) {
+    Left left;
+    for (size_t at = 0; at + 1 < reply.fields.size(); at += 2) {
+        const std::string& item = reply.fields[at];
+        const int32_t number = wholeNumber(reply.fields[at + 1]).value_or(0);
+        if (item == "waiting")
+            left.waiting = number;
+        else if (item == "running")
+            left.running = number;
+        else if (item == "generic")
+            left.generic = number;
+        else if (item == "idle")
+            left.idle = number == 1;
+    }
+    return left;
+}
+
+void declareDrain(CLI::App& verb, Options& options) {
+    verb.add_flag("--cancel", options.cancel, "Take new work again");
+}
+
+int drain(const Options& options) {
+    constexpr timespec PAUSE = {0, 100'000'000};
+    const auto end = Clock::now() + timeLimit(options);
+    const Request request = {"drain", {options.cancel ? "cancel" : "begin"}, {}};
+    Options each = options;
+    for (;;) {
+        Reply reply;
+        const int status = ask(each, request, reply);
+        if (status != EXIT_DONE)
+            return status;
+        const Left left = leftIn(reply);
+        if (options.cancel || left.idle)
+            return EXIT_DONE;
+        each.timeout = std::chrono::duration<double>(end - Clock::now()).count();
+        if (each.timeout <= 0.001) {
+            complain("the time limit of %g s is over; left are %d waiting and %d running requests "
+                     "or events, and %d generic mails under way; pm takes no new work until "
+                     "\"pmctl drain --cancel\" or its next start",
+                     options.timeout, left.waiting, left.running, left.generic);
+            return EXIT_FAILED;
+        }
+        ::nanosleep(&PAUSE, nullptr);
+    }
+}
+
+constexpr Verb verbs[] = {
+    {"drain", "Makes pm refuse new work, and waits until what it has accepted is done",
+     "  pmctl drain --timeout 30 && systemctl stop pm   # as the unit does by itself\n"
+     "  pmctl drain --cancel                            # takes new work again\n"
+     "At the time limit it tells what is left, with exit status 1.",
+     declareDrain, drain},
+};
+
+} // namespace
+
+std::span<const Verb> drainVerbs() {
+    return verbs;
+}
+
+} // namespace pm::ctl

@@ -1,0 +1,93 @@
+// What the stand-in takes from log lines: why an operation failed, and how mails ended.
+#include <cerrno>
+#include <gtest/gtest.h>
+#include <thread>
+
+#include "platform/host/activity.h"
+
+namespace pm::host {
+namespace {
+
+constexpr const char* GENERIC = "pm_function_sendGenericEmail";
+
+// Lines as pm's operations log them; gives what the last one leads to.
+std::string note(std::initializer_list<const char*> lines, int error = 0) {
+    std::string more;
+    for (const char* line : lines)
+        more = noteLogLine(line, error);
+    return more;
+}
+
+TEST(HostReasons, OfAnOperationWithoutMails) {
+    const std::pair<std::initializer_list<const char*>, const char*> rows[] = {
+        {{"[9]: getDomainLiteral()-szServerAddress=mail, arr_size=255",
+          "[9]: getDomainLiteral() - getaddrinfo error: Name unknown"},
+         "the mail server mail does not resolve: Name unknown"},
+        {{"[9]: WriteEmailConfig: the user name holds a line end, no relay configuration"},
+         "the user name holds a line end"},
+        {{"[9]: Failed to call method: Gone", "[9]: x() - Exit with status=-1"},
+         "the log manager was not reached or failed: Gone"},
+        {{"[9]: x() - Exit with status=-7"}, "the log manager answered -7"},
+        {{"[9]: x() - Exit with status=0", "[9]: mail to \"", "[9", "", "no such line"}, ""}};
+    for (const auto& [lines, reason] : rows) {
+        noteBegin(Work::Function, "f");
+        EXPECT_EQ(note(lines), "");
+        EXPECT_EQ(noteEnd(Work::Function, "f", -1).reason, reason);
+        EXPECT_EQ(activity().last.reason, reason);
+    }
+    noteBegin(Work::Function, "f"); // a step that failed, and then went well
+    note({"[9]: sendEmail() - getaddrinfo error: again"});
+    noteCommand("/usr/bin/msmtp", true, 0, "");
+    EXPECT_EQ(noteEnd(Work::Function, "f", 0).reason, "");
+}
+
+TEST(HostReasons, OfMails) {
+    const Tally before = activity().mails;
+    noteBegin(Work::Topic, "t");
+    noteCommand("msmtp", true, 75, "exit status 75");
+    EXPECT_EQ(note({"[9]: sendEmail() - mail to \"a\" b\" failed with status -1"}), "");
+    EXPECT_EQ(note({"[9]: sendEmail() - mail to \"c\" failed with status -17"}, ENOSPC),
+              "a file of the mail in /tmp cannot be written: No space left on device");
+    noteCommand("msmtp", true, 0, "");
+    const WorkOutcome outcome = noteEnd(Work::Topic, "t", 0);
+    ASSERT_EQ(outcome.mails.size(), 2U);
+    EXPECT_EQ(outcome.mails[0].destination, "a\" b");
+    EXPECT_EQ(outcome.mails[0].reason, "msmtp: exit status 75");
+    EXPECT_EQ(activity().last.destination, "c");
+    EXPECT_EQ(activity().mails.done - before.done, 3U);
+    EXPECT_EQ(activity().mails.failed - before.failed, 2U);
+}
+
+TEST(HostReasons, OfGenericMails) {
+    const auto send = [](const char* status) {
+        noteBegin(Work::Function, GENERIC);
+        note({"[9]: sendGenericEmail() - Blocking Mode enabled"});
+        EXPECT_EQ(activity().generic.running, 1U);
+        std::thread thread([status] {
+            const std::string line =
+                std::string("[9]: pthread_sendGenericEmail() - mail to \"a\" failed with status ") +
+                status;
+            note({"[9]: pthread_sendGenericEmail() - Entry"});
+            if (*status != '\0')
+                note({line.c_str()});
+        });
+        thread.join();
+        return noteEnd(Work::Function, GENERIC, 0).mails.size();
+    };
+    EXPECT_EQ(send("-1"), 1U); // its caller learns of it
+    EXPECT_EQ(send(""), 0U);
+    EXPECT_EQ(activity().generic.failed, 1U);
+
+    // Accepted, but without a thread.
+    noteBegin(Work::Function, GENERIC);
+    EXPECT_EQ(note({"[9]: sendGenericEmail() - Blocking Mode disabled",
+                    "[9]: sendGenericEmail() - ERROR : Out of threads"}),
+              "no thread for the mail: Out of threads");
+    noteEnd(Work::Function, GENERIC, 0);
+    EXPECT_EQ(activity().generic.done, 3U);
+    EXPECT_EQ(activity().generic.failed, 2U);
+    EXPECT_EQ(activity().generic.running, 0U);
+}
+
+} // namespace
+} // namespace pm::host
