@@ -6,15 +6,17 @@
 #include <vector>
 
 struct BareCommand {
-    std::vector<std::string> words; // the program is looked for in PATH
-    std::string input;              // file for its standard input
+    std::vector<std::string> words; // the first is searched for in PATH
+    std::string input;              // path of its standard input
 };
 
-// Says what went wrong on standard error and ends the process: a figure from a
-// run in which something failed is worth nothing.
+// Prints the reason to standard error and exits with 1: figures from a failed run are
+// useless.
 [[noreturn]] void fail(const std::string& what);
 
+// Starts the command; its output is discarded.
 pid_t start(const BareCommand& command);
-// Waits for the end; any but exit status 0 is a failure.
+// Waits for the command to end; calls fail() unless it exits with 0.
 void finish(pid_t pid, const BareCommand& command);
+// Starts the command and waits for it as above.
 void run(const BareCommand& command);

@@ -1,4 +1,4 @@
-"""Measures pm and prints the table of figures; started by run.sh, in mounts of its own.
+"""Measures pm and prints the table of figures. run.sh starts this with private mounts.
 
     figures.py FOLDER BUILD [--rounds N] [--idle SECONDS] [--requests N]
 """
@@ -13,12 +13,12 @@ import subprocess
 import sys
 import time
 
-LIMIT = 20  # seconds that anything may take
+LIMIT = 20  # seconds for each wait
 STARTS = 15
 REFUSED_CALLS = 2000
-PATH = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin"  # as a service has it
+PATH = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin"  # as in a service
 
-# Keeps what pm hands to a command: the relay's two files, or the trap's arguments.
+# Runs in place of a command and keeps its input: the relay's two files, or the trap's arguments.
 RECORDER = """#!/bin/sh
 case $0 in
 */msmtp)
@@ -50,7 +50,7 @@ pm_str_email_alert{0}_body = "Rack 12, room {0}\""""
 
 
 class Idle:
-    """What a process holds, and how often its threads have run."""
+    """Memory, descriptors, threads and context switches of a process."""
 
     def __init__(self, pid):
         proc = pathlib.Path(f"/proc/{pid}")
@@ -66,7 +66,7 @@ class Idle:
 
 
 class Bench:
-    """A mail and a trap sink, pm between them, and the programs that time it."""
+    """The sinks for mails and traps, pm, and the programs that measure it."""
 
     def __init__(self, folder, build):
         self.folder, self.build, self.root = folder, build, folder / "root"
@@ -77,7 +77,7 @@ class Bench:
         for name in ("NOTIFY_SOCKET", "JOURNAL_STREAM"):
             os.environ.pop(name, None)
         self.path, os.environ["PATH"] = os.environ["PATH"], PATH
-        # pm runs from here, so that a build does not change the file under it.
+        # A copy, so that a build does not change the program during the measurement.
         self.pm_path = folder / "pm"
         subprocess.run(["strip", "-o", self.pm_path, build / "pm"], check=True)
         self.log = open(folder / "log", "w")
@@ -119,7 +119,7 @@ class Bench:
         self.started.remove(process)
 
     def timed(self, *arguments):
-        """Runs pm_bench; gives the numbers of each line by its name."""
+        """Runs pm_bench and returns {name: numbers} of the lines that it prints."""
         # It expects the trap sink as descriptor 3.
         command = ["sh", "-c", f'exec "$@" 3<&{self.traps.fileno()}', "sh",
                    self.build / "bench/pm_bench", *map(str, arguments)]
@@ -135,8 +135,8 @@ class Bench:
         return self.timed(mode, self.root / "run/pm", self.files, times)
 
     def record(self):
-        """Lets pm run recorders in place of the commands: what they are given is what the bare
-        commands run with later."""
+        """Runs pm with recorders in place of the commands. The bare commands later get the
+        input that these have kept."""
         programs, kept = self.folder / "recorders", self.folder / "kept"
         programs.mkdir()
         kept.mkdir()
@@ -175,7 +175,7 @@ def compare(sides, each=1, bare="bare"):
 
 
 def comparisons(bench, rounds):
-    """The rows that pm shares with the bare commands."""
+    """The rows that compare pm with the bare commands."""
     rows = []
     for mode, each, title, unit in (("event", 4, "Event to four destinations", "mail"),
                                     ("generic", 1, "Generic mail, blocking", "mail"),
@@ -193,7 +193,7 @@ def comparisons(bench, rounds):
 
 
 def memory_rows(states, monit):
-    """states: title and Idle in order of time, the first one idle."""
+    """states: (title, Idle) in order of time; the title of the first one is "idle"."""
     rows = []
     aims = {"idle": (None, 1024), "after the first mail": (7.5 * 1024, None)}
     for title, state in states:
@@ -211,7 +211,7 @@ def memory_rows(states, monit):
 
 
 def print_table(rows):
-    head = ("", "pm", "beside it", "difference", "aim", "")
+    head = ("", "pm", "reference", "difference", "aim", "")
     table = [head] + [row[:5] + ({True: "met", False: "MISSED", None: ""}[row[5]],)
                       for row in rows]
     widths = [max(len(row[i]) for row in table) for i in range(len(head))]
@@ -260,7 +260,7 @@ def measure(bench, options):
     rows.append(("Stripped binary", f"{size:.0f} kB", "", "", "400 kB", size < 400))
     print_table(rows)
     if not monit:
-        print("\nMonit is not installed; its idle figures are left out (apt-get install monit).")
+        print("\nMonit is not installed; its idle figures are missing (apt-get install monit).")
 
 
 def main():

@@ -1,10 +1,10 @@
-// Times pm against the commands that it runs, over one held connection. Prints a
+// Measures pm and the commands that it runs. All requests use one connection. Prints a
 // line of samples in microseconds for each side; figures.py makes the table.
 //   pm_bench start PROGRAM NOTIFY_PATH TIMES
 //   pm_bench MODE RUN_FOLDER FILES TIMES
-// Standard input is what smtp_sink prints, a byte for each mail; descriptor 3 is
-// the UDP socket to which traps go. FILES holds what pm gave to the commands:
-// event1.msg and event1.conf to event4.*, generic.msg and .conf, trap.args.
+// Standard input is the output of smtp_sink, a byte for each mail; descriptor 3 is the
+// UDP socket that receives the traps. The folder FILES has the recorded input of the
+// commands: event1.msg and event1.conf to event4.*, generic.msg and .conf, trap.args.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -27,7 +27,7 @@ namespace {
 
 constexpr int LIMIT_MS = 20'000;
 constexpr int TRAP_SOCKET = 3;
-constexpr int WARM_UP = 3; // rounds that do not count
+constexpr int WARM_UP = 3; // rounds before the measured ones
 constexpr int DESTINATIONS = 4;
 constexpr int AT_ONCE = 16;
 constexpr uint8_t NO_INDEX = 9;
@@ -44,7 +44,7 @@ void awaitInput(int fd, const char* what) {
         fail(std::string(what) + " did not arrive");
 }
 
-// Until so many mails have arrived and their connections are closed.
+// Waits until count mails have arrived and their connections are closed.
 void awaitMails(int count) {
     char bytes[AT_ONCE];
     while (count > 0) {
@@ -72,7 +72,7 @@ void expectStatus(Bench& bench, const Request& request, int32_t expected) {
         fail(request.verb + ": another answer than expected: " + reply.fields[0]);
 }
 
-// A request whose payload is the record; the record has to outlive it.
+// A request whose payload is the record; the record must outlive it.
 template <typename Record>
 Request requestWith(const char* verb, std::vector<std::string> arguments, const Record& record) {
     return {verb, std::move(arguments),
@@ -117,8 +117,8 @@ BareCommand relay(const Bench& bench, const std::string& name) {
             bench.files + "/" + name + ".msg"};
 }
 
-// Runs the sides in turns, each round another one first. A side is timed up to
-// its end; settle, which is not, waits for what it sent.
+// Runs all sides in each round, beginning with another one each time. Times the work of
+// each side; settle then waits, untimed, for the mails or traps that it sent.
 struct Side {
     const char* name;
     std::function<void()> work;
@@ -157,7 +157,7 @@ void compareGeneric(Bench& bench) {
             [] { awaitMails(1); });
 }
 
-// Here every side is timed until the last mail has arrived.
+// Times each side until its last mail has arrived.
 void compareBurst(Bench& bench) {
     const BareCommand command = relay(bench, "generic");
     const BareCommand xargs = {{"xargs", "-P", std::to_string(AT_ONCE), "-I{}", "sh", "-c",
@@ -206,7 +206,7 @@ void timeRefusals(Bench& bench) {
             [] {});
 }
 
-// One of each for programs that only record what they are given.
+// Sends one of each while recorders run in place of the commands.
 void recordOnce(Bench& bench) {
     publishEvent(bench);
     sendGeneric(bench, true);
@@ -218,7 +218,7 @@ void sendFirst(Bench& bench) {
     awaitMails(1);
 }
 
-// So many requests of all sorts, of which each 20th sends mail; prints how many.
+// Sends bench.times requests of all kinds; every 20th sends mail. Prints the number of mails.
 void load(Bench& bench) {
     int mails = 0;
     for (int i = 0; i < bench.times; ++i) {

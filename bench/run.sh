@@ -1,16 +1,16 @@
 #!/usr/bin/env bash
-# Measures pm beside the commands that it runs, and prints one table. It has mounts of its own,
-# and neither disturbs nor is disturbed by a pm that serves the same machine.
+# Compares pm with the commands that it runs, and prints one table. It uses private mounts, so
+# that it and an installed pm do not disturb each other.
 #   bench/run.sh [--disk] [--realtime] [--rounds 30] [--idle 30] [--requests 10000]
-#     --disk      /tmp is where /var/tmp is; otherwise it is in memory, as on a controller
-#     --realtime  for a machine that has other work to do: all that is measured, the bare
-#                 commands too, goes before that work (root only)
-# Monit's idle figures stand beside pm's if it is installed: apt-get install monit
+#     --disk      /tmp on the disk of /var/tmp; by default it is in memory, as on a controller
+#     --realtime  for a busy machine: pm and the bare commands get priority over all other
+#                 work (root only)
+# If monit is installed (apt-get install monit), the table shows its idle figures too.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/lib.sh
 
-build=build/bench
+build=$builds/bench
 mount=(-t tmpfs tmpfs)
 priority=()
 dir=''
@@ -20,11 +20,11 @@ trap 'exit 143' TERM HUP
 
 scripts/setup.sh
 say "Building $build"
-cmake --preset release -B $build -DPM_BUILD_BENCH=ON -DPM_BUILD_TESTS=OFF >/dev/null
-cmake --build $build --target pm pm_bench smtp_sink
+cmake --preset release -B "$build" -DPM_BUILD_BENCH=ON -DPM_BUILD_TESTS=OFF >/dev/null
+cmake --build "$build" --target pm pm_bench smtp_sink
 
 if ! private=$(private_mounts); then
-    echo "bench: this machine allows no mounts of one's own; run it as root" >&2
+    echo "bench: this machine allows no private mounts; run this as root" >&2
     exit 1
 fi
 dir=$(mktemp -d /var/tmp/pm-bench.XXXXXX)
@@ -41,4 +41,4 @@ say "Measuring"
 # shellcheck disable=SC2016,SC2086
 PM_BENCH_MOUNT=${mount[*]} "${priority[@]}" $private sh -c \
     'mount $PM_BENCH_MOUNT /tmp && exec /usr/bin/python3 -B bench/figures.py "$@"' \
-    sh "$dir" $build "$@"
+    sh "$dir" "$build" "$@"

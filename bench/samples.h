@@ -15,7 +15,7 @@ double timed(const Work& work) {
         .count();
 }
 
-// A line with the name and all samples.
+// Prints a line with the name and all samples.
 inline void print(const char* name, const Samples& samples) {
     std::printf("%s", name);
     for (const double sample : samples)

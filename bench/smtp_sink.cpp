@@ -1,7 +1,7 @@
-// An SMTP server that takes every mail and acknowledges each line at once, so
-// that delayed acknowledgements (40 ms) do not hide what is measured. Prints its
-// port in a line, then a byte for each mail whose connection has ended, and serves
-// until its standard input ends.
+// An SMTP server that accepts every mail. It acknowledges all data at once, because
+// delayed acknowledgements (40 ms) would hide what is measured. Prints its port in a
+// line, then a byte for each mail when its connection has ended. Serves until its
+// standard input ends.
 #include <arpa/inet.h>
 #include <cstdio>
 #include <cstring>

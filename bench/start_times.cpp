@@ -61,7 +61,7 @@ void measureStarts(const char* program, const char* notifyPath, int times) {
             pid = start(command);
             awaitReady(listener);
         }));
-        usleep(50'000); // the rest of its start is not part of its end
+        usleep(50'000); // the end of the start must not count as part of the stop
         int status = -1;
         stops.push_back(timed([&] {
             kill(pid, SIGTERM);

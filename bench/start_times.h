@@ -1,7 +1,7 @@
-// How long pm takes to serve, and to end.
+// Measures how long pm takes to start and to stop.
 #pragma once
 
-// Starts the program so often, each time until it tells a socket at notifyPath
-// that it is ready, and ends it by SIGTERM. Prints two lines of samples in
-// microseconds, "start" and "stop". The caller's environment is the program's.
+// Starts the program that many times, waits until it reports READY=1 to a socket at
+// notifyPath, and ends it with SIGTERM. Prints two lines of samples in microseconds,
+// "start" and "stop". The program inherits the environment.
 void measureStarts(const char* program, const char* notifyPath, int times);

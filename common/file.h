@@ -7,12 +7,11 @@
 
 namespace pm {
 
-// Opens path for writing and truncates it. Not buffered: each write reaches the
-// file at once or fails at once, so that a full disk is seen at the line that
-// it cuts. Null with errno set if it can't be opened.
+// Opens path with a mode of fopen, without a buffer: on a full disk the write that no
+// longer fits fails. Null with errno set if the file cannot be opened.
 FileOwner openUnbuffered(const char* path, const char* mode);
 
-// False if not all of it could be written.
+// Writes all of text; false if only a part of it could be written.
 bool writeAll(std::FILE* file, std::string_view text);
 
 } // namespace pm

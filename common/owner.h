@@ -1,4 +1,4 @@
-// Small owners: each releases what it holds on every path out of its scope.
+// Owners of heap blocks and files; each releases its resource at the end of its scope.
 #pragma once
 
 #include <cstdio>
@@ -12,11 +12,11 @@ namespace pm {
 struct HeapRelease {
     void operator()(void* block) const { std::free(block); }
 };
-// A block from the plain heap, ours or handed over by an outside call.
+// A block from malloc, whether allocated by pm or by an outside call.
 template <typename T>
 using HeapOwner = std::unique_ptr<T, HeapRelease>;
 
-// A cleared T in newly allocated heap memory; null if there is none.
+// Allocates a zero-initialised T with malloc. Null if memory is exhausted.
 template <typename T>
 HeapOwner<T> allocateCleared() {
     static_assert(std::is_trivially_destructible_v<T>);

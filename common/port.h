@@ -1,4 +1,4 @@
-// Port numbers of TCP and UDP (RFC 6335 6).
+// Port numbers of TCP and UDP (RFC 6335, section 6).
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,6 @@
-// Wire records: what other processes hand to pm. All are packed, in the
-// machine's byte order; texts are NUL-terminated inside their field, and the
-// sender owes the terminator. No record is read past the size that came with it.
+// Records that other processes pass to pm: packed, in the machine's byte order. Texts
+// are NUL-terminated within their field; the sender has to terminate them. A record is
+// never read past its received size.
 #pragma once
 
 #include <cstddef>
@@ -25,7 +25,7 @@ struct __attribute__((packed)) NotificationHeader {
 static_assert(offsetof(NotificationHeader, HeaderType) == 4);
 static_assert(sizeof(NotificationHeader) == 16);
 
-// What follows the header in a platform event.
+// Payload of a platform event; follows the header.
 struct __attribute__((packed)) EventPayload {
     uint8_t reserved0[258];
     char szMessage[510];
@@ -51,8 +51,8 @@ struct __attribute__((packed)) AttributeChangeRecord {
 static_assert(offsetof(AttributeChangeRecord, nameOffset) == 20);
 static_assert(sizeof(AttributeChangeRecord) == 24);
 
-// Where our own attribute change records hold the name, so that the shortest
-// has 57 bytes; the directory rule asks for a Size of at least 56.
+// Name offset of the attribute change records that pm creates. Their shortest size is
+// thus 57 bytes; core/directory_rule.cpp requires at least 56.
 inline constexpr uint32_t ATTRIBUTE_NAME_OFFSET = 56;
 
 inline const char* attributeName(const void* record) {
@@ -72,14 +72,13 @@ static_assert(offsetof(EmailAlertsExStruct, szSubject) == 255);
 static_assert(offsetof(EmailAlertsExStruct, szBodyText) == 510);
 static_assert(sizeof(EmailAlertsExStruct) == 2550);
 
-// pm_function_sendTestEmailEx and the three trap functions: the destination's
-// index, one byte; further bytes are not read.
+// pm_function_sendTestEmailEx and the three trap functions. Further bytes are ignored.
 struct __attribute__((packed)) IndexRequest {
-    uint8_t index;
+    uint8_t index; // of the destination, from 1
 };
 static_assert(sizeof(IndexRequest) == 1);
 
-// pm_function_sendTestEmail. The footer is written into szBody.
+// pm_function_sendTestEmail. pm appends the footer to szBody.
 struct __attribute__((packed)) TestEmailStruct {
     char szTo[255];
     char szSubject[255];
@@ -89,7 +88,7 @@ static_assert(offsetof(TestEmailStruct, szSubject) == 255);
 static_assert(offsetof(TestEmailStruct, szBody) == 510);
 static_assert(sizeof(TestEmailStruct) == 765);
 
-// pm_function_sendAlertEmail. The footer is written into szBody.
+// pm_function_sendAlertEmail. pm appends the footer to szBody.
 struct __attribute__((packed)) AlertEmailStruct {
     int32_t index; // 1 to 4
     char szBody[255];
@@ -98,12 +97,12 @@ struct __attribute__((packed)) AlertEmailStruct {
 static_assert(offsetof(AlertEmailStruct, szBody) == 4);
 static_assert(sizeof(AlertEmailStruct) == 260);
 
-// pm_function_sendGenericEmail: this head, then the body up to the record's
-// end. Subject comes first here, unlike in TestEmailStruct.
+// pm_function_sendGenericEmail: this head, then the body up to the record's end. The
+// subject comes before the receiver, unlike in TestEmailStruct.
 struct __attribute__((packed)) GenericEmailStruct {
     char szSubject[255];
     char szTo[255];
-    uint8_t blocking; // bit 0: the caller waits for the outcome
+    uint8_t blocking; // bit 0: the caller waits for the result
 };
 static_assert(offsetof(GenericEmailStruct, szTo) == 255);
 static_assert(offsetof(GenericEmailStruct, blocking) == 510);

@@ -1,16 +1,16 @@
-// The signals that reach a thread whatever it does.
+// The signals that pm's threads block.
 #pragma once
 
 #include <csignal>
 
 namespace pm {
 
-// All signals but those of a fault, an abort or a breakpoint: these reach the thread that
-// made them.
+// All signals except those of a fault, an abort or a breakpoint, which must reach the
+// thread that caused them.
 sigset_t allButFaults();
 
-// Blocks allButFaults for its lifetime: around whatever starts threads, which inherit
-// the mask. All other signals then reach the main thread.
+// Blocks allButFaults() in the calling thread for the object's lifetime. Use it around
+// the start of a thread, which inherits the mask: only the main thread takes signals.
 class SignalsBlocked {
   public:
     SignalsBlocked();

@@ -1,5 +1,4 @@
-// The one bounded text of the system: a fixed buffer that starts cleared and is
-// always terminated, whatever is copied or formatted into it.
+// Bounded texts: a text is cut to fit its buffer and always terminated.
 #pragma once
 
 #include <cstdarg>
@@ -11,24 +10,25 @@
 
 namespace pm {
 
-// Copies as much of source as fits size bytes with its terminator.
+// Copies source to target (size bytes), cut to fit with its terminator.
 void copyBounded(char* target, size_t size, std::string_view source);
 
-// snprintf: formats as much as fits size bytes with its terminator, and returns
-// the length that the text would have had.
+// Same as snprintf: cuts the text to fit size bytes with its terminator, and returns the
+// length that it would have without the cut.
 int formatBounded(char* target, size_t size, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 
-// The text in a field of size bytes, up to its terminator or the field's end.
+// The text in a field of size bytes, up to its terminator or the end of the field.
 std::string_view fieldText(const char* field, size_t size);
 
-// A number from decimal text as strtol reads it (leading digits count, none
-// give 0), clamped to 32 bits so that no overflow turns into a sound number.
+// Reads a decimal number as strtol does: what follows the digits is ignored, and without
+// digits it is 0. Clamped to 32 bits, so that an overflow cannot give a valid number.
 int32_t parseNumber(const char* text);
 
-// Formatted text in newly allocated heap memory; null if there is none.
+// Formats a text in newly allocated heap memory. Null if memory is exhausted.
 HeapOwner<char> allocateText(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
+// A text in a buffer of N bytes, empty at first.
 template <size_t N>
 class Text {
   public:
@@ -39,8 +39,8 @@ class Text {
 
     static constexpr size_t capacity() { return N; }
 
-    // For outside calls that fill the buffer; terminate() behind each of them,
-    // since a text that fills the buffer comes without a terminator.
+    // For outside calls that write to the buffer. Call terminate() after each of them: a
+    // text that fills the buffer comes without a terminator.
     char* data() { return m_data; }
     void terminate() { m_data[N - 1] = '\0'; }
 
@@ -60,8 +60,8 @@ class Text {
         copyBounded(m_data, N, source);
     }
 
-    // As snprintf with the buffer's size as the bound; returns the length that
-    // the text would have had without it.
+    // Replaces the text, as snprintf does with the buffer's size. Returns the length that
+    // the text would have without this bound.
     int format(const char* format, ...) __attribute__((format(printf, 2, 3))) {
         va_list arguments;
         va_start(arguments, format);
@@ -70,7 +70,7 @@ class Text {
         return length;
     }
 
-    // The same with a bound of the caller's, at most the buffer's size.
+    // The same with a smaller bound in bytes, terminator included.
     int formatBounded(size_t bound, const char* format, ...) __attribute__((format(printf, 3, 4))) {
         va_list arguments;
         va_start(arguments, format);
@@ -79,7 +79,7 @@ class Text {
         return length;
     }
 
-    // The same behind the text that is there.
+    // The same, appended to the present text. Returns the full length of the addition.
     int append(const char* format, ...) __attribute__((format(printf, 2, 3))) {
         va_list arguments;
         va_start(arguments, format);

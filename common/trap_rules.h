@@ -1,12 +1,12 @@
-// What may stand on the command line of a trap: neither value may change what is
-// run, whatever splits the line. The destination stands there bare, the community
-// in single quotes.
+// Validates values for the snmptrap command line: destination unquoted, community in
+// single quotes; neither may alter the command.
 #pragma once
 
 #include <string_view>
 
 namespace pm {
 
+// Letters, digits and ".-_:%"; not empty, and no leading '-', which would be an option.
 constexpr bool isSafeDestination(std::string_view destination) {
     constexpr std::string_view SIGNS = ".-_:%";
     for (const char sign : destination) {
@@ -18,6 +18,7 @@ constexpr bool isSafeDestination(std::string_view destination) {
     return !destination.empty() && destination.front() != '-';
 }
 
+// Any text without single quotes, backslashes and control characters.
 constexpr bool isSafeCommunity(std::string_view community) {
     for (const char sign : community) {
         if (sign == '\'' || sign == '\\' || (sign >= '\0' && sign < ' ') || sign == '\x7f')

@@ -20,7 +20,7 @@ T readAt(const void* block, size_t offset) {
     return value;
 }
 
-// Gives the object's body, or null after a line with the call's result.
+// Returns the object's body. Null if that fails, which it logs.
 void* objectBody(void* object) {
     void* body = nullptr;
     const int result = client_get_obj_body_ptr(object, &body);
@@ -100,7 +100,7 @@ int32_t getAttributeObjectByKeyDbus(const char* key, char* output, int32_t size)
     const int32_t status =
         readValue(object.get(), output, size < 0 ? 0 : static_cast<size_t>(size));
     object.reset();
-    // Unreadable data has had its line, and leaves without this one.
+    // Unreadable data is already logged; this line does not follow then.
     if (status != ATTRIBUTE_UNREADABLE)
         PM_LOG("return status %d\n", status);
     return status;

@@ -1,4 +1,4 @@
-// Reader of attribute objects: any attribute as text, whatever its type.
+// Reads an attribute of any type as text, from the object store.
 #pragma once
 
 #include <cstdint>
@@ -7,14 +7,14 @@
 
 namespace pm {
 
-// Statuses of its own, outside the shared set.
+// Failures of getAttributeObjectByKeyDbus; not part of common/status.h.
 inline constexpr int32_t ATTRIBUTE_UNREADABLE = 256;
 inline constexpr int32_t ATTRIBUTE_NULL_KEY = 271;
 inline constexpr int32_t ATTRIBUTE_UNSUPPORTED_TYPE = -1;
 
-// Writes the attribute's value into output (size bytes, always terminated; cut
-// if it is longer). An attribute without a value gives an empty text.
-// Returns 0, or one of the statuses above, on which output is untouched.
+// Writes the attribute's value to output (size bytes) as text, cut to fit and terminated.
+// An attribute without a value gives an empty text. Returns 0, or a status above with
+// output unchanged.
 int32_t getAttributeObjectByKeyDbus(const char* key, char* output, int32_t size);
 
 template <size_t N>

@@ -1,4 +1,4 @@
-// Reads of settings and attributes into the system's own types.
+// Reads settings and attributes into pm's own types. False if the value cannot be read.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +10,8 @@
 
 namespace pm {
 
-// Reads a text setting; limit is the size in bytes that the platform is told, by
-// default the whole buffer. A failed read leaves the text empty.
+// Reads a text setting. limit is the size in bytes that is passed to the platform, by
+// default the whole buffer. After a failed read the text is empty.
 template <size_t N>
 bool readSetting(const char* key, Text<N>& text, uint32_t limit = N) {
     text.clear();
@@ -22,7 +22,7 @@ bool readSetting(const char* key, Text<N>& text, uint32_t limit = N) {
     return done;
 }
 
-// Reads a boolean setting; a failed read leaves it false.
+// Reads a boolean setting. After a failed read the value is false.
 inline bool readSetting(const char* key, bool& value) {
     uint8_t byte = 0;
     const bool done = bit0(static_cast<unsigned>(vesk_config_get_bool(key, &byte)));
@@ -30,11 +30,12 @@ inline bool readSetting(const char* key, bool& value) {
     return done;
 }
 
+// Reads a number setting.
 inline bool readSetting(const char* key, int32_t& value) {
     return bit0(static_cast<unsigned>(vesk_config_get_int(key, &value)));
 }
 
-// Reads a text attribute. A failed read leaves the text empty.
+// Reads a text attribute. After a failed read the text is empty.
 template <size_t N>
 bool readAttribute(const char* key, Text<N>& text) {
     text.clear();

@@ -1,4 +1,4 @@
-// What a setting or attribute that turns something on says.
+// State of a setting or attribute that turns something on or off.
 #pragma once
 
 #include <cstdint>

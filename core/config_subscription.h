@@ -5,16 +5,15 @@
 
 namespace pm {
 
-// Subscribes the general SNMP group and the eight alert groups. Returns 0 only
-// if all nine worked, else the failed initialisation's status or the nine
-// statuses ORed together.
+// Subscribes to the general SNMP group and the eight alert groups. Returns 0 if all nine
+// succeed; else the status of the failed initialisation, or the nine statuses ORed.
 int32_t subscribeConfigNotifications();
 
-// At most 7 attempts, 5 seconds apart.
+// Calls subscribeConfigNotifications until it returns 0: at most 7 times, 5 seconds apart.
 void subscribeConfigNotificationsRetry();
 
-// Passes the change of an SNMP attribute on as an event of pm's own. Only the
-// record is read; the result is 0.
+// Callback of a changed SNMP attribute: raises pm_event_snmp_config_changed. Uses only
+// the record, which may be null. Returns 0.
 extern "C" int32_t snmpConfigNotificationCallback(void* first, const char* second,
                                                   const void* record);
 

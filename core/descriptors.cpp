@@ -19,7 +19,7 @@ void raiseDescriptorLimit() {
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == limit.rlim_max)
         return;
     limit.rlim_cur = limit.rlim_max;
-    setrlimit(RLIMIT_NOFILE, &limit); // without it pm runs with what it has
+    setrlimit(RLIMIT_NOFILE, &limit); // if it fails, pm runs with the lower limit
 }
 
 } // namespace pm

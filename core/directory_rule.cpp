@@ -17,10 +17,10 @@ constexpr int32_t ENABLED = 1;
 constexpr const char* OPERATION = "MiscAttributeChangeCallback";
 
 struct DirectoryService {
-    std::string_view attribute; // its whole length is compared
+    std::string_view attribute; // names that begin with it match, in any case
     const char* modeKey;
-    const char* modeName; // in messages
-    bool remoteLog;       // log_rlog is told how the mode reads
+    const char* modeName; // in log lines
+    bool remoteLog;       // the mode is reported to log_rlog
 };
 
 constexpr DirectoryService activeDirectory = {"norvu.embedded.1#activedirectory.1#enable",
@@ -41,7 +41,7 @@ void logDisabled(const DirectoryService& service) {
         PM_LOG_AS(OPERATION, "LDAP has been disabled\n");
 }
 
-// One service's mode has changed: if it is on, the other one goes off.
+// If the changed service is enabled now, disables the other one.
 void keepApart(const DirectoryService& changed, const DirectoryService& other) {
     int32_t mode = 0;
     if (!readSetting(changed.modeKey, mode)) {

@@ -5,8 +5,8 @@
 
 namespace pm {
 
-// record is an attribute change (common/records.h) or null. Keeps the two directory
-// services from being on together: the one that the change names stays on. Returns 0.
+// record: an attribute change (common/records.h), or null. If the change enables Active
+// Directory or LDAP, disables the other one. Returns 0.
 extern "C" int32_t MiscAttributeChangeCallback(void* first, const char* topic, const void* record);
 
 } // namespace pm

@@ -5,9 +5,9 @@
 
 namespace pm {
 
-// record is a notification record (common/records.h) or null. A platform event becomes
-// alert mail; a configuration event of the administration tool restarts the sibling
-// service. The first argument is not read. Returns the status of what it ran, else 0.
+// record: a notification record (common/records.h), or null; first is not used.
+// event_ipmi_pet sends the alert mails and returns their status. Otherwise returns 0;
+// qelctl_event_config_changed restarts the sibling service.
 extern "C" int32_t pmEventCallback(void* first, const char* topic, const void* record);
 
 } // namespace pm

@@ -16,7 +16,7 @@ int main(int argc, char** argv) {
     installSignalHandler();
     const int32_t status = create_PM_LQORN_thread();
     if (status != 0) {
-        // A service that serves nothing must not look alive.
+        // Without this thread pm would run but serve nothing.
         mirlog_printf(PM_LEVEL_FATAL, PM_MODULE_SERVICE,
                       "main: the service thread could not be started, status = %d. Exiting!!",
                       status);

@@ -41,7 +41,7 @@ bool takeOption(const char* argument) {
 } // namespace
 
 bool parseOptions(int argc, char** argv) {
-    // Line by line, so that a signal that ends the process loses no line.
+    // Line-buffered, so that no line is lost if a signal ends the process.
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     for (int n = 1; n < argc; ++n) {
         std::printf("argc:%d argv[n]:%s\n", n, argv[n]);

@@ -5,11 +5,11 @@
 
 namespace pm {
 
-// 1 after -factorydefaults or -fd.
+// Set to 1 by -factorydefaults or -fd.
 extern uint8_t factoryDefaults;
 
-// Takes the command line from the first argument on. Returns false after the usage
-// text if an option is unknown.
+// Parses the arguments; -debug sets g_bTrace. If an option is unknown, prints the usage
+// and returns false.
 bool parseOptions(int argc, char** argv);
 
 } // namespace pm

@@ -1,10 +1,10 @@
-// Settings at start-up.
+// Settings that pm writes at start-up.
 #pragma once
 
 namespace pm {
 
-// Loads the settings and writes the two descriptive texts where they are missing, or
-// in any case with factoryDefaults.
+// Loads the settings, and writes the two descriptive texts that are missing. With
+// factoryDefaults it writes both.
 void initPersistentParameters();
 
 } // namespace pm

@@ -16,8 +16,8 @@ namespace {
 constexpr int32_t ACTOR_QUEUE = 512;
 constexpr int32_t REGISTRATION_FLAGS = 256;
 
-// Creates one actor and stores its handle through actor. Returns the status of the
-// creation; a null handle is a failure as well, whatever the status.
+// Creates an actor and stores its handle in *actor. Returns the platform's status. A null
+// handle is a failure too, even with status 0; the caller has to check it.
 int32_t create_zactor(void* manager, void* loop, void** actor) {
     const int32_t status = jelmux_fp_zactor_create(manager, loop, actor, ACTOR_QUEUE);
     if (status == 0 && *actor != nullptr)
@@ -27,8 +27,7 @@ int32_t create_zactor(void* manager, void* loop, void** actor) {
     return status;
 }
 
-// Registers each row of a table that a null name closes. A row that fails is logged and
-// skipped.
+// Registers the table's rows, up to a null name. A row that fails is logged and skipped.
 void register_table(qornc_context* context, const FunctionRow* table, void* actor) {
     for (const FunctionRow* row = table; row->name != nullptr; ++row) {
         const int32_t status = jelmux_function_register_zactor(
@@ -68,8 +67,8 @@ void* PM_LQORNThread(void*) {
         PM_LOG_SERVICE(PM_LEVEL_FATAL, "%s(): libqorn init failed, status %d. Exiting!! ", status);
         std::exit(-1);
     }
-    // Behind the client's start, which a second pm on the same machine fails, and
-    // before the first request can come.
+    // After qornc_initialize, which fails in a second pm: that one must not remove the first
+    // one's files. Before the first request: no file of a mail may be removed while it is sent.
     removeLeftFiles();
 
     context->first_actor = &firstActor;

@@ -12,7 +12,7 @@ namespace pm {
 
 namespace {
 
-// Detached thread attributes, destroyed on every path that initialised them.
+// Owner of thread attributes; error is the result of their initialisation.
 struct ThreadAttributes {
     pthread_attr_t value;
     int error = pthread_attr_init(&value);
@@ -41,7 +41,7 @@ int32_t create_PM_LQORN_thread() {
                        std::strerror(error));
         return -2;
     }
-    // Signals belong to the main thread: one that interrupted the service thread would end
+    // The main thread takes all signals: one that interrupts the service thread would end
     // its loop.
     const SignalsBlocked blocked;
     pthread_t thread;

@@ -5,8 +5,8 @@
 
 namespace pm {
 
-// Starts the detached service thread. Returns 0, or -1, -2, -3 for a failed
-// attribute initialisation, detached setting or thread creation.
+// Starts the detached service thread. Returns 0, or -1, -2 or -3 if initialising the
+// attributes, setting them to detached or creating the thread failed.
 int32_t create_PM_LQORN_thread();
 
 } // namespace pm

@@ -1,10 +1,10 @@
-// Restart of the sibling service.
+// Restart of the sibling service, qelctl_ipmiextd.
 #pragma once
 
 namespace pm {
 
-// Asks the service that has "teshServiceRequest" to restart the sibling service, and runs
-// the direct command if that fails.
+// Restarts it through another service's function "teshServiceRequest", or with systemctl
+// if that call fails.
 void processQelctlConfigChangedEvent();
 
 } // namespace pm

@@ -17,7 +17,7 @@ namespace {
 
 constexpr int LAST_SIGNAL = 29;
 
-// Logging is not safe in a handler: it counts, and the main thread logs.
+// Logging is not safe in a handler: it only counts, and the main thread logs.
 std::atomic<unsigned> pendingUsr1{0};
 static_assert(std::atomic<unsigned>::is_always_lock_free);
 
@@ -37,7 +37,7 @@ constexpr Fault faults[] = {
 void reportFault(int sig) {
     for (const Fault& fault : faults) {
         if (fault.sig == sig && write(STDERR_FILENO, fault.line.data(), fault.line.size()) < 0)
-            return; // nobody is left to tell
+            return; // a failed report cannot be reported
     }
 }
 
@@ -47,7 +47,7 @@ time_t monotonicSeconds() {
     return now.tv_sec;
 }
 
-// Logs each SIGUSR1 that sigHandler has taken since the last call.
+// Logs each SIGUSR1 that sigHandler has counted since the last call.
 void logReceivedSignals() {
     for (unsigned left = pendingUsr1.exchange(0); left > 0; --left)
         PM_LOG_AS("sigHandler", "received SIGUSR1 signal\n");
@@ -68,8 +68,8 @@ void sigHandler(int sig) {
         break;
     default:
         reportFault(sig);
-        // exit would run the libraries' exit hooks inside a handler; standard
-        // output goes out line by line, so that nothing of it is lost.
+        // exit would run the libraries' exit handlers, which is not safe here. Standard output
+        // is line-buffered, so that nothing of it is lost.
         _exit(1);
     }
     errno = savedErrno;
@@ -81,7 +81,8 @@ void installSignalHandler() {
 }
 
 void sleepThroughSignals(unsigned seconds) {
-    // What sleep has left comes without its fraction: a burst would eat up the wait.
+    // sleep returns only the whole seconds that are left; with these alone, a burst of
+    // signals would shorten the sleep.
     const time_t end = monotonicSeconds() + seconds;
     while (sleep(seconds) > 0) {
         logReceivedSignals();
@@ -91,13 +92,14 @@ void sleepThroughSignals(unsigned seconds) {
 }
 
 void sleepForever() {
-    // A plain pause would miss a signal that comes between the look at the count
-    // and the sleep; so no signal comes in between these two.
+    // pause would miss a signal that arrives between the test of the count and the sleep.
+    // So signals are blocked there, and sigsuspend unblocks them while it sleeps.
     const sigset_t blocked = allButFaults();
     sigset_t before;
     pthread_sigmask(SIG_SETMASK, &blocked, &before);
     for (;;) {
-        // A log that nobody reads may hold this thread: a signal must still end it.
+        // Unblocked for logging, which can hang if nobody reads the log: a signal must still
+        // be able to end pm.
         while (pendingUsr1 > 0) {
             pthread_sigmask(SIG_SETMASK, &before, nullptr);
             logReceivedSignals();

@@ -1,19 +1,19 @@
-// Signals, and sleeping while they come.
+// pm's signal handler, and sleeps that signals do not cut short.
 #pragma once
 
 namespace pm {
 
-// Installs sigHandler for the signals 0 to 29, as far as they can be caught.
+// Installs sigHandler for the signals 0 to 29; those that cannot be caught are skipped.
 void installSignalHandler();
 
-// SIGPIPE, SIGCHLD and SIGUSR1 are survived; all others end the process with
-// status 1. Does only what is safe inside a handler.
+// Ignores SIGPIPE and SIGCHLD, and counts SIGUSR1. Any other signal ends the process with
+// status 1. Makes async-signal-safe calls only.
 extern "C" void sigHandler(int sig);
 
-// Sleeps for seconds, whatever signals come in between.
+// Sleeps that many seconds even if signals arrive. Logs each SIGUSR1.
 void sleepThroughSignals(unsigned seconds);
 
-// Sleeps for ever; signals are taken here.
+// Sleeps forever. Logs each SIGUSR1.
 [[noreturn]] void sleepForever();
 
 } // namespace pm

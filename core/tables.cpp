@@ -34,7 +34,7 @@ constexpr qornc_event_row pmEventTable[] = {
 
 constexpr qornc_service_name pmServiceName = {"email_trap_lqorn", 220};
 
-// The distribution-service client's own; pm neither reads nor writes it.
+// For the distribution-service client's own use; pm neither reads nor writes it.
 alignas(8) static uint8_t clientBlock[24];
 
 constexpr qornc_init_record pmServiceInitRecord = {

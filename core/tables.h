@@ -1,4 +1,4 @@
-// What other processes see of pm: service name, event topics, function names.
+// pm's interface to other processes: service name, event topics, function names.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace pm {
 
-// A row of a function table; a null name closes the table.
+// A row of a function table; a null name ends the table.
 struct FunctionRow {
     const char* name;
     jelmux_function_handler handler;

@@ -7,6 +7,7 @@
 
 namespace pm {
 
+// Number and setting keys of a destination.
 struct AlertDestination {
     int32_t number;
     const char* enabledKey;
@@ -28,13 +29,13 @@ inline constexpr AlertDestination alertDestinations[] = {
 inline constexpr int32_t ALERT_DESTINATIONS =
     int32_t{sizeof alertDestinations / sizeof(AlertDestination)};
 
-// The destination of an index from 1 on; null if there is none.
+// The destination with that number, 1 to 4; null for any other number.
 inline const AlertDestination* findAlertDestination(int32_t index) {
     return index >= 1 && index <= ALERT_DESTINATIONS ? &alertDestinations[index - 1] : nullptr;
 }
 
-// Reads whether the destination is enabled; logs under the operation's name where
-// it is not.
+// Reads whether the destination is enabled. If it is not On, logs that under the
+// operation's name.
 SwitchState readEnabled(const char* operation, const AlertDestination& keys);
 
 } // namespace pm

@@ -48,7 +48,7 @@ Ending attemptOnce(uint32_t request_size, AlertEmailStruct* request, Text<255>& 
         return giveUp(VESK_ERROR_INVALID_PARAMETER);
 
     const std::lock_guard<std::mutex> lock(mailFileLock);
-    if (!textsRead) // unusable settings (above) take precedence
+    if (!textsRead) // tested only here: the failures above come first
         return retry(VESK_ERROR_FILE_ACCESS_FAIL);
     MessageFile message(attempt.messagePath, MessageFile::AtEnd::Remove);
     if (!message.isOpen())
@@ -57,7 +57,7 @@ Ending attemptOnce(uint32_t request_size, AlertEmailStruct* request, Text<255>& 
     if (!writeRelayConfig(attempt, bMseCompatAlertEmail))
         return giveUp(VESK_ERROR_FILE_ACCESS_FAIL);
     composeFromLine(attempt, FromFallback::HostAlone);
-    if (message.write(attempt.line.view())) { // else the relay gets the Date line alone
+    if (message.write(attempt.line.view())) { // on failure, only the Date line is sent
         if (!writeHeader(attempt, message, "To", destination.view()) ||
             !writeHeader(attempt, message, "Subject", subject.view()) ||
             !message.write(CONTENT_TYPE_LINE))

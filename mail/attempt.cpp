@@ -81,7 +81,7 @@ int composeHeader(Attempt& attempt, const char* label, std::string_view value, s
     line.clear();
     const int length = line.formatBounded(bound, "%s: %.*s\n", label,
                                           static_cast<int>(value.size()), value.data());
-    // A line end inside the value would begin a header of its own: send a blank.
+    // A line end in the value would begin another header: replace it by a blank.
     char* start = line.data() + std::min(line.length(), std::strlen(label) + 2);
     char* end = start + std::min(std::strlen(start), value.size());
     std::replace_if(

@@ -1,5 +1,5 @@
-// What the four senders share: the rule of the second attempt, and the small steps
-// that each sender lists in its own order.
+// Shared by the four senders: the rule of the second attempt, and the steps that each
+// sender calls in its own order.
 #pragma once
 
 #include <atomic>
@@ -19,27 +19,28 @@ namespace pm {
 inline constexpr const char* MESSAGE_PATH = "/tmp/zorqemail.txt";
 inline constexpr const char* RELAY_CONFIG_PATH = "/tmp/zorqemailconfig.txt";
 
-// MSE compatibility, one flag a sender: false at start, toggled before each second
-// attempt, kept for the next mail.
+// MSE compatibility, one flag for each sender: with 1, an address as the greeting's
+// domain is sent without brackets. 0 at start, toggled before each second attempt, and
+// kept for the next mail.
 using CompatibilityFlag = std::atomic<uint8_t>;
 extern CompatibilityFlag bMseCompatSendEmail;
 extern CompatibilityFlag bMseCompatTestEmail;
 extern CompatibilityFlag bMseCompatAlertEmail;
 extern CompatibilityFlag bMseCompatGenericEmail;
 
-// Makes the shared pair of files the property of one attempt at a time: taken before
-// the message is opened, released after it has been removed.
+// Protects the two files that the senders share: locked before the message is opened,
+// and unlocked after it has been removed.
 extern std::mutex mailFileLock;
 
-// What one attempt works on; everything is read again for each attempt.
+// The data of one attempt. The next attempt reads everything again.
 struct Attempt {
-    const char* sender; // operation name, in its log lines
+    const char* sender; // operation name in log lines
     const char* messagePath = MESSAGE_PATH;
     const char* relayConfigPath = RELAY_CONFIG_PATH;
     Text<255> senderAddress = {};
     EmailEndpoint endpoint = {};
     EmailConfigArgs config = {};
-    Text<765> line = {}; // every header line and the command line
+    Text<765> line = {}; // for each header line, then for the command line
 };
 
 // How an attempt ends.
@@ -48,7 +49,7 @@ struct Ending {
     enum class Next : uint8_t {
         Exit,   // the mail is sent
         Retry,  // a first attempt is followed by a second
-        Return, // the call ends at once, without its exit line
+        Return, // no second attempt, and no exit line in the log
     } next;
 };
 
@@ -62,8 +63,8 @@ constexpr Ending giveUp(int32_t status) {
     return {status, Ending::Next::Return};
 }
 
-// Makes at most two attempts and returns how the last one ended. attemptOnce returns
-// an Ending; between the attempts, the flag is toggled.
+// Makes at most two attempts and returns the Ending of the last one. Toggles the flag
+// between them.
 template <typename AttemptOnce>
 Ending makeAttempts(CompatibilityFlag& flag, AttemptOnce attemptOnce) {
     const Ending first = attemptOnce();
@@ -73,11 +74,11 @@ Ending makeAttempts(CompatibilityFlag& flag, AttemptOnce attemptOnce) {
     return attemptOnce();
 }
 
-// Logs as an error that the sender's mail to destination ended with a status other than 0.
+// Logs an error with the destination and the status, unless the mail was sent.
 void logFailedMail(const char* sender, std::string_view destination, const Ending& end);
 
-// The message file, opened for writing and truncated. Closed at the end of its scope,
-// and removed where atEnd says so; a file that could not be opened is left alone.
+// The message file, truncated and open for writing. At the end of its scope it is closed
+// and, with AtEnd::Remove, removed. A file that could not be opened is not removed.
 class MessageFile {
   public:
     enum class AtEnd : uint8_t { Remove, Keep };
@@ -98,38 +99,38 @@ class MessageFile {
     AtEnd m_atEnd;
 };
 
-// Logs that the sender begins an attempt, with the flag's value.
+// Logs the start of an attempt and the flag's value.
 void logCompatibility(const Attempt& attempt, const CompatibilityFlag& flag);
 
-// Reads the server address; logs and returns false if it is unreadable.
+// Reads the server address. If it cannot be read, logs that and returns false.
 bool readServerAddress(Attempt& attempt);
 
-// Writes the relay's configuration for the attempt; false after a report if it failed.
+// Writes the relay configuration of the attempt. On failure reports it and returns false.
 bool writeRelayConfig(Attempt& attempt, const CompatibilityFlag& flag);
 
-// Writes the Date line; whether that works has no effect.
+// Writes the Date line; a failed write is ignored.
 void writeDateLine(Attempt& attempt, MessageFile& message);
 
-// Composes the From line in attempt.line: the sender address, or the fallback if that
-// is empty.
+// Composes the From line in attempt.line: with the sender address, or with the fallback
+// if no sender address is set.
 enum class FromFallback : uint8_t { HostAtDomain, HostAlone };
 void composeFromLine(Attempt& attempt, FromFallback fallback);
 
-// Composes "<label>: <value>\n" in attempt.line, cut at bound bytes with terminator.
-// Returns the length that the line would have without the bound.
+// Composes "<label>: <value>\n" in attempt.line, cut to bound bytes with its terminator.
+// Line ends in value become blanks. Returns the length without the cut.
 int composeHeader(Attempt& attempt, const char* label, std::string_view value,
                   size_t bound = decltype(Attempt::line)::capacity());
 
-// Composes a header and writes it; false if it could not be written.
+// Composes a header line and writes it. False if it could not be written.
 bool writeHeader(Attempt& attempt, MessageFile& message, const char* label, std::string_view value);
 
 inline constexpr std::string_view CONTENT_TYPE_LINE = "Content-type: text/plain\n\n";
 
-// Writes the body and the end of the message; the end is not written if the body fails.
+// Writes the body and, if that succeeds, the two line feeds that end the message.
 void writeBody(MessageFile& message, std::string_view body);
 
-// Runs the relay on the attempt's two files. Returns the command's result, 0 if the
-// relay took the mail.
+// Runs the relay with the attempt's two files. Returns the command's result; 0 means that
+// the relay accepted the mail.
 int runRelay(Attempt& attempt);
 
 } // namespace pm

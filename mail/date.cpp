@@ -7,8 +7,7 @@ namespace pm {
 
 namespace {
 
-// localtime_r alone never looks again at a zone that has changed. The lock keeps one
-// thread's look apart from another's.
+// localtime_r never rereads a changed zone, so call tzset first; the lock serialises that.
 bool localTime(tm& broken) {
     static std::mutex zoneLock;
     const std::lock_guard<std::mutex> lock(zoneLock);

@@ -22,7 +22,7 @@ struct AddressSettings {
     Text<64> currIPv6Addr;
 };
 
-// Any unreadable value ends the operation, whichever family would have served.
+// Reads all four values. Each must be readable, even if its family is not used later.
 bool readAddressSettings(AddressSettings& own) {
     if (CfgGetAttributeInt("Norvu.Embedded.1#IPv4.1#Enable", &own.nIPv4Enable) != 0) {
         PM_LOG_AS(OPERATION, "get Ipv4.1#enable fail\n");
@@ -50,8 +50,8 @@ bool readAddressSettings(AddressSettings& own) {
 enum class Lookup { Failed, HasFamily, LacksFamily };
 
 Lookup lookUpServer(const char* szServerAddress, int family) {
-    // All zero, not absent: without hints the C library would list only the
-    // families that this machine has addresses of.
+    // Zeroed hints, not null: with null the C library sets AI_ADDRCONFIG and omits families
+    // of which this machine has no address.
     const addrinfo hints = {};
     addrinfo* answer = nullptr;
     const int error = getaddrinfo(szServerAddress, nullptr, &hints, &answer);

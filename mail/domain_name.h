@@ -8,10 +8,10 @@ namespace pm {
 // Removes leading spaces and tabs, then one trailing dot, in place.
 void trimDomainName(char* text);
 
-// Reads the system's domain name, trimmed; empty if it cannot be read.
+// Reads the system's domain name and trims it. Empty if it cannot be read.
 void readDomainName(Text<255>& szDomainName);
 
-// True for a domain name that says nothing: empty, or "(none)".
+// True if no domain name is set: the text is empty or "(none)".
 bool isNoDomainName(const Text<255>& szDomainName);
 
 } // namespace pm

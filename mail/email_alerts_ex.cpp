@@ -15,14 +15,14 @@ namespace {
 
 constexpr const char* OPERATION = "sendEmailAlertsEx";
 
-// The request's texts, terminated whatever the caller sent.
+// Copies of the request's texts, always terminated.
 struct AlertTexts {
     Text<256> szHostName;
     Text<256> szSubject;
     Text<2041> szBodyText;
 };
 
-// Tests the request and takes its texts; gives a status.
+// Checks the request and copies its texts. Returns 0, or the status for a bad request.
 int32_t takeRequest(uint32_t request_size, const void* request_data, AlertTexts& texts) {
     if (request_data == nullptr) {
         PM_LOG_AS(OPERATION, "request_data is NULL, returning VESK_ERROR_INVALID_PARAMETER\n");
@@ -59,7 +59,8 @@ void getMessagePrefix(Text<33>& prefix) {
         PM_LOG("empty MessageSubjectPrefix string obtained using DM object key\n");
 }
 
-// The system's domain name, or the controller's literal where it has none.
+// Reads the system's domain name, or the controller's address if no name is set. False
+// if the address is not available either.
 bool lookUpDomain(Text<255>& szDomainName, const char* szServerAddress) {
     readDomainName(szDomainName);
     PM_LOG_WHOLE_AS(OPERATION, "[%d]: %s()-domainname: %s strlen(szDomainName):%zd\n",
@@ -95,8 +96,8 @@ bool composeSubject(Text<255>& subject, const AlertTexts& texts, const char* szS
     return true;
 }
 
-// One destination of the walk. False marks the walk as failed; a destination that
-// is off, empty or without a domain is neither failure nor success.
+// Sends the alert to one destination. False if that failed; a destination that is
+// disabled, empty or without a domain is skipped, which is not a failure.
 bool alertDestination(const AlertDestination& keys, const AlertTexts& texts,
                       const char* szServerAddress) {
     const SwitchState enabled = readEnabled(OPERATION, keys);

@@ -1,4 +1,4 @@
-// What the relay needs in order to reach and log in to the mail server.
+// The settings with which the relay reaches the mail server and logs in.
 #pragma once
 
 #include <cstdint>
@@ -10,20 +10,20 @@ namespace pm {
 inline constexpr int32_t DEFAULT_SMTP_PORT = 25; // RFC 5321 4.5.4.2
 
 inline constexpr uint32_t ENCRYPTION_OFF = 0;
-inline constexpr uint32_t ENCRYPTION_TLS = 1;      // from the connection's start
+inline constexpr uint32_t ENCRYPTION_TLS = 1;      // from the start of the connection
 inline constexpr uint32_t ENCRYPTION_STARTTLS = 2; // RFC 3207
 
 struct EmailConfigArgs {
     int32_t port = 0;
     bool authEnabled = false;
-    Text<274> username; // username to password are set only with authentication on
+    Text<274> username; // with saslMechanism and password: only set if authEnabled
     uint32_t connectionEncryption = ENCRYPTION_OFF;
     int32_t saslMechanism = 0; // as stored; 0 leaves the choice to the relay
     Text<255> password;
 };
 
-// Fills the cleared record. Port and encryption fall back to 25 and none; returns
-// -1 if the authentication settings are unusable, else 0.
+// Fills args, which has to be cleared. The port defaults to 25, the encryption to none.
+// Returns 0, or -1 if the authentication settings are not usable.
 int32_t getEmailConfigArgs(EmailConfigArgs& args);
 
 } // namespace pm

@@ -1,4 +1,4 @@
-// The identity of one attempt at one mail.
+// Names and addresses of the controller for one attempt at a mail.
 #pragma once
 
 #include <cstdint>
@@ -8,26 +8,26 @@
 namespace pm {
 
 struct EmailEndpoint {
-    Text<255> szServerAddress; // as configured; set before the endpoint is gathered
+    Text<255> szServerAddress; // as configured; set by the caller
     Text<255> szDomainLiteral; // the controller's own address
     int32_t nLiteralKind = 0;  // LITERAL_IPV4 or LITERAL_IPV6
-    Text<255> szDomainName;    // the system's, or szDomainLiteral where it has none
+    Text<255> szDomainName;    // the system's; without one, szDomainLiteral
     bool bDomainNameFromSystem = false;
-    Text<255> szWebAddress; // the controller's address as a link has it
-    Text<255> szHostname;   // host part of the identity
+    Text<255> szWebAddress; // the controller's address for links
+    Text<255> szHostname;   // the controller's host name
 };
 
-enum class DomainLog : uint8_t { NameRead, LiteralTaken }; // which of the two is logged
+enum class DomainLog : uint8_t { NameRead, LiteralTaken }; // what is logged about the domain name
 enum class Hostname : uint8_t { Now, Later };
 
-// How the senders differ in gathering the endpoint.
+// Options in which the senders differ.
 struct EndpointSteps {
-    const char* sender; // operation name, in its log lines
+    const char* sender; // operation name in log lines
     DomainLog domainLog = DomainLog::NameRead;
     Hostname hostname = Hostname::Now; // Later: the sender calls GetHostname itself
 };
 
-// Fills all but the server address. Returns 0, or the negative result of
+// Fills all members; szServerAddress has to be set. Returns 0, or the negative result of
 // getDomainLiteral.
 int32_t gatherEmailEndpoint(EmailEndpoint& endpoint, const EndpointSteps& steps);
 

@@ -1,4 +1,4 @@
-// The footer of the mails whose body is a field of the caller's request.
+// The footer of mails whose body is a field of the caller's request.
 #pragma once
 
 #include <cstddef>
@@ -10,12 +10,13 @@ namespace pm {
 
 inline constexpr size_t BODY_FIELD_SIZE = 255;
 
-// Reads whether the virtual console is present, which chooses the footer; unreadable
-// counts as absent.
+// Reads whether the virtual console is present; if so, the footer links to it too. False
+// if that cannot be read.
 bool readPresence();
 
-// Appends the footer to the body field unless appended is set, cut at the field's end,
-// and sets appended. A field without a terminator has no room. Returns the field's text.
+// Appends the footer to the body field, cut to fit, and sets appended; if appended is
+// already set, does nothing. A field without a terminator has no room for a footer.
+// Returns the field's text.
 std::string_view appendFooter(char (&field)[BODY_FIELD_SIZE], const EmailEndpoint& endpoint,
                               bool bPresence, bool& appended);
 

@@ -27,8 +27,7 @@ constexpr const char* SENDER = "pthread_sendGenericEmail";
 constexpr size_t HEADER_BOUND = 255;         // bytes of the To and Subject lines
 constexpr int LONGEST_UNLOGGED_HEADER = 318; // a longer one is logged as cut
 
-// What the thread receives; both blocks are from the plain heap, and the thread owns both
-// from its start on.
+// The thread's argument. It and the record are from malloc; the thread frees both.
 struct GenericEmailThreadRequest {
     uint32_t request_size;
     void* request_data; // a copy of the whole record, its last byte a terminator
@@ -42,7 +41,7 @@ struct ThreadRequestRelease {
 };
 using ThreadRequestOwner = std::unique_ptr<GenericEmailThreadRequest, ThreadRequestRelease>;
 
-// Null if the heap is exhausted.
+// Null if memory is exhausted.
 ThreadRequestOwner copyRequest(uint32_t request_size, const void* request_data) {
     ThreadRequestOwner request(allocateCleared<GenericEmailThreadRequest>().release());
     if (!request)
@@ -56,14 +55,15 @@ ThreadRequestOwner copyRequest(uint32_t request_size, const void* request_data) 
     return request;
 }
 
-// A record too short for its flag goes to the thread in blocking mode, so that
-// the caller learns of the refusal.
+// A record too short for the flag counts as blocking, so that the caller learns that it
+// is refused.
 bool isBlocking(uint32_t request_size, const void* request_data) {
     return request_size < sizeof(GenericEmailStruct) ||
            bit0(static_cast<const GenericEmailStruct*>(request_data)->blocking);
 }
 
-// Starts the thread and hands the request over to it. Returns an error number.
+// Starts the thread, which then owns the request. Returns 0, or an error number, after
+// which the caller still owns it.
 int startThread(pthread_t& thread, int detachState, ThreadRequestOwner& request) {
     pthread_attr_t attributes;
     int error = pthread_attr_init(&attributes);
@@ -73,7 +73,7 @@ int startThread(pthread_t& thread, int detachState, ThreadRequestOwner& request)
     if (error == 0)
         error = pthread_create(&thread, &attributes, pthread_sendGenericEmail, request.get());
     pthread_attr_destroy(&attributes);
-    // From here on the thread owns it, and may have released it already.
+    // The thread may have freed the request already.
     if (error == 0)
         static_cast<void>(request.release());
     return error;
@@ -113,14 +113,14 @@ bool writeSubject(Attempt& attempt, MessageFile& message, std::string_view subje
     return message.write(attempt.line.view());
 }
 
-// A field without a terminator of its own runs on to the record's end, where one has
-// been forced.
+// The text at that offset. A field without a terminator extends to the record's end,
+// which sendGenericEmail terminates.
 std::string_view textAt(const GenericEmailThreadRequest& request, size_t offset) {
     return fieldText(static_cast<const char*>(request.request_data) + offset,
                      request.request_size - offset);
 }
 
-// Empty for a request that is refused.
+// The destination for the log; empty if the record is too short.
 std::string_view destinationOf(const GenericEmailThreadRequest& request) {
     if (request.request_size < sizeof(GenericEmailStruct))
         return "";
@@ -136,7 +136,7 @@ Ending attemptOnce(const GenericEmailThreadRequest& request, const Text<255>& me
     if (!readServerAddress(attempt))
         return giveUp(VESK_ERROR_FILE_ACCESS_FAIL);
     if (request.request_size < sizeof(GenericEmailStruct)) {
-        // The lines name the alert record's type: operators know this text.
+        // Both texts name the wrong record type; operators know them, so they stay.
         PM_LOG_AS(
             SENDER,
             "request_size less than sizeof(AlertEmailStruct), returning VESK_ERROR_INVALID_PARAMETER\n");
@@ -159,7 +159,7 @@ Ending attemptOnce(const GenericEmailThreadRequest& request, const Text<255>& me
     if (!writeRelayConfig(attempt, bMseCompatGenericEmail))
         return giveUp(VESK_ERROR_FILE_ACCESS_FAIL);
     composeFromLine(attempt, FromFallback::HostAtDomain);
-    if (message.write(attempt.line.view())) { // else the relay gets the Date line alone
+    if (message.write(attempt.line.view())) { // on failure, only the Date line is sent
         if (!writeTo(attempt, message, textAt(request, offsetof(GenericEmailStruct, szTo))) ||
             !writeSubject(attempt, message,
                           textAt(request, offsetof(GenericEmailStruct, szSubject))) ||
@@ -192,7 +192,7 @@ int32_t sendFromThread(ThreadRequestOwner request) {
 
 void* pthread_sendGenericEmail(void* argument) {
     PM_LOG("Entry\n");
-    // All that the thread holds is released in here: pthread_exit does not return.
+    // pthread_exit does not return: all that the thread owns is released in this call.
     const int32_t status =
         sendFromThread(ThreadRequestOwner(static_cast<GenericEmailThreadRequest*>(argument)));
     pthread_exit(std::bit_cast<void*>(static_cast<intptr_t>(status)));

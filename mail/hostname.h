@@ -1,11 +1,11 @@
-// The host part of the controller's identity in mails.
+// The controller's host name in mails.
 #pragma once
 
 #include "common/text.h"
 
 namespace pm {
 
-// Writes the configured name, else "norvu" and the chassis code. Never fails.
+// Writes the configured name. Without one, "norvu-" and the chassis code, or "norvu".
 void GetHostname(Text<255>& szHostname);
 
 } // namespace pm

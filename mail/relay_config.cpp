@@ -20,8 +20,8 @@ constexpr const char* OPERATION = "WriteEmailConfig";
 constexpr int RELAY_TIMEOUT_SECONDS = 20;
 constexpr mode_t PRIVATE_MASK = 066;
 
-// The file-creation mask belongs to the process: two threads that set and put
-// it back at once could leave the wrong one behind.
+// The umask belongs to the process: two threads that change and restore it at the same
+// time could leave the wrong one.
 std::mutex creationMaskLock;
 
 FileOwner openPrivate(const char* path) {
@@ -32,8 +32,8 @@ FileOwner openPrivate(const char* path) {
     return file;
 }
 
-// A line end in a value would begin a line of the relay's configuration, which
-// may name a command to run.
+// A line end in a value would add a line to the relay's configuration, and such a line
+// can name a command to run.
 bool holdsNoLineEnd(const char* value, const char* name) {
     if (std::strpbrk(value, "\r\n") == nullptr)
         return true;
@@ -41,8 +41,8 @@ bool holdsNoLineEnd(const char* value, const char* name) {
     return false;
 }
 
-// Only values that are written are tested: the host part where there is no sender
-// address, the login where authentication is on.
+// Tests only values that are written: the host name only without a sender address, the
+// login only with authentication.
 bool holdNoLineEnds(const EmailEndpoint& endpoint, const EmailConfigArgs& config,
                     const Text<255>& senderAddress) {
     const Text<255>& sender = senderAddress.empty() ? endpoint.szHostname : senderAddress;
@@ -58,7 +58,7 @@ bool isAddress(int family, const char* text) {
     return inet_pton(family, text, address) == 1;
 }
 
-// RFC 5321 4.1.3: an address literal stands in brackets.
+// True for an address, which needs brackets in the greeting (RFC 5321, section 4.1.3).
 bool isDomainLiteral(const char* domain) {
     constexpr const char* PREFIX = "IPv6:";
     return isAddress(AF_INET, domain) || (strncasecmp(domain, PREFIX, std::strlen(PREFIX)) == 0 &&
@@ -142,7 +142,7 @@ bool WriteEmailConfig(const char* path, EmailEndpoint& endpoint, const EmailConf
         PM_LOG_WHOLE("[%d]: %s: Couldn't allocate `sasl_mech', exiting\n");
         return false;
     }
-    // A failure here is reported only; the result depends on the last block.
+    // A failed write of this block is only reported, and does not fail the operation.
     if (!writeAuthentication(file.get(), config, word.get()))
         std::perror(writeError.get());
     if (!writeEncryption(file.get(), config.connectionEncryption)) {

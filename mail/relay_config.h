@@ -6,11 +6,11 @@
 
 namespace pm {
 
-// Writes the file at path (created 0600; a file that is there is truncated and
-// keeps its bits). endpoint gives server, domain (trimmed in place) and host part.
-// compatibility leaves the domain without the brackets of a literal. Returns false
-// after a report if a value holds a line end, the file can't be opened, or a part that
-// counts can't be written; what was written then stays in the file.
+// Writes the file at path: a new one gets mode 0600, an existing one is truncated and
+// keeps its mode. Trims endpoint.szDomainName in place. With compatibility, an address as
+// the domain is written without brackets. Reports and returns false if a value contains a
+// line end, the file cannot be opened, memory is exhausted or a write fails (other than
+// one of the authentication); the file keeps what was written until then.
 bool WriteEmailConfig(const char* path, EmailEndpoint& endpoint, const EmailConfigArgs& config,
                       const Text<255>& senderAddress, bool compatibility);
 

@@ -27,7 +27,7 @@ int32_t getCurrDnsRegister() {
     return value;
 }
 
-// The name under which the controller is registered, else its address.
+// The controller's name if it is registered in DNS, else its address.
 void chooseLinkAddress(Text<526>& link, const EmailEndpoint& endpoint, int32_t dnsRegister) {
     if (!endpoint.bDomainNameFromSystem || dnsRegister != REGISTERED) {
         link.assign(endpoint.szWebAddress.view());
@@ -73,7 +73,7 @@ bool writeComposed(MessageFile& message, const HeapOwner<Text<N>>& body) {
     return true;
 }
 
-// False if there is no memory for the body.
+// False if memory for the body is exhausted.
 bool composeAndWriteBody(MessageFile& message, std::string_view body, const EmailEndpoint& endpoint,
                          int32_t dnsRegister) {
     const size_t placeholder = body.find("[]");
@@ -105,7 +105,7 @@ Ending attemptOnce(const char* destination, const char* subject, const char* bod
     }
     if (!writeRelayConfig(attempt, bMseCompatSendEmail))
         return giveUp(VESK_ERROR_FILE_ACCESS_FAIL);
-    // This sender writes on whatever comes of a write.
+    // This sender ignores failed writes.
     writeDateLine(attempt, message);
     composeFromLine(attempt, FromFallback::HostAtDomain);
     message.write(attempt.line.view());
@@ -113,7 +113,7 @@ Ending attemptOnce(const char* destination, const char* subject, const char* bod
     writeHeader(attempt, message, "Subject", subject);
     message.write(CONTENT_TYPE_LINE);
     if (!composeAndWriteBody(message, body, attempt.endpoint, dnsRegister)) {
-        message.keep(); // its header stays until the next mail truncates it
+        message.keep(); // incomplete; the next mail truncates it
         return giveUp(PM_ERROR_NO_BODY_BUFFER);
     }
     message.write("\n\n");

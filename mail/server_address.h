@@ -1,4 +1,4 @@
-// The test of the configured server address that handlers begin with.
+// Check of the mail server's address, the first step of some handlers.
 #pragma once
 
 #include "common/text.h"
@@ -7,9 +7,8 @@
 
 namespace pm {
 
-// Reads the address (255 bytes) and gives false, with a line under the handler's
-// name, if that fails or the address is the "0.0.0.0" of an unset one. An empty
-// address passes.
+// Reads the address, at most 255 bytes. If it cannot be read or is "0.0.0.0" (not set),
+// logs that under the handler's name and returns false. An empty address is accepted.
 template <size_t N>
 bool readUsableServerAddress(const char* handler, Text<N>& szServerAddress) {
     if (!readSetting("pm_str_email_server_address", szServerAddress, 255)) {

@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* SENDER = "sendTestEmail";
 
-// Empty for a request that is refused.
+// The destination; empty if the request is null or too short.
 std::string_view destinationOf(uint32_t request_size, const TestEmailStruct* request) {
     if (request == nullptr || request_size < sizeof(TestEmailStruct))
         return "";

@@ -13,7 +13,7 @@ namespace {
 constexpr const char* OPERATION = "sendTestEmailEx";
 constexpr uint32_t READ_LIMIT = 255;
 
-// Tests the request and takes its index; gives a status.
+// Checks the request and reads its index. Returns 0, or the status for a bad request.
 int32_t takeIndex(uint32_t request_size, const void* request_data, int32_t& index) {
     if (request_data == nullptr) {
         PM_LOG_AS(OPERATION, "request_data is NULL, returning VESK_ERROR_INVALID_PARAMETER\n");
@@ -40,7 +40,7 @@ int32_t takeIndex(uint32_t request_size, const void* request_data, int32_t& inde
 void composeBody(Text<2040>& body, const AlertDestination& keys) {
     Text<32> szDate;
     formatDate(szDate);
-    // An unreadable message counts as none.
+    // A message that cannot be read counts as empty.
     Text<64> custom;
     readSetting(keys.bodyKey, custom);
     if (custom.empty()) {
@@ -59,7 +59,7 @@ void composeBody(Text<2040>& body, const AlertDestination& keys) {
 
 int32_t sendTestEmailEx(uint32_t request_size, void* request_data) {
     PM_LOG_WHOLE("[%d]: Entering `%s'\n");
-    // The server comes before the request.
+    // The server address is checked before the request.
     Text<256> szServerAddress;
     if (!readUsableServerAddress(__func__, szServerAddress))
         return VESK_ERROR_GENERAL;

@@ -39,7 +39,7 @@ bool takeSpare(Text<6>& text) {
 }
 
 void removeMatches(const char* path) {
-    // The path followed by one to five digits, and nothing else.
+    // Matches the path followed by one to five digits.
     Text<255> pattern(path);
     for (int digits = 1; digits <= 5; ++digits) {
         pattern.append("[0-9]");

@@ -1,4 +1,4 @@
-// Names for the files of the generic mail's threads.
+// File names of the threads that send generic mails.
 #pragma once
 
 #include "common/text.h"
@@ -8,7 +8,7 @@ namespace pm {
 inline constexpr const char* GENERIC_MESSAGE_PATH = "/tmp/zorqgenericemail";
 
 // Reserves a file suffix for the thread: its id cut to five digits. Cut ids can collide;
-// the later thread gets a free one with a leading zero, which no id has.
+// the later thread gets a free one with a leading zero, which no id has, or waits for one.
 class ThreadText {
   public:
     explicit ThreadText(int threadId);
@@ -21,12 +21,12 @@ class ThreadText {
 
   private:
     Text<6> m_text;
-    ThreadText* m_next = nullptr; // in the list of all that are held
+    ThreadText* m_next = nullptr; // the next one in the list of reserved suffixes
 };
 
-// Removes what a killed pm left behind, but for the relay configuration that all of its
-// senders share: a thread's own one holds a password, and a relay that still runs would
-// read on in the message of the next mail.
+// Removes the files of a killed pm: messages, so that a relay that still runs does not
+// read the next mail's text; and threads' relay configurations, which hold a password.
+// Keeps the relay configuration that the senders share.
 void removeLeftFiles();
 
 } // namespace pm

@@ -1,5 +1,5 @@
-/* Attribute keys such as "Norvu.Embedded.1#IPv4.1#Enable". Both calls return 0
- * on success. */
+/* Attributes, with keys such as "Norvu.Embedded.1#IPv4.1#Enable". Both calls return
+ * 0 on success. */
 #pragma once
 
 #include <stdint.h>

@@ -9,8 +9,8 @@ extern "C" {
 
 /* Runs the command line and returns when it has ended. */
 int vesk_exec_systemcmd(const char* command);
-/* The same with the file at input_path as the command's standard input; all
- * other arguments are 0. Returns 0 if the command succeeded. */
+/* The same with the file at input_path as the command's standard input; the other
+ * arguments are 0. Returns 0 if the command succeeded. */
 int vesk_exec_systemcmd_ext(const char* command, uint64_t zero2, uint64_t zero3, uint64_t zero4,
                             uint64_t zero5, uint64_t zero6, uint64_t zero7, uint64_t zero8,
                             const char* input_path, uint64_t zero10, uint64_t zero11);

@@ -1,5 +1,5 @@
-/* Distribution-service client: delivers the subscribed events and owns the loop
- * on which the service thread works. */
+/* Distribution-service client: delivers subscribed events, and owns the loop that
+ * the service thread runs. */
 #pragma once
 
 #include <stdint.h>
@@ -8,11 +8,11 @@
 extern "C" {
 #endif
 
-/* record is a notification record (common/records.h). The result tells
- * the publisher how it went; 0 is success. */
+/* record is a notification record (common/records.h). The publisher receives the
+ * result; 0 is success. */
 typedef int32_t (*qornc_event_callback)(void* first, const char* topic, const void* record);
 
-/* A row of the event table; an all-zero row closes it. */
+/* A row of the event table; an all-zero row ends it. */
 struct qornc_event_row {
     const char* topic;
     qornc_event_callback callback;
@@ -34,13 +34,13 @@ struct qornc_init_record {
     uint64_t reserved6[7];
 };
 
-/* What qornc_initialize allocates; pm uses three fields at fixed offsets. */
+/* Allocated by qornc_initialize; pm uses three fields at fixed offsets. */
 struct qornc_context {
     uint64_t reserved0[3];
     void* manager; /* function-manager handle */
     void* loop;    /* a CZMQ zloop */
     uint64_t reserved5;
-    void** first_actor; /* written by pm: where it keeps the first actor's handle */
+    void** first_actor; /* set by pm: address of the first actor's handle */
 };
 
 /* 0 and a non-null context mean success. */

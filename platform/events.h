@@ -7,7 +7,7 @@
 extern "C" {
 #endif
 
-/* Raises an event of that name; both further arguments are 0. */
+/* Raises the named event; the other arguments are 0. */
 int vesk_event_occurred(const char* name, uint64_t zero1, uint64_t zero2);
 
 #ifdef __cplusplus

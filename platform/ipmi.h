@@ -22,7 +22,7 @@ struct ipmi_host_name {
 
 int IPMIGetOEMChassisCode_HW(struct ipmi_chassis_code* record);
 int IPMIGetOEMHostName_HW(struct ipmi_host_name* record);
-/* 18 bytes; a community of 18 characters has no terminator. */
+/* community has 18 bytes; a text of 18 characters has no terminator. */
 int IPMIGetCommunityString_HW(char* community);
 
 #ifdef __cplusplus

@@ -17,8 +17,8 @@ enum {
     BODY_ENUM_TEXT_OFFSET = 72 /* in the body: an enum's string reference */
 };
 
-/* The search ran; *object (null on entry) stays null if nothing matches. The
- * caller releases the object with free. */
+/* 0 means that the search ran. *object (null on entry) stays null if no object has the
+ * key; the caller releases it with free. */
 int client_get_obj_by_key(const char* key, void** object);
 /* *body (null on entry) is a view into the object. */
 int client_get_obj_body_ptr(void* object, void** body);

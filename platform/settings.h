@@ -7,17 +7,17 @@
 extern "C" {
 #endif
 
-/* Results of the vesk_config_* calls: bit 0 set means done, the other bits mean
- * nothing. */
+/* The vesk_config_* calls return a number with bit 0 set on success; the other bits
+ * are undefined. */
 
-/* Loads the settings; called once. factory_defaults 1 drops what was stored at
- * run time. The result is of no use to callers. */
+/* Loads the settings; call it once. factory_defaults 1 discards those stored at run
+ * time. Callers ignore the result. */
 int vesk_init_config_from_file(const char* path, uint8_t factory_defaults);
 
 /* Bit 0 of *value is the stored boolean. */
 int vesk_config_get_bool(const char* key, uint8_t* value);
 int vesk_config_get_int(const char* key, int32_t* value);
-/* At most size bytes of text; a text of size bytes comes without terminator. */
+/* Copies at most size bytes; a text of size bytes comes without a terminator. */
 int vesk_config_get_str_n(const char* key, char* buffer, uint32_t size);
 /* The third argument of both is 1. */
 int vesk_config_set_int(const char* key, int32_t value, int32_t one);

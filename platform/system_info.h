@@ -5,7 +5,7 @@
 extern "C" {
 #endif
 
-/* 0 means success: *text (null on entry) then holds null or a text that the
+/* Reads a property. On success (0), *text (null on entry) is null or a text that the
  * caller releases with free. */
 int HWI_SystemInfo_get_property(const char* object_path, const char* property, char** text);
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Shows pm at work: a platform event becomes four mails, and a test trap arrives.
-# Everything runs on loopback in a temporary folder and is gone afterwards.
+# Everything runs on loopback in a temporary folder, which is removed afterwards.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/lib.sh
@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 dir='' started=()
 cleanup() {
     trap - EXIT
-    trap '' INT TERM HUP # what ends here, ends whole
+    trap '' INT TERM HUP # another signal must not interrupt the cleanup
     for pid in "${started[@]}"; do kill "$pid" 2>/dev/null || true; done
     for pid in "${started[@]}"; do wait "$pid" 2>/dev/null || true; done
     [ -z "$dir" ] || rm -rf "$dir"
@@ -17,7 +17,7 @@ trap cleanup EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM HUP
 
-# A command in the background, so that a signal to this script ends it at once.
+# Runs a command in the background and waits for it, so that a signal ends this script at once.
 run() {
     "$@" &
     started+=($!)
@@ -32,12 +32,12 @@ fail() {
 run scripts/setup.sh
 run build release pm pmctl
 
-# Not below /tmp: pm gets a /tmp of its own, and so disturbs no other pm.
+# Not below /tmp: pm gets a private /tmp, so that it does not disturb an installed pm.
 dir=$(mktemp -d /var/tmp/pm-demo.XXXXXX)
 export PM_HOST_ROOT=$dir/root
 mkdir -p "$dir/tmp" "$PM_HOST_ROOT/etc"
-cp build/release/pm "$dir/pm"
-pmctl=build/release/pmctl/pmctl
+cp "$builds/release/pm" "$dir/pm"
+pmctl=$builds/release/pmctl/pmctl
 
 say "Starting a mail server and a trap receiver on loopback"
 mkfifo "$dir/mails" "$dir/traps"
@@ -61,7 +61,8 @@ MIBS='' SNMP_PERSISTENT_DIR=$dir snmptrapd -f -n -Lo -C -c "$dir/snmptrapd.conf"
 started+=($!)
 exec 4<"$dir/traps"
 
-# Reads what the trap receiver prints up to a line with a text; prints it if asked to.
+# await_trap_line TEXT [show]: reads the trap receiver's lines up to one with TEXT, and prints
+# them with show.
 await_trap_line() {
     local line
     while read -r -t 10 line <&4; do
@@ -100,23 +101,23 @@ if private=$(private_mounts); then
     # shellcheck disable=SC2086
     $private sh -c 'mount --bind "$0/tmp" /tmp && exec "$0/pm"' "$dir" &
 else
-    echo "This machine allows no mounts of one's own: pm uses the common /tmp."
+    echo "This machine allows no private mounts: pm uses the shared /tmp."
     "$dir/pm" &
 fi
 pm=$!
 started+=("$pm")
-until $pmctl --timeout 5 list >"$dir/list.txt" 2>&1; do
+until "$pmctl" --timeout 5 list >"$dir/list.txt" 2>&1; do
     kill -0 "$pm" 2>/dev/null || fail "pm did not start"
     sleep 0.02
 done
 cat "$dir/list.txt"
 
 say "pmctl event event_ipmi_pet --message 'Fan 3 failed'"
-run $pmctl --timeout 60 event event_ipmi_pet --message 'Fan 3 failed' || fail "the event failed"
+run "$pmctl" --timeout 60 event event_ipmi_pet --message 'Fan 3 failed' || fail "the event failed"
 tail -n +2 "$dir/mails.txt"
 
-expect() { # what is looked for, how often, where
-    [ "$(grep -cxF -- "$1" "$3")" -eq "$2" ] || fail "not $2 times in what arrived: $1"
+expect() { # line, how often, file
+    [ "$(grep -cxF -- "$1" "$3")" -eq "$2" ] || fail "expected $2 times: $1"
 }
 for n in 1 2 3 4; do
     expect "To: admin$n@example.com" 1 "$dir/mails.txt"
@@ -128,13 +129,13 @@ expect "Fan 3 failed" 4 "$dir/mails.txt"
 expect "To launch the Norvu Web Interface, click here: https://192.0.2.10" 4 "$dir/mails.txt"
 
 say "pmctl test-trap 1"
-run $pmctl test-trap 1 || fail "the test trap failed"
+run "$pmctl" test-trap 1 || fail "the test trap failed"
 await_trap_line ";" show >"$dir/trap.txt" || fail "no trap arrived"
 cat "$dir/trap.txt"
-grep -q 'generic 6, specific .1001' "$dir/trap.txt" || fail "the trap is another one"
+grep -q 'generic 6, specific .1001' "$dir/trap.txt" || fail "this is not the test trap"
 # GUID first, host name last.
 tr -s ' \n' ' ' <"$dir/trap.txt" |
     grep -q '00 11 22 33 44 55 66 77 88 99 AA BB CC DD EE FF .*68 6F 73 74 31 32 00 C1' ||
-    fail "the trap does not tell the system's GUID and host name"
+    fail "the trap lacks the system's GUID or host name"
 
 say "Four mails and a trap arrived as expected."

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Builds the fuzz targets with clang and runs each for some seconds on its seeds:
 #   scripts/fuzz.sh [SECONDS] [TARGET]...      by default 20 seconds, all targets
-# What they find anew stays in build/fuzz/corpus, crashes in build/fuzz/crashes;
-# docs/faults.md tells how to replay one.
+# New inputs are kept in build/fuzz/corpus, crashes in build/fuzz/crashes; docs/faults.md
+# says how to replay a crash.
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit
 . scripts/lib.sh
@@ -12,31 +12,27 @@ targets=("${@:2}")
 [ ${#targets[@]} -gt 0 ] || targets=(records words settings_file messages)
 compiler=$(command -v clang++ clang++-14 | head -n 1)
 if [ -z "$compiler" ]; then
-    echo "clang++ is missing: apt-get install clang libclang-rt-14-dev" >&2
+    echo "clang++ is missing: apt-get install clang libclang-rt-dev" >&2
     exit 1
 fi
 
 say "Building the fuzz targets"
-here=build/fuzz
-if [ ! -f $here/build.ninja ]; then
-    cmake -S . -B $here -G Ninja -DCMAKE_CXX_COMPILER="$compiler" \
+here=$builds/fuzz
+if [ ! -f "$here/build.ninja" ]; then
+    cmake -S . -B "$here" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" \
         -DCMAKE_C_COMPILER="${compiler/++/}" -DCMAKE_CXX_FLAGS="-O1 -g" \
         -DPM_SANITIZE=fuzzer-no-link,address,undefined -DPM_BUILD_FUZZ=ON -DPM_BUILD_TESTS=OFF ||
         exit
 fi
-cmake --build $here --target "${targets[@]/%/_fuzz}" || exit
+cmake --build "$here" --target "${targets[@]/%/_fuzz}" || exit
 
-# pm's files have fixed names, so that each target gets a /tmp of its own.
-mounts=$(private_mounts) || { echo "this machine gives no private /tmp" >&2; exit 1; }
 failed=()
 for target in "${targets[@]}"; do
     say "$target for $seconds s"
-    corpus=$PWD/$here/corpus/$target
-    crashes=$PWD/$here/crashes/$target-
+    corpus=$here/corpus/$target
+    crashes=$here/crashes/$target-
     mkdir -p "$corpus" "${crashes%/*}"
-    # shellcheck disable=SC2086,SC2016
-    $mounts sh -c 'mount -t tmpfs tmpfs /tmp && exec "$@"' sh \
-        "$PWD/$here/tests/fuzz/${target}_fuzz" -max_total_time="$seconds" -timeout=10 \
+    with_private_tmp "$here/tests/fuzz/${target}_fuzz" -max_total_time="$seconds" -timeout=10 \
         -print_final_stats=1 -artifact_prefix="$crashes" "$corpus" "$PWD/tests/fuzz/seeds/$target" \
         >"$here/$target.log" 2>&1
     status=$?

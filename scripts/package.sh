@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # Makes the Debian package and prints its path:
-#   scripts/package.sh          of the release build, which it makes first
-#   scripts/package.sh BUILD    of what stands in a build folder
+#   scripts/package.sh          builds the release preset first
+#   scripts/package.sh BUILD    uses an existing build folder
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. scripts/lib.sh
 
-build=${1:-build/release}
+build=${1:-$builds/release}
 maintainer=$(sed -n 's/^Maintainer: //p' packaging/debian/control.in)
 version=$(sed -n 's/^project(pm VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 released=$(sed -n "s/^## $version (\(.*\))$/\1/p" CHANGELOG.md)
@@ -13,42 +14,35 @@ released=$(sed -n "s/^## $version (\(.*\))$/\1/p" CHANGELOG.md)
     echo "package: CHANGELOG.md has no section '## $version (DATE)'" >&2
     exit 1
 }
-for tool in dpkg-shlibdeps strip; do
+for tool in dpkg-shlibdeps dpkg-architecture; do
     command -v $tool >/dev/null || {
         echo "package: $tool is missing; install dpkg-dev" >&2
         exit 1
     }
 done
 if [ $# -eq 0 ]; then
-    . scripts/lib.sh
     build release pm pmctl >&2
 fi
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 stage=$work/stage
-put() { # mode, file, where it goes
-    install -D -m "$1" "$2" "$stage/$3"
-}
-put_packed() { # file, where it goes
+put_packed() { # file, path in the package
     mkdir -p "$stage/$(dirname "$2")"
     gzip -9nc "$1" >"$stage/$2"
     chmod 644 "$stage/$2"
 }
+cached() { # a variable of the build's configuration
+    sed -n "s/^$1:[A-Z]*=//p" "$build/CMakeCache.txt"
+}
 
 umask 022
-put 755 "$build/pm" usr/sbin/pm
-put 755 "$build/pmctl/pmctl" usr/bin/pmctl
-strip --strip-unneeded --remove-section=.comment --remove-section=.note \
+DESTDIR=$stage cmake --install "$build" --prefix /usr >&2
+"$(cached CMAKE_STRIP)" --strip-unneeded --remove-section=.comment --remove-section=.note \
     "$stage/usr/sbin/pm" "$stage/usr/bin/pmctl"
-put 600 packaging/pm.conf etc/pm.conf
-put 644 packaging/pm.service lib/systemd/system/pm.service
-put 644 packaging/pmctl.bash usr/share/bash-completion/completions/pmctl
-for page in packaging/man/*.[0-9]; do
-    put_packed "$page" "usr/share/man/man${page##*.}/$(basename "$page").gz"
-done
-put 644 packaging/debian/copyright usr/share/doc/pm/copyright
-put 644 packaging/debian/lintian-overrides usr/share/lintian/overrides/pm
+find "$stage/usr/share/man" -type f -exec gzip -9n {} +
+install -D -m 644 packaging/debian/copyright "$stage/usr/share/doc/pm/copyright"
+install -D -m 644 packaging/debian/lintian-overrides "$stage/usr/share/lintian/overrides/pm"
 {
     printf 'pm (%s) bookworm; urgency=medium\n\n' "$version"
     awk -v version="$version" '/^## / { on = $2 == version }
@@ -57,11 +51,14 @@ put 644 packaging/debian/lintian-overrides usr/share/lintian/overrides/pm
 } >"$work/changelog"
 put_packed "$work/changelog" usr/share/doc/pm/changelog.gz
 
+# The architecture of the compiler's target: a cross build has another one than this machine.
+triplet=$("$(cached CMAKE_CXX_COMPILER)" -dumpmachine)
+architecture=$(dpkg-architecture -f -t "$triplet" -q DEB_HOST_ARCH)
+export DEB_HOST_ARCH=$architecture
 mkdir -p "$stage/DEBIAN" "$work/debian"
-: >"$work/debian/control" # dpkg-shlibdeps works in a source tree
+: >"$work/debian/control" # dpkg-shlibdeps expects a source tree
 shlibs=$(cd "$work" && dpkg-shlibdeps -O stage/usr/sbin/pm stage/usr/bin/pmctl |
     sed -n 's/^shlibs:Depends=//p')
-architecture=$(dpkg --print-architecture)
 sed -e "s/@VERSION@/$version/; s/@ARCHITECTURE@/$architecture/; s/@SHLIBS@/$shlibs/" \
     -e "s/@SIZE@/$(du -sk --apparent-size "$stage" | cut -f1)/" \
     packaging/debian/control.in >"$stage/DEBIAN/control"
@@ -71,7 +68,7 @@ install -m 755 packaging/debian/{postinst,prerm,postrm} "$stage/DEBIAN"
     sort -z | xargs -0 md5sum) >"$stage/DEBIAN/md5sums"
 
 package=$build/pm_${version}_$architecture.deb
-# The same tree gives the same package, byte for byte.
+# With a fixed date, the same tree gives the same package, byte for byte.
 SOURCE_DATE_EPOCH=$(date -u +%s -d "$released") \
     dpkg-deb --root-owner-group --build "$stage" "$package" >&2
 if command -v lintian >/dev/null; then

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Installs the Debian 12 packages that pm needs and that are missing.
-#   scripts/setup.sh          to build pm and run the demo
-#   scripts/setup.sh --tests  also what the checks and tests use
+# Installs the missing ones of the Debian 12 packages that pm needs.
+#   scripts/setup.sh          for building pm and running the demo
+#   scripts/setup.sh --tests  also for the checks and tests
 set -euo pipefail
 
 packages=(
@@ -12,8 +12,8 @@ packages=(
 )
 if [ "${1:-}" = --tests ]; then
     packages+=(
-        clang clang-format clang-tidy libclang-rt-14-dev gcovr
-        dbus-daemon dpkg-dev lintian openssl python3-pytest python3-zmq
+        clang clang-format clang-tidy libclang-rt-dev gcovr
+        dbus-daemon dpkg-dev lintian openssl python3-pytest python3-pytest-xdist python3-zmq
     )
 fi
 
@@ -35,6 +35,6 @@ if [ "$(id -u)" -ne 0 ]; then
 fi
 install=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y
     --no-install-recommends "${missing[@]}")
-# The lists of a fresh machine are empty, those of an old one name versions that are gone.
+# The package lists may be missing, or so old that they name versions that no longer exist.
 "${as_root[@]}" apt-get update
 "${install[@]}"

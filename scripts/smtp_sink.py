@@ -1,6 +1,6 @@
-"""An SMTP server on loopback that keeps what it gets and can misbehave on request.
+"""An SMTP server on loopback that keeps the mails it receives and can misbehave on request.
 
-As a program it serves a demonstration: it prints its port, and each mail as it came.
+Run as a program (see demo.sh), it prints its port and then each mail.
 """
 import asyncio
 import hashlib
@@ -20,9 +20,9 @@ logging.getLogger("mail.log").setLevel(logging.CRITICAL)
 
 class SmtpSink:
     """refuse: how many recipients to refuse; domain: a pattern that the greeting's domain
-    must match; logins: {user: password}, and then a login is demanded by one of mechanisms;
-    tls: a context, used from the start or, with starttls, on request; mode: "serve", or
-    "hang" (accept and say nothing until released), or "drop" (accept and close)."""
+    must match; logins: {user: password}, which makes a login by one of mechanisms mandatory;
+    tls: a context, used from the start or, with starttls, on request; mode: "serve",
+    "hang" (accept, then send nothing until release()) or "drop" (accept, then close)."""
 
     def __init__(self, host="127.0.0.1", refuse=0, domain="", logins=None, mechanisms="PLAIN",
                  tls=None, starttls=False, mode="serve", on_mail=None):
@@ -49,11 +49,11 @@ class SmtpSink:
         self.thread.join()
 
     def release(self):
-        """Lets hanging connections go: they are closed."""
+        """Closes the hanging connections."""
         self.loop.call_soon_threadsafe(self.released.set)
 
     def wait(self, test, seconds=20):
-        """Waits until test(self) holds, which is asked whenever something has come."""
+        """Waits until test(self) is true. Tests after each connection, greeting and mail."""
         with self.changed:
             assert self.changed.wait_for(lambda: test(self), seconds), (
                 f"{self.connections} connections, {len(self.mails)} mails came")

@@ -1,6 +1,7 @@
-"""Mixed requests and events at a pm that is killed and restarted, against a mail server that
-refuses, hangs and drops. Fails if a mail whose caller got success did not arrive, if one arrived
-more often than attempts were made, if anything is left over, or if memory grows."""
+"""Sends mixed requests and events to a pm that is killed and restarted, with a mail server that
+refuses, hangs and drops connections. Fails if a mail reported as sent did not arrive, if one
+arrived more often than pm makes attempts, if files, processes or descriptors are left, or if
+memory grows."""
 import collections
 import contextlib
 import os
@@ -23,13 +24,13 @@ from conftest import BUILD, Pm, settings, until  # noqa: E402
 from smtp_sink import SmtpSink  # noqa: E402
 
 CLIENTS = 6
-ATTEMPTS = 2  # at one mail, at most
-GROWTH = 1024  # kB that one pm may come to hold beyond what it held early in its life
-KINDS = {  # name: (weight, receivers of which each gets the mail if the caller got success)
+ATTEMPTS = 2  # maximum for one mail
+GROWTH = 1024  # kB by which a pm process may grow after the first third of its life
+KINDS = {  # name: (weight, receivers that must each have the mail if pm reported success)
     "mail": (4, ["x@example.com"]), "detached": (2, []), "message": (2, ["x@example.com"]),
     "alert": (1, [f"user{n}@example.com" for n in range(1, 5)]),
     "alert-mail": (2, ["user2@example.com"]),
-    "event": (1, ["user4@example.com"]),  # its status is that of the last destination
+    "event": (1, ["user4@example.com"]),  # returns the status of the last destination
     "trap": (2, []), "refused": (1, []), "set": (1, [])}
 FUNCTIONS = {"mail": "sendGenericEmail", "detached": "sendGenericEmail",
              "message": "sendTestEmail", "alert": "sendEmailAlertsEx",
@@ -37,7 +38,7 @@ FUNCTIONS = {"mail": "sendGenericEmail", "detached": "sendGenericEmail",
 
 
 def request(kind, token):
-    """The frames of a request behind its tag."""
+    """The frames of a request after its tag."""
     text = token.encode()
     if kind == "set":
         return [b"set", b"pm_str_email_alert1_subject", b"Soak " + text[6:]]
@@ -61,13 +62,13 @@ class Soak:
     def __init__(self, pm, sink):
         self.pm, self.sink = pm, sink
         self.lives, self.over, self.growth = 0, threading.Event(), 0
-        self.answers = {}  # token: (kind, whether the caller got success; None: no answer)
+        self.answers = {}  # token: (kind, whether pm reported success; None: no answer)
         self.context = zmq.Context()
 
     # --- Callers
 
     def ask(self, kind, token):
-        """True or False as pm answered; None if it was ended meanwhile."""
+        """Whether the request succeeded; None if pm was ended before it answered."""
         life = self.lives
         with self.context.socket(zmq.DEALER) as client:
             client.linger = 0
@@ -90,7 +91,7 @@ class Soak:
             self.answers[token] = (kind, None)
             self.answers[token] = (kind, self.ask(kind, token))
 
-    # --- The mail server's moods, and pm's ends
+    # --- Faults of the mail server, and kills of pm
 
     def misbehave(self):
         while not self.over.wait(random.uniform(0.1, 0.5)):
@@ -103,7 +104,7 @@ class Soak:
             self.sink.release()
 
     def processes(self):
-        """What runs in the mounts of the pm that runs now, without pm itself."""
+        """IDs of the other processes in the mount namespace of the current pm: its children."""
         def mounts(pid):
             with contextlib.suppress(OSError):
                 return os.readlink(f"/proc/{pid}/ns/mnt")
@@ -116,7 +117,7 @@ class Soak:
         return int(re.search(r"RssAnon:\s*(\d+)", status)[1])
 
     def live(self, seconds):
-        """One life of pm, by the end of which it holds no more memory than after a third."""
+        """Lets pm run, and notes how much its memory grows after the first third of the time."""
         assert not self.over.wait(seconds / 3)
         before = self.memory()
         assert not self.over.wait(seconds * 2 / 3)
@@ -124,7 +125,7 @@ class Soak:
         assert self.pm.process.poll() is None, "pm ended by itself"
 
     def kill(self, sig):
-        """Ends pm and, as its unit does, what it has started."""
+        """Ends pm and, as its unit does, its child processes."""
         children = self.processes()
         status = self.pm.stop(sig)
         assert status == (1 if sig == signal.SIGTERM else -sig), status
@@ -133,7 +134,7 @@ class Soak:
                 os.kill(child, signal.SIGKILL)
         self.lives += 1
 
-    # --- The reckoning
+    # --- Run, and check the results
 
     def run(self, seconds):
         threads = [threading.Thread(target=self.call, args=(n,)) for n in range(CLIENTS)]
@@ -158,7 +159,7 @@ class Soak:
         self.pm.ctl("test-message", "--to", "x@example.com", "--subject", "S", "--body", "last")
         until(lambda: self.pm.holds_no_more_than(held) and not self.processes(), 60)
         assert self.pm.left() == ["zorqemailconfig.txt"], self.pm.left()
-        sanitized = b"__asan_init" in (BUILD / "pm").read_bytes()  # keeps what is released
+        sanitized = b"__asan_init" in (BUILD / "pm").read_bytes()  # ASan keeps freed memory
         assert sanitized or self.growth <= GROWTH, f"memory has grown by {self.growth} kB"
         self.reckon()
 
@@ -178,8 +179,8 @@ class Soak:
         for kind in KINDS:
             print(f"{kind:10}  success {kinds[kind, True]:6}  failure {kinds[kind, False]:6}  "
                   f"no answer {kinds[kind, None]:4}")
-        print(f"{len(self.sink.mails)} mails arrived, {self.lives} ends of pm, memory grew by at "
-              f"most {self.growth} kB in a life")
+        print(f"{len(self.sink.mails)} mails arrived, pm ended {self.lives} times, memory grew by "
+              f"at most {self.growth} kB in one life")
         assert kinds["mail", True] and kinds["event", True] and kinds["mail", False], "too little"
 
 

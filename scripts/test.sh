@@ -1,75 +1,95 @@
 #!/usr/bin/env bash
-# Builds pm and runs every check and test, or only the parts that are named:
-#   scripts/test.sh [format|tidy|units|tsan|system|asan|coverage|fuzz|soak]...
+# Builds pm and tests it:
+#   scripts/test.sh              format, share, units, system: one build, some minutes
+#   scripts/test.sh all          every part
+#   scripts/test.sh PART...      the named parts
 #
-#   format  clang-format, and the direction of includes between folders
-#   tidy    clang-tidy
-#   units   unit tests, built with the address and undefined-behaviour sanitizers
-#   tsan    the concurrent unit tests, built with the thread sanitizer
-#   system  system tests of the release build
-#   asan    system tests of the pm that the sanitizers watch
-#   coverage  how many lines of own operations the unit tests run
-#   fuzz    each fuzz target for some seconds
-#   soak    mixed traffic against bad mail servers, with pm killed now and then
+#   format    clang-format, and the direction of includes between folders
+#   share     lines of tests and golden texts: at most a third of the code
+#   units     unit tests, with the address and undefined-behaviour sanitizers
+#   system    system tests of the same build
+#   tidy      clang-tidy
+#   odr       the one-definition rule, checked by the linker
+#   tsan      the concurrent unit tests, with the thread sanitizer
+#   release   system tests of the release build, the package included
+#   coverage  how many lines of pm's own operations the unit tests run
+#   fuzz      each fuzz target for 20 seconds
+#   soak      mixed traffic against bad mail servers, with pm killed now and then
+#
+# PM_BUILD_DIR names a folder for the builds, for example for a read-only source tree.
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit
 . scripts/lib.sh
 
-all=(format tidy units tsan system asan coverage fuzz soak)
-parts=("${@:-${all[@]}}")
-[ $# -gt 0 ] || parts=("${all[@]}")
+brief=(format share units system)
+all=("${brief[@]}" tidy odr tsan release coverage fuzz soak)
+case $# in
+    0) parts=("${brief[@]}") ;;
+    *) parts=("$@") ;;
+esac
+[ "${parts[*]}" != all ] || parts=("${all[@]}")
 for part in "${parts[@]}"; do
     if [[ " ${all[*]} " != *" $part "* ]]; then
-        sed -n '2,13s/^# \{0,1\}//p' "$0" >&2
+        sed -n '2,/^set/s/^# \{0,1\}//p' "$0" >&2
         exit 2
     fi
 done
 
 scripts/setup.sh --tests || exit
+mkdir -p "$builds" || exit
 log=$(mktemp -d) || exit
 trap 'rm -rf "$log"' EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM HUP
 
-sources() { find common config core mail trap platform pmctl tests bench packaging -name '*.cpp' -o -name '*.h'; }
+sources() {
+    find common config core mail trap platform pmctl tests bench packaging \
+        \( -name '*.cpp' -o -name '*.h' \) -print0
+}
 
 check_format() {
     local status=0
-    sources | xargs clang-format --dry-run -Werror || status=1
+    sources | xargs -0 clang-format --dry-run -Werror || status=1
     python3 tests/include_rules.py . || status=1
     return $status
 }
 
+check_share() { python3 tests/share.py .; }
+
+check_units() {
+    build asan pm pmctl pm_unit_tests pm_host_tests &&
+        with_private_tmp ctest --test-dir "$builds/asan" --output-on-failure -j "$(nproc)"
+}
+
+check_system() { build asan pm pmctl && PM_BUILD=$builds/asan system_tests -m "not release"; }
+
 check_tidy() {
-    # The compiler's precompiled headers are not clang's.
-    [ -f build/tidy/build.ninja ] || cmake --preset release -B build/tidy \
+    # clang-tidy cannot read the compiler's precompiled headers.
+    [ -f "$builds/tidy/build.ninja" ] || cmake --preset release -B "$builds/tidy" \
         -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON -DPM_BUILD_BENCH=ON >/dev/null || return
-    sources | grep '\.cpp$' | grep -v '^tests/' |
-        xargs -P "$(nproc)" -n 2 clang-tidy --quiet -p build/tidy 2>&1 |
+    sources | grep -z '\.cpp$' | grep -zv '^tests/' |
+        xargs -0 -P "$(nproc)" -n 2 clang-tidy --quiet -p "$builds/tidy" 2>&1 |
         { grep -Ev '^[0-9]+ warnings? (generated|treated)|^Suppressed|^Use -header' || true; }
 }
 
-check_units() {
-    build asan && ctest --test-dir build/asan --output-on-failure -j "$(nproc)"
-}
+# Finds types and functions that have the same name in two files but differ.
+check_odr() { build odr pm pmctl pm_unit_tests pm_host_tests; }
 
-# The thread sanitizer needs an address space that is laid out as it expects.
+# setarch -R: the thread sanitizer does not work with every random address layout.
 check_tsan() {
-    build tsan pm_unit_tests && setarch -R ctest --test-dir build/tsan --output-on-failure -j "$(nproc)" \
-        -L concurrent --no-tests=error
+    build tsan pm_unit_tests && with_private_tmp setarch -R ctest --test-dir "$builds/tsan" \
+        --output-on-failure -j "$(nproc)" -L concurrent --no-tests=error
 }
 
-check_asan() { build asan pm pmctl && PM_BUILD=build/asan system_tests -m "not release"; }
-
+check_release() { build release pm pmctl && PM_BUILD=$builds/release system_tests; }
 check_coverage() { scripts/coverage.sh; }
 check_fuzz() { scripts/fuzz.sh 20; }
 check_soak() { scripts/soak.sh 15; }
 
-check_system() { build release pm pmctl && PM_BUILD=build/release system_tests; }
-
-# The interpreter that Debian's pytest belongs to, whatever else is in PATH.
+# By its path, because Debian's pytest works only with Debian's Python.
 system_tests() {
-    /usr/bin/python3 -m pytest -p no:cacheprovider -q --durations=3 tests/system "$@"
+    /usr/bin/python3 -m pytest -p no:cacheprovider -q --durations=3 \
+        -n "$(($(nproc) * 2))" tests/system "$@"
 }
 
 failed=()
@@ -85,9 +105,9 @@ for part in "${parts[@]}"; do
 done
 
 say "${#parts[@]} parts in $SECONDS s; failed: ${failed[*]:-none}"
-# What was counted, in the runners' own words.
+# The totals, as each runner printed them.
 for part in "${parts[@]}"; do
-    grep -hE '^[0-9]+% tests passed|^=*.* (passed|failed).* in [0-9.]+s|includes checked' \
+    grep -hE '^[0-9]+% tests passed|^=*.* (passed|failed).* in [0-9.]+s|includes checked|^Tests:' \
         "$log/$part" | sed "s/^/$part: /"
 done
 [ ${#failed[@]} -eq 0 ]

@@ -1,5 +1,6 @@
-// Handlers of the trap functions. Each takes an IndexRequest of common/records.h:
-// the trap destination's index, 1 to 8.
+// Handlers of the trap functions. Each takes the request's size in bytes and an
+// IndexRequest (common/records.h) with the trap destination's index, 1 to 8. Returns 0,
+// VESK_ERROR_INVALID_PARAMETER or VESK_ERROR_GENERAL, if not said otherwise.
 #pragma once
 
 #include <cstdint>
@@ -12,15 +13,15 @@ inline constexpr int32_t SENDTESTTRAP_STATUS_NOT_SENT = 2;
 
 extern "C" {
 
-// Sends a Platform Event Trap by running snmptrap. 0 means that the command was
-// started, not what came of it.
+// Sends a Platform Event Trap with snmptrap. Returns 0 once snmptrap was run, even if the
+// command failed.
 int32_t sendIPMITestTrap(uint32_t request_size, void* request_data);
 
-// Asks the log-manager service for a test trap to an enabled destination. 0 means
-// that the service was asked, not what it replied.
+// Asks the log-manager service over D-Bus to send a test trap. Fails only for an invalid
+// request or a disabled destination: the service's reply is logged and ignored.
 int32_t sendSNMPTestTrap(uint32_t request_size, void* request_data);
 
-// The front of sendSNMPTestTrap, with the statuses above.
+// Calls sendSNMPTestTrap, and returns 0 or one of the statuses above.
 int32_t sendTestTrap(uint32_t request_size, void* request_data);
 
 } // extern "C"

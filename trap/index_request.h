@@ -7,8 +7,8 @@ namespace pm {
 
 inline constexpr int32_t TRAP_DESTINATIONS = 8;
 
-// Takes the index, 1 to 8, from the request's first byte. Returns false after a line
-// under the operation's name if there is no such byte or its value is out of range.
+// Reads the index, 1 to 8, from the request's first byte. If that is missing or out of
+// range, logs it under the operation's name and returns false.
 bool takeTrapIndex(const char* operation, uint32_t request_size, const void* request_data,
                    int32_t& index);
 

@@ -15,8 +15,8 @@ namespace pm {
 
 namespace {
 
-// The fixed part of the trap's one variable binding; numbers are most significant
-// byte first. The OEM custom fields follow.
+// The fixed part of the trap's one variable binding; numbers are big-endian. The OEM
+// custom fields follow.
 struct __attribute__((packed)) PetVarBindHead {
     uint8_t guid[16]; // in the byte order of its text
     uint8_t sequenceNumber[2];
@@ -48,7 +48,7 @@ static_assert(sizeof(PetVarBindHead) == 46);
 constexpr uint32_t EPOCH_1998 = 883612800; // 1998-01-01 00:00:00 in seconds since 1970
 constexpr uint8_t END_OF_FIELDS = 0xC1;    // PET: no more OEM custom fields
 
-// All of the head that does not depend on anything.
+// The constant fields of the head.
 constexpr PetVarBindHead TEST_EVENT = {
     .guid = {},
     .sequenceNumber = {0x00, 0x00},
@@ -85,8 +85,8 @@ struct CustomFields {
     uint32_t length = 0;
 };
 
-// Copies the system's host name into text (size bytes with terminator). Returns
-// false if none is available.
+// Copies the system's host name to text (size bytes, terminator included). False if there
+// is no host name.
 bool getOEMHostName(char* text, int32_t size) {
     if (size < 1)
         return false;
@@ -97,7 +97,8 @@ bool getOEMHostName(char* text, int32_t size) {
     return true;
 }
 
-// The host name with its terminator, if there is one, and the closing byte.
+// The host name with its terminator, if it is known, and END_OF_FIELDS. bytes is null if
+// memory is exhausted.
 CustomFields buildCustomFields() {
     Text<256> hostName;
     constexpr int32_t SIZE = 255;

@@ -1,4 +1,4 @@
-// Platform Event Trap data, as the IPMI Platform Event Trap Format 1.0 has it.
+// Platform Event Trap data (IPMI Platform Event Trap Format 1.0).
 #pragma once
 
 #include <cstddef>
@@ -6,13 +6,12 @@
 
 namespace pm {
 
-// The heap is exhausted, as an SM status.
+// Memory is exhausted (an SM status).
 inline constexpr int32_t PET_NO_MEMORY = 272;
 
-// Builds the string of a test event with the system's identity at this moment.
-// *string then belongs to the caller, who releases it with free; *length is its
-// bytes. Returns 0, or PET_NO_MEMORY with null and 0. What can't be learned of
-// the system is zero or left out.
+// Builds the data of a test event. *length is its size in bytes; the caller releases
+// *string with free. A GUID or time that cannot be read is zero, a missing host name is
+// omitted. Returns 0, or PET_NO_MEMORY with *string null and *length 0.
 int32_t petConstructVarBind(uint8_t** string, uint32_t* length);
 
 } // namespace pm

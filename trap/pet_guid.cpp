@@ -12,10 +12,10 @@ namespace {
 
 constexpr int GUID_TEXT_LENGTH = 36;
 
-// Where each byte's pair of digits begins; the hyphens lie in between.
+// Position of each byte's two digits in the text; hyphens are skipped.
 constexpr uint8_t PAIR_OFFSETS[16] = {0, 2, 4, 6, 9, 11, 14, 16, 19, 21, 24, 26, 28, 30, 32, 34};
 
-// Null if there is none.
+// Reads the system's GUID as text. Null if it is missing or empty.
 HeapOwner<char> getSystemInfoData() {
     PM_LOG_WHOLE("[%d]: %s() enter\n");
     char* property = nullptr;
@@ -31,7 +31,7 @@ HeapOwner<char> getSystemInfoData() {
     return HeapOwner<char>(strdup(owned.get()));
 }
 
-// A character that is no hexadecimal digit leaves the nibble as it was.
+// Sets nibble to the digit's value; any other character leaves it unchanged.
 void readNibble(char digit, unsigned& nibble) {
     if (digit >= '0' && digit <= '9')
         nibble = static_cast<unsigned>(digit - '0');

@@ -1,12 +1,12 @@
-// The system's GUID as a trap carries it.
+// The system's GUID in a trap.
 #pragma once
 
 #include <cstdint>
 
 namespace pm {
 
-// Fills the 16 bytes from the text form, group by group in the order of the text.
-// Returns false if there is no text of 36 characters.
+// Reads the system's GUID into 16 bytes, in the order of its text form. False if it is
+// missing or its text does not have 36 characters.
 bool petGetGUID(uint8_t (&guid)[16]);
 
 } // namespace pm

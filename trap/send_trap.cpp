@@ -29,7 +29,8 @@ bool areSafe(int32_t index, const Community& community, const Text<256>& destina
     return true;
 }
 
-// Prefix, destination and suffix together are the peer as net-snmp has it.
+// Chooses prefix and suffix that make the destination a peer address of net-snmp:
+// "udp6:[ADDRESS]:PORT", "udp6:NAME:PORT" or "DESTINATION:PORT".
 void choosePeer(const char* destination, int32_t port, const char*& prefix, Text<16>& suffix) {
     const TrapDestinationType type = getSNMPTrapDestinationType(destination);
     prefix = "";

@@ -25,7 +25,8 @@ struct MessageRelease {
 };
 using MessageOwner = std::unique_ptr<sd_bus_message, MessageRelease>;
 
-// Releases reply, call and bus in this order, whichever step ends it.
+// Calls the method and returns the service's number or a failure, as described below.
+// Each return releases reply, call and bus, in this order.
 int32_t callTestTrap(const BusOwner bus, uint32_t index) {
     sd_bus_message* created = nullptr;
     int result = sd_bus_message_new_method_call(bus.get(), &created, "com.braxel.norvu.tzkmanager",
@@ -64,8 +65,8 @@ bool isEnabled(int32_t index) {
     return readAttributeObject(key.c_str(), state) == 0 && state.equals("1");
 }
 
-// Calls TestSNMPTrap of the log-manager service. Returns the number that it replied, 256
-// if the call cannot be created, -1 for any other failure.
+// Calls TestSNMPTrap of the log-manager service. Returns the number in its reply, 256 if
+// the call cannot be created, or -1 for any other failure.
 int32_t SnmpTestTrapSubmitEvent(uint32_t index) {
     PM_LOG_WHOLE("[%d]: %s()\n");
     sd_bus* bus = nullptr;

@@ -12,7 +12,7 @@ namespace pm {
 
 namespace {
 
-// An enable attribute as "1" or "0"; anything else is unknown and has its line.
+// Reads an enable attribute, "1" or "0". Any other value is logged, and is Unreadable.
 SwitchState readEnable(const char* key) {
     Text<64> value;
     if (readAttributeObject(key, value) != 0)

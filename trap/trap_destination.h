@@ -1,4 +1,4 @@
-// Where a trap goes: community, port and peer of a trap destination.
+// Community, port and address of a trap destination.
 #pragma once
 
 #include <cstdint>
@@ -14,15 +14,15 @@ enum class TrapDestinationType : uint8_t { IPv6, IPv4, FQDN };
 
 using Community = Text<IPMI_COMMUNITY_SIZE + 1>;
 
-// All of these return false after a line where there is nothing of use.
+// Each returns false, and logs why, if its value cannot be read or is not valid.
 bool getSNMPCommunityName(Community& community);
 bool getSNMPTrapPort(int32_t& port);
 bool getSNMPTrapDestination(int32_t index, Text<256>& destination);
 
-// By the text alone: any colon makes it IPv6.
+// Judges by the text alone: one with a colon is an IPv6 address.
 TrapDestinationType getSNMPTrapDestinationType(const char* destination);
 
-// True when the controller's network has IPv6 alone.
+// True if IPv4 is disabled on the controller and IPv6 enabled.
 bool IsNorvuIPv6only();
 
 } // namespace pm

@@ -17,7 +17,8 @@ void setOption(void* socket, int option, int value) {
     zmq_setsockopt(socket, option, &value, sizeof value);
 }
 
-// Milliseconds left, rounded up so that the last one is not spent in turns.
+// Milliseconds until end, -1 without one. Rounded up, so that the last one is waited for
+// instead of polled.
 long left(std::chrono::steady_clock::time_point end) {
     using namespace std::chrono;
     if (end == steady_clock::time_point::max())
@@ -41,8 +42,8 @@ Connection::~Connection() {
 }
 
 void Connection::close() {
-    // An event that is half written when the monitor closes is never freed: no more
-    // events first.
+    // Stop the monitor's events first: libzmq never frees an event that is half written
+    // when the monitor closes.
     if (m_socket != nullptr) {
         zmq_socket_monitor(m_socket, nullptr, 0);
         zmq_close(m_socket);
@@ -81,8 +82,7 @@ Outcome Connection::open(int type, std::string_view subscription) {
     return Outcome::Answered;
 }
 
-// Takes what the socket's monitor tells. False: the connection was not made, or
-// has ended.
+// Reads the monitor's events. False if the connection could not be made or has ended.
 bool Connection::takeMonitored() {
     Frames frames;
     while (receiveFrames(m_monitor, FRAME_LIMIT, frames) == Received::Whole) {
@@ -97,8 +97,8 @@ bool Connection::takeMonitored() {
     return true;
 }
 
-// Waits for one message. On anything but an answer the connection is closed, so
-// that a late answer meets no later request.
+// Waits for one message. On any failure the connection is closed, so that a late answer
+// cannot arrive for a later request.
 Outcome Connection::wait(Time end, Frames& frames) {
     for (;;) {
         zmq_pollitem_t items[] = {{m_socket, 0, ZMQ_POLLIN, 0}, {m_monitor, 0, ZMQ_POLLIN, 0}};
@@ -109,7 +109,7 @@ Outcome Connection::wait(Time end, Frames& frames) {
             close();
             return Outcome::TimedOut;
         }
-        // What came before the connection ended still counts.
+        // A message that arrived before the connection ended is valid.
         if (receiveFrames(m_socket, SIZE_MAX, frames) == Received::Whole)
             return Outcome::Answered;
         if (!takeMonitored()) {
@@ -122,7 +122,7 @@ Outcome Connection::wait(Time end, Frames& frames) {
 
 Outcome Connection::request(const Request& request, std::chrono::milliseconds limit, Reply& reply) {
     const Time end = after(limit);
-    // A connection that has ended since the last request is made anew.
+    // Reconnect if the connection has ended since the last request.
     if (m_socket != nullptr && !takeMonitored())
         close();
     Outcome outcome = open(ZMQ_DEALER);

@@ -1,4 +1,4 @@
-// The asking side of the request socket.
+// Client side of the request and event sockets.
 #pragma once
 
 #include <chrono>
@@ -13,17 +13,17 @@ namespace pm::client {
 
 enum class Outcome : uint8_t {
     Answered,
-    NotReached, // nobody serves the endpoint
-    Lost,       // the other side ended, or cut the connection, before it answered
-    TimedOut,   // reached or not, there was no answer in time
+    NotReached, // no process serves the endpoint
+    Lost,       // the connection ended before the answer came
+    TimedOut,   // no answer in time, perhaps no connection either
     NoMemory,
 };
 
-// One socket held over any number of requests; a lost connection is made anew by
-// the next request. Belongs to one thread at a time.
+// One connection for any number of requests; if it is lost, the next request reconnects.
+// Use it from one thread at a time, and either for requests or to listen.
 class Connection {
   public:
-    // endpoint: as ZeroMQ has it, "ipc:///run/pm/requests".
+    // endpoint in ZeroMQ's syntax, such as "ipc:///run/pm/requests".
     explicit Connection(std::string endpoint);
     ~Connection();
     Connection(const Connection&) = delete;
@@ -32,10 +32,9 @@ class Connection {
     // Sends a request and waits for its reply.
     Outcome request(const Request& request, std::chrono::milliseconds limit, Reply& reply);
 
-    // Becomes a listener instead and waits for the next message of what the other
-    // side raises; the first is its word that the subscription stands. Without a
-    // limit it waits as long as it takes. The subscription is to events, or to
-    // log lines; that of the first call holds.
+    // Waits for the next message, without a limit forever. The first call also subscribes,
+    // to events (WIRE_VERSION) or log lines (LOG_SUBSCRIPTION); the first message confirms
+    // that. Later calls ignore their subscription.
     Outcome listen(std::optional<std::chrono::milliseconds> limit, Frames& frames,
                    std::string_view subscription = WIRE_VERSION);
 

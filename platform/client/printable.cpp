@@ -8,7 +8,7 @@ std::string escapeControls(std::string_view text) {
     printable.reserve(text.size());
     for (size_t i = 0; i < text.size(); ++i) {
         const auto code = static_cast<unsigned char>(text[i]);
-        // In UTF-8 the second set of controls is c2 80 to c2 9f.
+        // The C1 controls are c2 80 to c2 9f in UTF-8.
         const bool second = code == 0xC2 && i + 1 < text.size() &&
                             static_cast<unsigned char>(text[i + 1]) >= 0x80 &&
                             static_cast<unsigned char>(text[i + 1]) < 0xA0;

@@ -1,4 +1,4 @@
-// Text of unknown origin on its way to a log or a terminal.
+// Makes text of unknown origin safe for a log or a terminal.
 #pragma once
 
 #include <string>
@@ -6,8 +6,8 @@
 
 namespace pm::client {
 
-// The text with control characters written as \n, \t or \x1b, so that it stays
-// one line and moves no terminal.
+// Writes control characters as \n, \t or in the form \x1b, so that the text is one line
+// and cannot control a terminal.
 std::string escapeControls(std::string_view text);
 
 } // namespace pm::client

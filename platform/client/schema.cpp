@@ -79,7 +79,7 @@ bool isContinuation(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
 }
 
-// Length of the UTF-8 sequence at the text's start; 0 if it is none.
+// Bytes of the UTF-8 sequence that text begins with; 0 if that is invalid.
 size_t sequenceLength(std::string_view text) {
     const auto first = static_cast<unsigned char>(text[0]);
     if (first < 0x80)
@@ -90,7 +90,7 @@ size_t sequenceLength(std::string_view text) {
     if (!std::all_of(text.begin() + 1, text.begin() + static_cast<ptrdiff_t>(length),
                      isContinuation))
         return 0;
-    // Overlong forms, surrogates, and what lies behind the last code point.
+    // Overlong forms, surrogates, and codes above U+10FFFF.
     const auto second = static_cast<unsigned char>(text[1]);
     if ((first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F) ||
         (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F))
@@ -137,7 +137,7 @@ bool kindAllowed(const SchemaRow& row, const Value& value) {
 bool checkText(const SchemaRow& row, const std::string& text, std::string& error) {
     if (text.size() > row.limit) {
         error = "has " + std::to_string(text.size()) + " bytes; at most " +
-                std::to_string(row.limit) + " are possible";
+                std::to_string(row.limit) + " are allowed";
         return false;
     }
     if (!validUtf8(text)) {
@@ -150,8 +150,9 @@ bool checkText(const SchemaRow& row, const std::string& text, std::string& error
     });
     if (bad == text.end())
         return true;
-    error = "holds a control character (code " + std::to_string(static_cast<unsigned char>(*bad)) +
-            ") at byte " + std::to_string(bad - text.begin() + 1);
+    error = "contains a control character (code " +
+            std::to_string(static_cast<unsigned char>(*bad)) + ") at byte " +
+            std::to_string(bad - text.begin() + 1);
     if (!row.lines)
         error += "; it must be a single line without tabs";
     return false;
@@ -219,7 +220,7 @@ std::string nearestKey(std::string_view name) {
         return nearest;
     size_t best = std::max<size_t>(2, name.size() / 4) + 1;
     for (KeyId key = 0; key < KEY_COUNT; ++key)
-        // What somebody meant may also lack the table in front.
+        // The misspelt name may also lack "hardware.".
         for (const std::string& known : {keyName(key), nameInTable(key)}) {
             const size_t longer = std::max(name.size(), known.size());
             if (longer - std::min(name.size(), known.size()) >= best)
@@ -281,7 +282,7 @@ bool parseValue(KeyId key, std::string_view text, Value& value, std::string& err
 }
 
 bool checkValue(KeyId key, const Value& value, std::string& error) {
-    // A value of two names must suit both of them.
+    // An alias must pass the checks of its setting.
     const SchemaRow& row = schemaRow(valueKey(key));
     const auto number = valueNumber(value);
     const bool inRange = row.most == 0 || (number && *number >= row.least && *number <= row.most);

@@ -1,4 +1,4 @@
-// The rows of the schema. Included by schema.cpp alone.
+// The rows of the schema. Only schema.cpp includes this.
 #pragma once
 
 #include <array>
@@ -7,8 +7,8 @@
 
 namespace pm::client {
 
-// Rows by table: type, count, limit, name, default, may hold lines, is secret,
-// meaning, example, range of a number. A family's keys follow each other.
+// Columns: table, type, count, limit, name, default, may hold lines, is secret, meaning,
+// example, range of a number. The keys of a family are consecutive.
 inline constexpr auto SCHEMA = [] {
     using enum SchemaTable;
     using enum ValueType;

@@ -1,6 +1,6 @@
 #define TOML_EXCEPTIONS 0
 #define TOML_ENABLE_FORMATTERS 0
-// Some rubbish trips an assertion of the parser that it then reports by itself.
+// Some invalid input trips an assertion, although the parser reports it as an error too.
 #define TOML_ASSERT(condition) static_cast<void>(0)
 
 #include "platform/client/settings_file.h"
@@ -12,8 +12,8 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-// Version 3.3 takes it for unreachable that a letter such as é stands where a blank
-// may, which leaves it to the compiler what comes of one outside quotes.
+// Version 3.3 marks a letter such as é outside quotes as unreachable, which makes it
+// undefined behaviour. Return false there instead.
 #include <toml++/impl/preprocessor.h>
 #pragma push_macro("TOML_UNREACHABLE")
 #undef TOML_UNREACHABLE
@@ -30,7 +30,7 @@ namespace pm::client {
 namespace {
 
 constexpr size_t FILE_LIMIT = 1U << 20U;
-constexpr size_t LINE_LIMIT = 16384; // the longest sound text, every byte of it escaped
+constexpr size_t LINE_LIMIT = 16384; // the longest valid text with every byte escaped
 constexpr int SYNTAX_ERROR_LIMIT = 20;
 
 struct TableName {
@@ -41,10 +41,9 @@ constexpr TableName TABLES[] = {{"settings", SchemaTable::Settings},
                                 {"attributes", SchemaTable::Attributes},
                                 {"hardware", SchemaTable::Hardware}};
 
-// --- Syntax errors: a line at fault is blanked, and the rest is parsed again ---
+// --- Syntax errors: a faulty line is blanked, and the rest is parsed again ---
 
-// The text's lines, one behind the other, so that one can be changed in place
-// and the others keep their numbers.
+// The lines of a text. They are changed in place, so that they keep their numbers.
 class Lines {
   public:
     explicit Lines(std::string& text) : m_text(text) {
@@ -63,8 +62,8 @@ class Lines {
         const size_t length = line(number).size();
         m_text.replace(m_starts[static_cast<size_t>(number) - 1], length, length, ' ');
     }
-    // Blanks a line, but for the head of a table, which it puts right: else all of
-    // the table's keys would be lost with it.
+    // Blanks a line. A misspelt table header is corrected instead: without it all keys of
+    // the table would be lost.
     void repair(int number) {
         const std::string before(line(number));
         blank(number);
@@ -89,8 +88,7 @@ int errorLine(const toml::parse_error& error, int lines) {
     return std::clamp(static_cast<int>(error.source().begin.line), 1, lines);
 }
 
-// Line of the next syntax error once that line is blank; a large number if there
-// is none.
+// Line of the next syntax error if that line is blanked; INT_MAX without another error.
 int nextError(std::string text, int line) {
     Lines lines(text);
     lines.blank(line);
@@ -98,9 +96,9 @@ int nextError(std::string text, int line) {
     return result ? INT_MAX : errorLine(result.error(), lines.count());
 }
 
-// The line to blank for an error seen on a line. A bracket or a text that is
-// never closed shows further down, on a line that is sound by itself: blank what
-// lets the parser come furthest.
+// The line to blank for an error reported at line seen; 0 if none helps. A bracket or
+// text that is never closed is reported further down, at a correct line. So try the
+// likely lines, and take the one without which the parser gets furthest.
 int lineAtFault(const std::string& text, const Lines& lines, int seen) {
     std::vector<int> candidates = {seen};
     const auto above = [&](auto matches) {
@@ -131,7 +129,7 @@ int lineAtFault(const std::string& text, const Lines& lines, int seen) {
     return best;
 }
 
-// Whether a line sets a key whose value is secret, or one that is meant to be such.
+// Whether a line sets a secret key, even if the key is misspelt.
 bool holdsSecret(std::string_view line) {
     std::string name(line.substr(0, line.find('=')));
     std::erase_if(name, [](char letter) { return std::strchr(" \t\"'", letter) != nullptr; });
@@ -139,30 +137,30 @@ bool holdsSecret(std::string_view line) {
     return key && schemaRow(*key).secret;
 }
 
-// lineSeen: where the parser stumbled; line: the one at fault.
+// lineSeen: where the parser reports the error; line: the faulty one.
 std::string syntaxMessage(const toml::parse_error& error, std::string_view lineSeen,
                           std::string_view line) {
-    // What the parser says may repeat a part of the value.
+    // The parser's description may repeat a part of the value.
     if (holdsSecret(line) || holdsSecret(lineSeen))
         return "syntax error: must be a text in quotes";
     std::string message = "syntax error: ";
-    message += escapeControls(error.description()); // quotes what it met, a line end too
+    message += escapeControls(error.description()); // may quote a line end
     const size_t first = line.find_first_not_of(" \t");
     if (first != std::string_view::npos && line[first] != '"' && line[first] != '#' &&
         line.find('#') < line.find('='))
-        message += " (the name of an attribute stands in quotes)";
+        message += " (an attribute's name must be in quotes)";
     return message;
 }
 
-// Parses, leaving out what cannot be parsed.
+// Parses the text. Lines that cannot be parsed are reported and skipped.
 toml::table parseWhatIsSound(std::string& text, const std::string& name,
                              std::vector<SettingsFinding>& findings) {
     Lines lines(text);
-    // The parser takes a key of a hundred thousand dots for that many tables, one
-    // in the other, and its stack does not.
+    // The parser nests one table for each dot of a key: a key of a hundred thousand dots
+    // overflows its stack.
     for (int line = 1; line <= lines.count(); ++line)
         if (lines.line(line).size() > LINE_LIMIT) {
-            findings.push_back({name, line, {}, "is too long for a line, it is left out"});
+            findings.push_back({name, line, {}, "is too long for a line and is ignored"});
             lines.blank(line);
         }
     for (int errors = 0; errors < SYNTAX_ERROR_LIMIT; ++errors) {
@@ -182,14 +180,14 @@ toml::table parseWhatIsSound(std::string& text, const std::string& name,
                 lines.blank(line);
         lines.repair(told);
     }
-    // Whatever else is wrong: what stands in front of it is still good.
+    // Too many errors: keep only the lines before the first one that remains.
     for (int line = lines.count(); line > 0;) {
         toml::parse_result result = toml::parse(text);
         if (result)
             return std::move(result).table();
         const int seen = std::min(line, errorLine(result.error(), lines.count()));
         if (line == lines.count())
-            findings.push_back({name, seen, {}, "too many syntax errors, the rest is left out"});
+            findings.push_back({name, seen, {}, "too many syntax errors; the rest is ignored"});
         for (; line >= seen; --line)
             lines.blank(line);
     }
@@ -203,11 +201,11 @@ bool numberValue(int64_t number, Value& value, std::string& error) {
     value.number = static_cast<int32_t>(number);
     if (value.number == number)
         return true;
-    error = "is out of range: a whole number has 32 bits here";
+    error = "is out of range: numbers have 32 bits";
     return false;
 }
 
-// Takes over a node's value. False: error says why not.
+// Converts a node's value. On failure returns false, and error says why.
 bool nodeValue(const toml::node& node, Value& value, std::string& error) {
     if (const auto* text = node.as_string()) {
         value.text = text->get();
@@ -226,7 +224,7 @@ bool nodeValue(const toml::node& node, Value& value, std::string& error) {
             value.text = text->get();
             return true;
         }
-    error = "cannot have a value of this kind; pm.conf(5) tells which it can";
+    error = "cannot have a value of this type; see pm.conf(5)";
     return false;
 }
 
@@ -240,7 +238,7 @@ std::string unknownKey(SchemaTable table, std::string_view name) {
     else if (!nearest.empty())
         message += "; did you mean \"" + nearest + "\"?";
     else
-        message += "; pm.conf(5) lists those that are";
+        message += "; pm.conf(5) lists all keys";
     return message;
 }
 
@@ -257,7 +255,7 @@ class Reader {
                 readTable(known->table, *node.as_table());
             else
                 tell(node, name,
-                     "stands outside the tables [settings], [attributes] and [hardware]; move it "
+                     "is outside the tables [settings], [attributes] and [hardware]; move it "
                      "into one of them");
         }
         std::stable_sort(m_file.entries.begin(), m_file.entries.end(), byLine);
@@ -291,15 +289,16 @@ class Reader {
         }
     }
 
-    // Attributes in other letters, and the two names of one value, are the same.
+    // The first entry of a key wins. Attributes match in any case, aliases match their key.
     void dropRepeated() {
         auto& entries = m_file.entries;
         for (size_t i = 0; i < entries.size(); ++i)
             for (size_t j = entries.size() - 1; j > i; --j)
                 if (valueKey(entries[i].key) == valueKey(entries[j].key)) {
                     m_file.findings.push_back({m_name, entries[j].line, keyName(entries[j].key),
-                                               "is set in line " + std::to_string(entries[i].line) +
-                                                   " already; that value holds"});
+                                               "is already set in line " +
+                                                   std::to_string(entries[i].line) +
+                                                   "; that value is used"});
                     entries.erase(entries.begin() + static_cast<ptrdiff_t>(j));
                 }
     }
@@ -308,7 +307,7 @@ class Reader {
     SettingsFile& m_file;
 };
 
-// Reads a regular file whole. False: errno tells why.
+// Reads a whole regular file. On failure returns false and sets errno.
 bool readWhole(const std::string& path, std::string& text) {
     const Fd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat state {};

@@ -1,5 +1,5 @@
-// Reads a settings file: TOML with the tables [settings], [attributes] and
-// [hardware]. What is wrong in it is told and left out; the rest is loaded.
+// Reads a settings file: TOML with the tables [settings], [attributes] and [hardware].
+// Faulty entries are reported and skipped; the rest is loaded.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@
 
 namespace pm::client {
 
-// Below the root: what the operator writes, and what pm writes at run time.
+// Paths below pm's root: the operator's file, and the settings changed at run time.
 inline constexpr std::string_view SETTINGS_FILE = "etc/pm.conf";
 inline constexpr std::string_view RUN_TIME_FOLDER = "var/lib/pm";
 inline constexpr std::string_view RUN_TIME_FILE = "var/lib/pm/settings.toml";
@@ -24,21 +24,21 @@ struct SettingsEntry {
 struct SettingsFinding {
     std::string file;
     int line;        // 0: the file as a whole
-    std::string key; // empty where it is not about one key
+    std::string key; // empty if the finding is not about one key
     std::string message;
 };
 
 struct SettingsFile {
     std::vector<SettingsEntry> entries; // in order of line, each value once
     std::vector<SettingsFinding> findings;
-    int error = 0; // errno if the file could not be read; it is a finding, too
+    int error = 0; // errno if the file could not be read, also a finding
 };
 
 SettingsFile readSettingsFile(const std::string& path);
-// The same from a text; name is what the findings call the file.
+// The same for a text; findings use name as the file's name.
 SettingsFile parseSettings(std::string text, const std::string& name);
 
-// The entry of a key, under whichever of its names; null if there is none.
+// The entry of a key or of its alias; null if neither has an entry.
 const SettingsEntry* findEntry(const std::vector<SettingsEntry>& entries, KeyId key);
 
 // "file:line: key: message"

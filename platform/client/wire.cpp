@@ -37,7 +37,7 @@ Received receiveFrames(void* socket, size_t frameLimit, Frames& frames) {
     for (bool more = true; more; ++count) {
         Frame frame;
         if (zmq_msg_recv(frame.message(), socket, ZMQ_DONTWAIT) < 0)
-            return Received::Nothing; // a message's frames come all or none
+            return Received::Nothing; // ZeroMQ delivers all frames of a message at once
         more = zmq_msg_more(frame.message()) != 0;
         bytes += frame.size();
         if (bytes <= MESSAGE_LIMIT && count < frameLimit)

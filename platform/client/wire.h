@@ -1,5 +1,5 @@
-// Messages of pm's request socket, and of any service that speaks the same way;
-// docs/request-socket.md describes them.
+// Messages of pm's two sockets, and of services that pm calls, which use the same
+// format; see docs/request-socket.md.
 #pragma once
 
 #include <cstddef>
@@ -13,19 +13,19 @@
 namespace pm::client {
 
 inline constexpr std::string_view WIRE_VERSION = "pm/1";
-// What a listener to log lines subscribes to, where one to events has the version.
+// Subscription to log lines. The one to events is WIRE_VERSION.
 inline constexpr std::string_view LOG_SUBSCRIPTION = "log/1";
 
-// Of a whole message, all frames together, in bytes.
+// Maximum bytes of a message, all frames together.
 inline constexpr size_t MESSAGE_LIMIT = size_t{64} << 20U;
-// What the transport takes, so that a message somewhat above the limit is still
-// read and refused; above this one the connection is cut.
+// Maximum bytes of a frame for ZeroMQ, which closes the connection above it. Larger than
+// MESSAGE_LIMIT, so that pm can refuse a message instead of losing the connection.
 inline constexpr int64_t TRANSPORT_LIMIT = int64_t{80} << 20U;
-inline constexpr size_t TAG_LIMIT = 64;
-inline constexpr size_t NAME_LIMIT = 255; // of a function, topic or key
+inline constexpr size_t TAG_LIMIT = 64;   // bytes
+inline constexpr size_t NAME_LIMIT = 255; // bytes of a function, topic or key
 inline constexpr size_t FRAME_LIMIT = 8;
 
-// Sockets below the root's run/pm.
+// Endpoints of the sockets; runFolder is run/pm below pm's root.
 std::string requestEndpoint(std::string_view runFolder);
 std::string eventsEndpoint(std::string_view runFolder);
 
@@ -33,7 +33,7 @@ std::string eventsEndpoint(std::string_view runFolder);
 class Frame {
   public:
     Frame() { zmq_msg_init(&m_message); }
-    // size bytes, not initialised; valid() tells whether there was memory.
+    // A frame of size bytes, not initialised. Not valid() if memory is exhausted.
     explicit Frame(size_t size) : m_valid(zmq_msg_init_size(&m_message, size) == 0) {
         if (!m_valid)
             zmq_msg_init(&m_message);
@@ -63,21 +63,20 @@ class Frame {
 using Frames = std::vector<Frame>;
 
 enum class Received : uint8_t {
-    Nothing, // none is waiting, or the socket is gone
+    Nothing, // no message is waiting, or the socket is closed
     Whole,
-    TooLarge,      // read to its end; what came first is in frames
+    TooLarge,      // read completely; frames has those within the limits
     TooManyFrames, // the same
 };
-// Takes one message without waiting.
+// Receives one message without waiting.
 Received receiveFrames(void* socket, size_t frameLimit, Frames& frames);
-// Sends one message without waiting, and empties frames. False: it could not be
-// queued.
+// Sends one message without waiting, and empties frames. False if it could not be queued.
 bool sendFrames(void* socket, Frames& frames);
 
 struct Request {
     std::string verb;
     std::vector<std::string> arguments;
-    std::optional<std::string_view> payload; // none: the frame is left out
+    std::optional<std::string_view> payload; // none: no payload frame
 };
 size_t messageSize(const Request& request);
 Frames encodeRequest(const Request& request, std::string_view tag);
@@ -93,12 +92,12 @@ struct Reply {
 };
 Reply statusReply(int32_t status);
 Reply refusal(std::string_view code, std::string_view text);
-// Status replies: the number. None if it is no number.
+// The number of a status reply; none for another reply or an invalid number.
 std::optional<int32_t> replyStatus(const Reply& reply);
 
-// Appends the reply's frames to those that are there (the peer's identity).
+// Appends the reply's frames to those present, such as the peer's identity.
 void encodeReply(const Reply& reply, Frame tag, Frames& frames);
-// None if it is no reply of this version or answers another tag.
+// None if it is not a valid reply of this version with this tag.
 std::optional<Reply> decodeReply(Frames& frames, std::string_view tag);
 
 } // namespace pm::client

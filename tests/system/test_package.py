@@ -1,5 +1,7 @@
 """The package in a root of what it depends on alone: installed, seen to mail, removed."""
+import os
 import pathlib
+import platform
 import re
 import shutil
 import subprocess
@@ -45,14 +47,21 @@ find "$1" -xdev -name 'pm*' -path '*[/.]pm*' | grep -v -e '/tmp/pm.lock' -e '/pm
 
 
 def test_installed_package_mails_and_leaves_nothing(area, sink):
-    if not shutil.which("dpkg-shlibdeps") or "asan" in BUILD.name:
-        pytest.skip("packages are made of release builds, with dpkg-dev")
+    if not shutil.which("dpkg-shlibdeps") or "asan" in BUILD.name or os.getuid() != 0:
+        pytest.skip("packages are made of release builds, with dpkg-dev, and tried as root")
     made = subprocess.check_output([TREE / "scripts/package.sh", BUILD], text=True)
     package = pathlib.Path(TREE, made.splitlines()[-1])
     (place := area / "package").mkdir()
+    subprocess.run(["dpkg-deb", "-x", package, place / "pm"], check=True)
     depends = subprocess.check_output(["dpkg-deb", "-f", package, "Depends"], text=True)
     names = re.sub(r"\(.*?\)|,", "", depends).split()
     subprocess.run(["bash", "-c", ROOT, "bash", place / "root", *names], check=True)
+    for program in "sbin/pm", "bin/pmctl":  # hardened as installed
+        path = place / "pm/usr" / program
+        notes = subprocess.check_output(f"readelf -dnWs {path}; objdump -d {path}", shell=True)
+        signs = [b"__stack_chk_fail", b"_chk@", b"BIND_NOW", b"PIE"]
+        assert [s for s in signs + [b"endbr64"] * (platform.machine() == "x86_64")
+                if s not in notes] == [], program
     (place / "pm.conf").write_text(settings(sink.port, count=1))
     done = subprocess.run([*NAMESPACES, "bash", "-c", USE, "bash", place / "root", package,
                            place / "pm.conf"], stdout=subprocess.PIPE, text=True, timeout=60)

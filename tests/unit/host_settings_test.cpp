@@ -36,7 +36,7 @@ const BadFile BAD_FILES[] = {
     {"[attributes]|Norvu.Embedded.1#IPv4.1#Enable = 1|[settings]|SERVER", 2, "in quotes"},
     {"[attributes]|'Norvu.Embedded.1#LDAP.1#Enable' = 1|[settings]|"
      "pam_int_ldap_enable_mode = 0|SERVER",
-     4, "line 2 already"},
+     4, "already set in line 2"},
     {"alert_int_smtp_sasl = 1|[settings]|SERVER", 1, "outside the tables"},
     {"[settings]|alert_str_smtp_user = \"a|SERVER", 2, "syntax"},
     {"[settings]|pm_bool_email_alert1_enabled = tru|SERVER", 2, "'tru\\n'"},
