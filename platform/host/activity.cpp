@@ -114,9 +114,11 @@ void endGenericWithoutThread() {
 std::string takeFailedMail(const StepLine& line, int error) {
     // The status tells of a file or of a setting, and settings have their reason.
     if (current.reason.empty() && line.status == VESK_ERROR_FILE_ACCESS_FAIL && error != 0 &&
-        !line.text.empty())
+        !line.text.empty()) {
         current.reason =
             std::string("a file of the mail in /tmp cannot be written: ") + std::strerror(error);
+        current.byCommand = false;
+    }
     const Failure failure = {milliseconds(), current.name, line.status, current.reason, line.text};
     state().activity.last = failure;
     count(state().activity.mails, line.status);
@@ -124,7 +126,7 @@ std::string takeFailedMail(const StepLine& line, int error) {
         current.mails.push_back(failure);
     genericThread.failed = true;
     const std::string reason = std::exchange(current.reason, {});
-    return current.byCommand ? "" : reason;
+    return std::exchange(current.byCommand, false) ? "" : reason;
 }
 
 void takeReason(std::string text) {
