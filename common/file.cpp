@@ -1,11 +1,43 @@
 #include "common/file.h"
 
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace pm {
 
+namespace {
+
+constexpr mode_t CREATION_MODE = 0666; // cut by the mask
+
+// A descriptor that is no FIFO, which would hold us until somebody reads, and blocks for
+// all else; -1 with errno set.
+int openForWriting(const char* path, int flags) {
+    const int fd = open(path, flags | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, CREATION_MODE);
+    struct stat state {};
+    if (fd < 0 || fstat(fd, &state) != 0 || !S_ISFIFO(state.st_mode)) {
+        if (fd >= 0)
+            fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+        return fd;
+    }
+    close(fd);
+    errno = ENXIO; // as without a reader
+    return -1;
+}
+
+} // namespace
+
 FileOwner openUnbuffered(const char* path, const char* mode) {
-    FileOwner file(std::fopen(path, mode));
+    const int fd = openForWriting(path, std::strchr(mode, '+') != nullptr ? O_RDWR : O_WRONLY);
+    if (fd < 0)
+        return nullptr;
+    FileOwner file(fdopen(fd, mode));
     if (file)
         std::setvbuf(file.get(), nullptr, _IONBF, 0);
+    else
+        close(fd);
     return file;
 }
 

@@ -8,7 +8,7 @@
 namespace pm {
 
 // Opens path with a mode of fopen, without a buffer: on a full disk the write that no
-// longer fits fails. Null with errno set if the file cannot be opened.
+// longer fits fails. Null with errno set if the file cannot be opened, ENXIO for a FIFO.
 FileOwner openUnbuffered(const char* path, const char* mode);
 
 // Writes all of text; false if only a part of it could be written.

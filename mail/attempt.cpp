@@ -27,7 +27,7 @@ void logFailedMail(const char* sender, std::string_view destination, const Endin
 }
 
 MessageFile::MessageFile(const char* path, AtEnd atEnd)
-    : m_path(path), m_file(openUnbuffered(path, "we")), m_atEnd(isOpen() ? atEnd : AtEnd::Keep) {}
+    : m_path(path), m_file(openUnbuffered(path, "w")), m_atEnd(isOpen() ? atEnd : AtEnd::Keep) {}
 
 MessageFile::~MessageFile() {
     close();

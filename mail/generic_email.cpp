@@ -1,3 +1,4 @@
+#include <atomic>
 #include <bit>
 #include <cerrno>
 #include <cstring>
@@ -8,6 +9,7 @@
 
 #include "common/records.h"
 #include "common/status.h"
+#include "common/turns.h"
 #include "mail/attempt.h"
 #include "mail/functions.h"
 #include "mail/hostname.h"
@@ -27,25 +29,44 @@ constexpr const char* SENDER = "pthread_sendGenericEmail";
 constexpr size_t HEADER_BOUND = 255;         // bytes of the To and Subject lines
 constexpr int LONGEST_UNLOGGED_HEADER = 318; // a longer one is logged as cut
 
+// Detached mails may pile up while their relay hangs: what their copies take is bounded.
+constexpr size_t DETACHED_LIMIT = size_t{256} << 20U;
+std::atomic<size_t> detachedBytes{0};
+
+bool reserveDetached(size_t bytes) {
+    if (detachedBytes.fetch_add(bytes) + bytes <= DETACHED_LIMIT)
+        return true;
+    detachedBytes -= bytes;
+    return false;
+}
+
+// While a mail is prepared it takes descriptors: for its files, and those of the name
+// service. Never destroyed: detached threads may still wait while the process exits.
+constexpr size_t PREPARED_AT_ONCE = 64;
+Turns& preparing = *new Turns(PREPARED_AT_ONCE);
+
 // The thread's argument. It and the record are from malloc; the thread frees both.
 struct GenericEmailThreadRequest {
     uint32_t request_size;
     void* request_data; // a copy of the whole record, its last byte a terminator
+    size_t detached;    // bytes that count among those of detached mails
 };
 
 struct ThreadRequestRelease {
     void operator()(GenericEmailThreadRequest* request) const {
+        detachedBytes -= request->detached;
         std::free(request->request_data);
         std::free(request);
     }
 };
 using ThreadRequestOwner = std::unique_ptr<GenericEmailThreadRequest, ThreadRequestRelease>;
 
-// Null if memory is exhausted.
-ThreadRequestOwner copyRequest(uint32_t request_size, const void* request_data) {
+// Null if there is no memory for it.
+ThreadRequestOwner copyRequest(uint32_t request_size, const void* request_data, bool detached) {
     ThreadRequestOwner request(allocateCleared<GenericEmailThreadRequest>().release());
-    if (!request)
+    if (!request || (detached && !reserveDetached(request_size)))
         return nullptr;
+    request->detached = detached ? request_size : 0;
     request->request_size = request_size;
     request->request_data = std::malloc(request_size > 0 ? request_size : 1);
     if (request->request_data == nullptr)
@@ -79,6 +100,26 @@ int startThread(pthread_t& thread, int detachState, ThreadRequestOwner& request)
     return error;
 }
 
+// The text at that offset. A field without a terminator extends to the record's end,
+// which sendGenericEmail terminates.
+std::string_view textAt(const GenericEmailThreadRequest& request, size_t offset) {
+    return fieldText(static_cast<const char*>(request.request_data) + offset,
+                     request.request_size - offset);
+}
+
+// The destination for the log; empty if the record is too short.
+std::string_view destinationOf(const GenericEmailThreadRequest& request) {
+    if (request.request_size < sizeof(GenericEmailStruct))
+        return "";
+    return textAt(request, offsetof(GenericEmailStruct, szTo)).substr(0, HEADER_BOUND - 1);
+}
+
+// A mail whose thread could not be started.
+void reportNotStarted(const GenericEmailThreadRequest& request, int error) {
+    PM_LOG_AS("sendGenericEmail", "ERROR : %s\n", std::strerror(error));
+    logFailedMail("sendGenericEmail", destinationOf(request), retry(VESK_ERROR_GENERAL));
+}
+
 int32_t sendAndWait(ThreadRequestOwner& request) {
     pthread_t thread;
     void* result = nullptr;
@@ -86,7 +127,7 @@ int32_t sendAndWait(ThreadRequestOwner& request) {
     if (error == 0)
         pthread_join(thread, &result);
     else
-        PM_LOG_AS("sendGenericEmail", "ERROR : %s\n", std::strerror(error));
+        reportNotStarted(*request, error);
     const auto retVal = std::bit_cast<ssize_t>(result);
     PM_LOG_AS("sendGenericEmail", "retVal = %zd\n", retVal);
     return static_cast<int32_t>(retVal);
@@ -96,7 +137,7 @@ void sendDetached(ThreadRequestOwner& request) {
     pthread_t thread;
     const int error = startThread(thread, PTHREAD_CREATE_DETACHED, request);
     if (error != 0)
-        PM_LOG_AS("sendGenericEmail", "ERROR : %s\n", std::strerror(error));
+        reportNotStarted(*request, error);
 }
 
 bool writeTo(Attempt& attempt, MessageFile& message, std::string_view to) {
@@ -113,25 +154,8 @@ bool writeSubject(Attempt& attempt, MessageFile& message, std::string_view subje
     return message.write(attempt.line.view());
 }
 
-// The text at that offset. A field without a terminator extends to the record's end,
-// which sendGenericEmail terminates.
-std::string_view textAt(const GenericEmailThreadRequest& request, size_t offset) {
-    return fieldText(static_cast<const char*>(request.request_data) + offset,
-                     request.request_size - offset);
-}
-
-// The destination for the log; empty if the record is too short.
-std::string_view destinationOf(const GenericEmailThreadRequest& request) {
-    if (request.request_size < sizeof(GenericEmailStruct))
-        return "";
-    return textAt(request, offsetof(GenericEmailStruct, szTo)).substr(0, HEADER_BOUND - 1);
-}
-
-Ending attemptOnce(const GenericEmailThreadRequest& request, const Text<255>& messagePath,
-                   const Text<255>& relayConfigPath) {
-    Attempt attempt{.sender = SENDER,
-                    .messagePath = messagePath.c_str(),
-                    .relayConfigPath = relayConfigPath.c_str()};
+// Steps up to the relay run; sent() if the message is ready for it.
+Ending prepare(Attempt& attempt, const GenericEmailThreadRequest& request) {
     getSenderEmail(attempt.senderAddress);
     if (!readServerAddress(attempt))
         return giveUp(VESK_ERROR_FILE_ACCESS_FAIL);
@@ -167,8 +191,20 @@ Ending attemptOnce(const GenericEmailThreadRequest& request, const Text<255>& me
             return retry(VESK_ERROR_FILE_ACCESS_FAIL);
         writeBody(message, textAt(request, sizeof(GenericEmailStruct)));
     }
-    message.close();
+    return sent();
+}
 
+Ending attemptOnce(const GenericEmailThreadRequest& request, const Text<255>& messagePath,
+                   const Text<255>& relayConfigPath) {
+    Attempt attempt{.sender = SENDER,
+                    .messagePath = messagePath.c_str(),
+                    .relayConfigPath = relayConfigPath.c_str()};
+    {
+        const Turn turn(preparing);
+        const Ending prepared = prepare(attempt, request);
+        if (prepared.next != Ending::Next::Exit)
+            return prepared;
+    }
     const int result = runRelay(attempt);
     PM_LOG_AS(SENDER, "nReturn=[%zd]\n", static_cast<ssize_t>(result));
     return result == 0 ? sent() : retry(VESK_ERROR_GENERAL);
@@ -203,12 +239,13 @@ int32_t sendGenericEmail(uint32_t request_size, void* request_data) {
     const uint32_t size = request_data == nullptr ? 0 : request_size;
     if (size > 0)
         static_cast<char*>(request_data)[size - 1] = '\0';
-    ThreadRequestOwner request = copyRequest(size, request_data);
+    const bool blocking = isBlocking(size, request_data);
+    ThreadRequestOwner request = copyRequest(size, request_data, !blocking);
     if (!request) {
         PM_LOG("ERROR : %s\n", std::strerror(ENOMEM));
         return VESK_ERROR_GENERAL;
     }
-    if (isBlocking(size, request_data)) {
+    if (blocking) {
         PM_LOG("Blocking Mode enabled\n");
         return sendAndWait(request);
     }

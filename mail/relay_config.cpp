@@ -27,7 +27,7 @@ std::mutex creationMaskLock;
 FileOwner openPrivate(const char* path) {
     const std::lock_guard<std::mutex> lock(creationMaskLock);
     const mode_t before = umask(PRIVATE_MASK);
-    FileOwner file = openUnbuffered(path, "w+e");
+    FileOwner file = openUnbuffered(path, "w+");
     umask(before);
     return file;
 }

@@ -1,6 +1,8 @@
 #include "platform/client/wire.h"
 
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstring>
 
 #include "platform/client/schema.h"
@@ -48,15 +50,18 @@ Received receiveFrames(void* socket, size_t frameLimit, Frames& frames) {
     return count > frameLimit ? Received::TooManyFrames : Received::Whole;
 }
 
-bool sendFrames(void* socket, Frames& frames) {
-    bool sent = true;
-    for (size_t at = 0; at < frames.size() && sent; ++at) {
-        const int more = at + 1 < frames.size() ? ZMQ_SNDMORE : 0;
-        sent = frames[at].valid() &&
-               zmq_msg_send(frames[at].message(), socket, ZMQ_DONTWAIT | more) >= 0;
+bool sendFrames(void* socket, std::span<Frame> frames) {
+    // A message of which a part is missing would go on with the next one's frames.
+    if (!std::ranges::all_of(frames, &Frame::valid)) {
+        errno = ENOMEM;
+        return false;
     }
-    frames.clear();
-    return sent;
+    for (Frame& frame : frames) {
+        const int more = &frame != &frames.back() ? ZMQ_SNDMORE : 0;
+        if (zmq_msg_send(frame.message(), socket, ZMQ_DONTWAIT | more) < 0)
+            return false; // only the first frame can be refused with EAGAIN
+    }
+    return true;
 }
 
 size_t messageSize(const Request& request) {

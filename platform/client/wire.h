@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -70,8 +71,9 @@ enum class Received : uint8_t {
 };
 // Receives one message without waiting.
 Received receiveFrames(void* socket, size_t frameLimit, Frames& frames);
-// Sends one message without waiting, and empties frames. False if it could not be queued.
-bool sendFrames(void* socket, Frames& frames);
+// Sends one message without waiting, which empties its frames. False: it could not be
+// queued, and errno tells why; if it is ENOMEM or EAGAIN, the frames are as before.
+bool sendFrames(void* socket, std::span<Frame> frames);
 
 struct Request {
     std::string verb;

@@ -9,9 +9,11 @@
 #include <unistd.h>
 
 #include "common/signals.h"
+#include "platform/host/accept.h"
 #include "platform/host/delivery.h"
 #include "platform/host/root.h"
 #include "platform/host/server.h"
+#include "platform/host/start_steps.h"
 #include "platform/host/store.h"
 #include "platform/host/subscriptions.h"
 #include "platform/host/threads.h"
@@ -28,6 +30,8 @@ constexpr size_t SCHEME_LENGTH = 6; // "ipc://"
 
 // A connection's share of messages that the loop has not read yet.
 constexpr int UNREAD_MESSAGES = 16;
+// And of replies that its caller has not read; those beyond are kept in pm.
+constexpr int UNSENT_REPLIES = 128;
 constexpr int CONNECTIONS_AT_ONCE = 512;
 
 std::atomic<bool> initialised{false};
@@ -76,6 +80,10 @@ void* bindSocket(void* zmq, int type, const std::string& endpoint) {
     setOption(socket, ZMQ_BACKLOG, CONNECTIONS_AT_ONCE);
     const int64_t limit = TRANSPORT_LIMIT;
     zmq_setsockopt(socket, ZMQ_MAXMSGSIZE, &limit, sizeof limit);
+    if (type == ZMQ_ROUTER) {
+        setOption(socket, ZMQ_SNDHWM, UNSENT_REPLIES);
+        setOption(socket, ZMQ_ROUTER_MANDATORY, 1); // tells of a reply that is not taken
+    }
     if (type == ZMQ_XPUB)
         setOption(socket, ZMQ_XPUB_VERBOSE, 1); // each listener is greeted
     if (zmq_bind(socket, endpoint.c_str()) == 0)
@@ -89,6 +97,7 @@ void* bindSocket(void* zmq, int type, const std::string& endpoint) {
 void* startZeromq() {
     // pm has handlers of its own; and the library's threads take no signals.
     zsys_handler_set(nullptr);
+    keepDescriptorsFromConnections();
     const SignalsBlocked blocked;
     void* zmq = zsys_init();
     static const bool hooked = on_exit(leaveAtOnce, nullptr) == 0;
@@ -116,7 +125,7 @@ bool openLoop(Server& server) {
 }
 
 void closeServer(Server* server) {
-    setSettingsLoadedHook(nullptr);
+    setStartDoneHook(nullptr);
     setAttributeChangeHook(nullptr);
     stopDelivery();
     setEventTable(nullptr);
@@ -138,13 +147,14 @@ bool openServer(Server& server, const qornc_init_record& record) {
     void* zmq = startZeromq();
     if (zmq == nullptr || !openSockets(server, zmq) || !openLoop(server))
         return false;
+    server.incoming.reserve(FRAME_LIMIT); // a message is read whole, whatever the heap has
     server.functions = createFunctionManager();
     server.name = record.service;
     setEventTable(record.events);
-    if (!startDelivery())
+    if (!startDelivery(record.events))
         return false;
     setAttributeChangeHook(attributeChanged);
-    setSettingsLoadedHook(wakeLoop);
+    setStartDoneHook(wakeLoop);
     server.context.manager = server.functions;
     server.context.loop = server.loop;
     return true;

@@ -23,6 +23,7 @@
 #include "platform/client/fd.h"
 #include "platform/commands.h"
 #include "platform/host/activity.h"
+#include "platform/host/command_turn.h"
 #include "platform/host/store.h"
 #include "platform/host/words.h"
 #include "platform/logging.h"
@@ -199,6 +200,7 @@ void runWords(std::vector<std::string>& words, const char* inputPath, Outcome& o
         outcome.failure = std::string(step) + ": " + std::strerror(error);
         outcome.error = error;
     };
+    const Turn turn(commandTurns()); // before the first descriptor: a caller that waits holds none
     const Fd input = aboveStandard(
         Fd(::open(inputPath == nullptr ? "/dev/null" : inputPath, O_RDONLY | O_CLOEXEC)));
     if (!input.valid())

@@ -1,5 +1,7 @@
 #include "platform/host/delivery.h"
 
+#include <algorithm>
+#include <deque>
 #include <exception>
 #include <pthread.h>
 
@@ -19,18 +21,18 @@ struct DeliveryThread {
     WorkQueue queue;
     pthread_t thread{};
     bool running = false;
+    bool event = false; // no attribute change
+};
+
+struct Delivery {
+    std::deque<DeliveryThread> rows; // of the client's table
+    DeliveryThread subscribed;
+    DeliveryThread settings;
 };
 
 // Never destroyed: their threads may still run while the process ends.
-DeliveryThread& events() {
-    static DeliveryThread& instance = *new DeliveryThread;
-    return instance;
-}
-
-// A queue of their own, so that the mails of an event delay no attribute change.
-// Settings are written here as well: waiting for the disk is not the loop's.
-DeliveryThread& changes() {
-    static DeliveryThread& instance = *new DeliveryThread;
+Delivery& delivery() {
+    static Delivery& instance = *new Delivery;
     return instance;
 }
 
@@ -39,17 +41,17 @@ void* serveQueue(void* queue) {
     return nullptr;
 }
 
-bool start(DeliveryThread& delivery) {
-    delivery.queue.open();
-    delivery.running = startThread(serveQueue, &delivery.queue, &delivery.thread);
-    return delivery.running;
+bool start(DeliveryThread& each) {
+    each.queue.open();
+    each.running = startThread(serveQueue, &each.queue, &each.thread);
+    return each.running;
 }
 
-void stop(DeliveryThread& delivery) {
-    delivery.queue.close();
-    if (delivery.running)
-        pthread_join(delivery.thread, nullptr);
-    delivery.running = false;
+void stop(DeliveryThread& each) {
+    each.queue.close();
+    if (each.running)
+        pthread_join(each.thread, nullptr);
+    each.running = false;
 }
 
 void queueChange(const std::string& attribute) {
@@ -61,28 +63,51 @@ void queueChange(const std::string& attribute) {
         return;
     job.record = attributeChangeRecord(attribute);
     job.run = deliver;
-    if (!job.record.frame || changes().queue.push(jobs, true) == Pushed::NoRoom)
+    if (!job.record.frame || deliveryQueue(job.name).push(jobs, true) == Pushed::NoRoom)
         mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE,
                       "the change of %s is not delivered: too much is waiting", attribute.c_str());
 }
 
+size_t waitingInRows(bool events) {
+    size_t waiting = 0;
+    for (const DeliveryThread& row : delivery().rows)
+        waiting += row.event == events ? row.queue.waiting() : 0;
+    return waiting;
+}
+
 } // namespace
 
-bool startDelivery() {
-    return start(events()) && start(changes());
+bool startDelivery(const qornc_event_row* table) {
+    delivery().rows.clear();
+    for (const auto* row = table; row != nullptr && row->topic != nullptr; ++row)
+        delivery().rows.emplace_back().event = !isAttributeChange(row->topic);
+    return std::ranges::all_of(delivery().rows, start) && start(delivery().subscribed) &&
+           start(delivery().settings);
 }
 
 void stopDelivery() {
-    stop(changes());
-    stop(events());
+    stop(delivery().settings);
+    stop(delivery().subscribed);
+    for (DeliveryThread& row : delivery().rows)
+        stop(row);
 }
 
 WorkQueue& deliveryQueue(std::string_view topic) {
-    return isAttributeChange(topic) ? changes().queue : events().queue;
+    const auto row = rowTaking(topic);
+    return row ? delivery().rows[*row].queue : delivery().subscribed.queue;
 }
 
 WorkQueue& settingsQueue() {
-    return changes().queue;
+    return delivery().settings.queue;
+}
+
+size_t waitingEvents() {
+    return waitingInRows(true);
+}
+
+size_t waitingChanges() {
+    return waitingInRows(false) + delivery().subscribed.queue.waiting() +
+           delivery().settings.queue.waiting();
 }
 
 void deliver(Job& job) {

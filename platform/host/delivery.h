@@ -1,4 +1,5 @@
-// Delivery of events and attribute changes: a thread each, one at a time.
+// Delivery of events and attribute changes: a queue and a thread for each topic of the
+// client's table and one for what is subscribed, so that no topic's callback delays another.
 #pragma once
 
 #include <string>
@@ -7,14 +8,19 @@
 
 namespace pm::host {
 
-// False: a thread could not be started.
-bool startDelivery();
+// For the table of the client. False: a thread could not be started.
+bool startDelivery(const qornc_event_row* table);
 // Waits for the callbacks that run.
 void stopDelivery();
 
-// The queue of a topic's kind, and the one on which settings are written.
+// The topic's queue, and the one on which settings are written: waiting for the disk is
+// not the loop's.
 WorkQueue& deliveryQueue(std::string_view topic);
 WorkQueue& settingsQueue();
+
+// Jobs that wait: events; and attribute changes with settings to be written.
+size_t waitingEvents();
+size_t waitingChanges();
 
 // A job's routine: hands the record to all callbacks, and the first result that
 // is not 0 to the publisher.

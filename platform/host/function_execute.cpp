@@ -14,7 +14,7 @@ using namespace client;
 
 namespace {
 
-constexpr std::chrono::seconds TIME_LIMIT{5};
+constexpr std::chrono::seconds TIME_LIMIT{30};
 
 const char* failureOf(Outcome outcome) {
     switch (outcome) {
@@ -23,7 +23,7 @@ const char* failureOf(Outcome outcome) {
     case Outcome::Lost:
         return "the service ended before it answered";
     case Outcome::TimedOut:
-        return "no answer within 5 seconds";
+        return "no answer within 30 seconds";
     case Outcome::NoMemory:
         return "there is no memory for the request";
     case Outcome::Answered:

@@ -4,10 +4,11 @@
 
 #include "platform/events.h"
 #include "platform/host/activity.h"
+#include "platform/host/guard.h"
 #include "platform/host/kept_log.h"
 #include "platform/host/server.h"
 #include "platform/host/start_pages.h"
-#include "platform/host/store.h"
+#include "platform/host/start_steps.h"
 #include "platform/logging.h"
 
 namespace pm::host {
@@ -15,14 +16,6 @@ namespace pm::host {
 using namespace client;
 
 namespace {
-
-void sendReply(const Server& server, OutgoingReply& outgoing) {
-    Frames frames;
-    frames.push_back(std::move(outgoing.caller.identity));
-    encodeReply(outgoing.reply, std::move(outgoing.caller.tag), frames);
-    // A caller that has gone meanwhile misses nothing.
-    sendFrames(server.requests, frames);
-}
 
 void sendToListeners(const Server& server, std::string_view subscription, std::string_view kind,
                      std::string_view text) {
@@ -55,8 +48,8 @@ void takeSubscription(Server& server, std::string_view message) {
         sendToListeners(server, log ? LOG_SUBSCRIPTION : WIRE_VERSION, "subscribed", "");
 }
 
-void serveWhenLoaded(Server& server) {
-    if (server.serving || !settingsLoaded())
+void serveWhenStarted(Server& server) {
+    if (server.serving || !startIsDone())
         return;
     zmq_pollitem_t item = {server.requests, 0, ZMQ_POLLIN, 0};
     server.serving = zloop_poller(server.loop, &item, takeRequests, &server) == 0;
@@ -71,28 +64,29 @@ void serveWhenLoaded(Server& server) {
 
 int takeOutbox(zloop_t*, zmq_pollitem_t*, void* argument) {
     Server& server = *static_cast<Server*>(argument);
-    try {
-        Outgoing outgoing = takeOutgoing();
-        for (OutgoingReply& reply : outgoing.replies)
-            sendReply(server, reply);
+    Outgoing outgoing = takeOutgoing();
+    for (OutgoingReply& reply : outgoing.replies)
+        sendReply(server, reply);
+    serveWhenStarted(server);
+    return guarded("sending events and log lines", 0, [&] {
         for (const std::string& name : outgoing.events)
             sendToListeners(server, WIRE_VERSION, "event", name);
         sendLogLines(server);
-    } catch (const std::exception& exception) {
-        mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "replies were lost: %s", exception.what());
-    }
-    serveWhenLoaded(server);
-    return 0;
+        return 0;
+    });
 }
 
 int takeSubscriptions(zloop_t*, zmq_pollitem_t*, void* argument) {
     Server& server = *static_cast<Server*>(argument);
-    Frames frames;
-    Received received = Received::Whole;
-    while ((received = receiveFrames(server.events, 1, frames)) != Received::Nothing)
-        if (received == Received::Whole)
-            takeSubscription(server, frames[0].view());
-    return 0;
+    return guarded("greeting a listener", 0, [&] {
+        Frames frames;
+        frames.reserve(1);
+        Received received = Received::Whole;
+        while ((received = receiveFrames(server.events, 1, frames)) != Received::Nothing)
+            if (received == Received::Whole)
+                takeSubscription(server, frames[0].view());
+        return 0;
+    });
 }
 
 extern "C" int vesk_event_occurred(const char* name, uint64_t, uint64_t) {

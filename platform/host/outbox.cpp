@@ -45,13 +45,16 @@ void closeOutbox() {
 }
 
 void leaveReply(Caller& caller, Reply reply) {
-    if (!std::exchange(caller.waits, false))
+    if (!caller.waits)
         return;
     const std::lock_guard lock(outbox().mutex);
-    if (!outbox().wake.valid())
-        return;
-    outbox().outgoing.replies.push_back({std::move(caller), std::move(reply)});
-    wake();
+    auto& replies = outbox().outgoing.replies;
+    if (outbox().wake.valid()) {
+        replies.emplace_back(); // throws first, if it has to
+        replies.back() = {std::move(caller), std::move(reply)};
+        wake();
+    }
+    caller.waits = false;
 }
 
 bool leaveEvent(std::string name) {

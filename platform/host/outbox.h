@@ -15,6 +15,7 @@ struct Caller {
     client::Frame identity; // of its connection
     client::Frame tag;
     bool waits = false;
+    int connection = -1; // its descriptor
 };
 
 struct OutgoingReply {
@@ -31,8 +32,8 @@ struct Outgoing {
 int openOutbox();
 void closeOutbox();
 
-// Any thread. The caller waits no longer afterwards; one that does not wait is
-// left alone. Without an open outbox nothing is sent.
+// Any thread. The caller waits no longer afterwards, but if it throws; one that does not
+// wait is left alone. Without an open outbox nothing is sent.
 void leaveReply(Caller& caller, client::Reply reply);
 // False: nobody could take it.
 bool leaveEvent(std::string name);

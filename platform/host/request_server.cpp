@@ -6,6 +6,7 @@
 #include <exception>
 #include <utility>
 
+#include "platform/host/accept.h"
 #include "platform/host/delivery.h"
 #include "platform/host/kept_log.h"
 #include "platform/host/server.h"
@@ -248,7 +249,9 @@ void answer(Server& server, Received received, Frames& frames) {
         return; // without so much as a version there is nobody to talk to
     Incoming request{server, {}, {}, {}};
     request.caller.waits = true;
+    request.caller.connection = zmq_msg_get(frames[IDENTITY].message(), ZMQ_SRCFD);
     request.caller.identity = std::move(frames[IDENTITY]);
+    noteRequestOver(request.caller.connection);
     const bool tagged = frames.size() > TAG && frames[TAG].size() <= TAG_LIMIT;
     try {
         if (tagged)
@@ -263,7 +266,8 @@ void answer(Server& server, Received received, Frames& frames) {
             dispatch(frames, request);
     } catch (const std::exception& exception) {
         mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "a request failed: %s", exception.what());
-        refuse(request, "no-memory", "pm has no memory for this request");
+        if (request.caller.waits)
+            refuseWithoutMemory(server, request.caller);
     }
 }
 
@@ -271,12 +275,11 @@ void answer(Server& server, Received received, Frames& frames) {
 
 int takeRequests(zloop_t*, zmq_pollitem_t*, void* argument) {
     Server& server = *static_cast<Server*>(argument);
-    Frames frames;
     for (int count = 0; count < MESSAGES_A_TURN; ++count) {
-        const Received received = receiveFrames(server.requests, FRAME_LIMIT, frames);
+        const Received received = receiveFrames(server.requests, FRAME_LIMIT, server.incoming);
         if (received == Received::Nothing)
             break;
-        answer(server, received, frames);
+        answer(server, received, server.incoming);
     }
     return 0;
 }

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <charconv>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -21,11 +22,19 @@ using namespace client;
 namespace {
 
 constexpr const char* RUN_FOLDER = "run/pm";
-constexpr const char* TEMPORARY_LOCK = "/tmp/pm.lock";
+// Where only root may write, whatever PM_HOST_ROOT is: pms of other roots look here too.
+constexpr const char* CLAIMS_FOLDER = "/run/pm";
+constexpr const char* CLAIMS = "/run/pm/tmp.claims";
+constexpr uint64_t OFFSETS = INT64_MAX / 2;
+constexpr const char* TEMPORARY_LOCK = "/tmp/pm.lock"; // of a pm that may not write there
 
 void refuse(const std::string& path, const std::string& reason) {
     mirlog_printf(PM_LEVEL_FATAL, PM_MODULE_SERVICE, "pm cannot run: %s: %s", path.c_str(),
                   reason.c_str());
+}
+
+std::string heldBy(int pid) {
+    return pid > 0 ? "held by another pm, process " + std::to_string(pid) : "held by another pm";
 }
 
 std::string holderOf(int fd) {
@@ -34,7 +43,7 @@ std::string holderOf(int fd) {
     int pid = 0;
     if (got > 0)
         std::from_chars(text, text + got, pid);
-    return pid > 0 ? "held by another pm, process " + std::to_string(pid) : "held by another pm";
+    return heldBy(pid);
 }
 
 // Opens a lock file as our own: /tmp is open to everybody, who may have put a
@@ -70,13 +79,50 @@ Fd takeLock(const std::string& path) {
     return fd;
 }
 
+// Whether the folder for claims is ours alone.
+bool haveClaimsFolder() {
+    struct stat state {};
+    return (::mkdir(CLAIMS_FOLDER, 0700) == 0 || errno == EEXIST) &&
+           ::lstat(CLAIMS_FOLDER, &state) == 0 && S_ISDIR(state.st_mode) &&
+           state.st_uid == ::geteuid() && (state.st_mode & 022U) == 0 &&
+           ::access(CLAIMS_FOLDER, W_OK) == 0;
+}
+
+// Claims /tmp by a lock on one byte of the file of all claims: a byte for each /tmp.
+Fd takeClaim() {
+    struct stat state {};
+    if (::stat("/tmp", &state) != 0) {
+        refuse("/tmp", std::strerror(errno));
+        return {};
+    }
+    Fd fd = openLock(CLAIMS);
+    if (!fd.valid())
+        return fd;
+    struct flock byte {};
+    byte.l_type = F_WRLCK;
+    byte.l_start = static_cast<off_t>((state.st_ino ^ (state.st_dev << 40U)) & OFFSETS);
+    byte.l_len = 1;
+    if (::fcntl(fd.get(), F_SETLK, &byte) == 0)
+        return fd;
+    const bool held = errno == EACCES || errno == EAGAIN;
+    const std::string reason = std::strerror(errno);
+    if (!held || ::fcntl(fd.get(), F_GETLK, &byte) != 0 || byte.l_type == F_UNLCK)
+        byte.l_pid = 0;
+    refuse("/tmp", held ? heldBy(byte.l_pid) : reason);
+    return {};
+}
+
+Fd claimTemporary() {
+    return haveClaimsFolder() ? takeClaim() : takeLock(TEMPORARY_LOCK);
+}
+
 bool takeBoth() {
     if (!makeHostFolder(RUN_FOLDER)) {
         refuse(hostPath(RUN_FOLDER), std::strerror(errno));
         return false;
     }
     Fd root = takeLock(hostPath(RUN_FOLDER) + "/lock");
-    Fd temporary = root.valid() ? takeLock(TEMPORARY_LOCK) : Fd();
+    Fd temporary = root.valid() ? claimTemporary() : Fd();
     if (!temporary.valid())
         return false;
     // Held as long as the process lives.

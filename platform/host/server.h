@@ -5,6 +5,7 @@
 
 #include "platform/distribution.h"
 #include "platform/host/function_registry.h"
+#include "platform/host/replies.h"
 
 namespace pm::host {
 
@@ -13,6 +14,8 @@ struct Server {
     zloop_t* loop = nullptr;
     void* requests = nullptr; // ROUTER: requests in, replies out
     void* events = nullptr;   // XPUB: events that pm raises
+    client::Frames incoming;  // of the request that is read; room for all it may have
+    Replies replies;
     FunctionManager* functions = nullptr;
     const qornc_service_name* name = nullptr; // of this service; its owner keeps it
     bool serving = false;
@@ -20,14 +23,15 @@ struct Server {
     uint64_t sentLine = 0; // the last log line that went to who follows the log
 };
 
-// Handlers of the loop, which hand over the server as their last argument.
+// Handlers of the loop, which hand over the server as their last argument. Nothing is
+// thrown through the loop, which is C.
 
-// Reads the requests that have come. Begins to be called when the settings are
-// loaded; what comes earlier waits in the socket.
+// Reads the requests that have come. Begins to be called when pm is done with its
+// start; what comes earlier waits in the socket.
 int takeRequests(zloop_t* loop, zmq_pollitem_t* item, void* server);
 
 // Sends what other threads have left in the outbox and the log lines that somebody
-// follows, and begins to serve as soon as the settings are loaded.
+// follows, and begins to serve as soon as pm is done with its start.
 int takeOutbox(zloop_t* loop, zmq_pollitem_t* item, void* server);
 
 // Tells a new listener that its subscription stands.

@@ -63,8 +63,8 @@ std::vector<std::string> statusReport(const Server& server) {
         now.topics.try_emplace(topic);
     for (const auto& [topic, tally] : now.topics)
         report.addTally("topic " + topic, tally);
-    report.add("waiting events", deliveryQueue("").waiting());
-    report.add("waiting changes", settingsQueue().waiting());
+    report.add("waiting events", waitingEvents());
+    report.add("waiting changes", waitingChanges());
     if (now.last.milliseconds != 0) {
         report.add("failure time", now.last.milliseconds);
         report.add("failure name", now.last.name);

@@ -26,7 +26,6 @@ struct Store {
     Layer runTime;
     std::atomic<bool> loaded = false;
     std::atomic<void (*)(const std::string&)> changeHook = nullptr;
-    void (*loadedHook)() = nullptr; // guarded by mutex
 };
 
 // Never destroyed: other threads still read while the process ends.
@@ -134,35 +133,17 @@ bool loadSettings(const char* path, bool dropRunTime) {
         return false;
     SettingsFile file = readSettingsFile(hostPath(path));
     tellFindings(file);
-    void (*hook)() = nullptr;
-    {
-        const std::lock_guard writing(store().writing);
-        Layer runTime = readRunTime(dropRunTime);
-        const std::lock_guard lock(store().mutex);
-        store().file = std::move(file.entries);
-        store().runTime = std::move(runTime);
-        store().loaded = true;
-        std::swap(hook, store().loadedHook);
-    }
-    if (hook != nullptr)
-        hook();
+    const std::lock_guard writing(store().writing);
+    Layer runTime = readRunTime(dropRunTime);
+    const std::lock_guard lock(store().mutex);
+    store().file = std::move(file.entries);
+    store().runTime = std::move(runTime);
+    store().loaded = true;
     return true;
 }
 
 bool settingsLoaded() {
     return store().loaded;
-}
-
-void setSettingsLoadedHook(void (*hook)()) {
-    {
-        const std::lock_guard lock(store().mutex);
-        if (!settingsLoaded()) {
-            store().loadedHook = hook;
-            return;
-        }
-    }
-    if (hook != nullptr)
-        hook();
 }
 
 std::optional<Value> storedValue(KeyId key) {

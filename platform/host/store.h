@@ -24,9 +24,6 @@ struct ValueDescription {
 // Claims the root and /tmp first; false: another pm holds them, nothing is read.
 bool loadSettings(const char* path, bool dropRunTime);
 bool settingsLoaded();
-// The hook is called once when the settings are loaded, on the thread that
-// loads them; at once if they already are.
-void setSettingsLoadedHook(void (*hook)());
 
 // The value in force; none if the key is unknown or has neither value nor default.
 std::optional<client::Value> storedValue(client::KeyId key);

@@ -6,6 +6,7 @@
 #include "platform/client/wire.h"
 #include "platform/function_manager.h"
 #include "platform/host/guard.h"
+#include "platform/host/start_steps.h"
 
 namespace pm::host {
 
@@ -65,6 +66,15 @@ std::vector<qornc_event_callback> takersOf(std::string_view topic) {
     return takers;
 }
 
+std::optional<size_t> rowTaking(std::string_view topic) {
+    const std::lock_guard lock(state().mutex);
+    const auto* table = state().table;
+    for (size_t row = 0; table != nullptr && table[row].topic != nullptr; ++row)
+        if (rowTakes(table[row].topic, topic))
+            return row;
+    return std::nullopt;
+}
+
 std::vector<std::string> topicsTaken() {
     std::vector<std::string> topics;
     const std::lock_guard lock(state().mutex);
@@ -86,8 +96,9 @@ std::string servedTopic(std::string_view topic) {
     return {};
 }
 
-extern "C" int jelmux_subscriber_init(uint64_t* handle, const char* subscriber,
-                                      qornc_event_callback callback) {
+namespace {
+
+int makeSubscriber(uint64_t* handle, const char* subscriber, qornc_event_callback callback) {
     if (handle == nullptr || subscriber == nullptr || callback == nullptr)
         return -1;
     return guarded(subscriber, -1, [&] {
@@ -102,7 +113,7 @@ extern "C" int jelmux_subscriber_init(uint64_t* handle, const char* subscriber,
     });
 }
 
-extern "C" int jelmux_subscribe_notification(uint64_t handle, const char* topic) {
+int makeSubscription(uint64_t handle, const char* topic) {
     if (topic == nullptr || *topic == '\0' || std::string_view(topic).size() > NAME_LIMIT)
         return -1;
     return guarded(topic, -1, [&] {
@@ -116,6 +127,21 @@ extern "C" int jelmux_subscribe_notification(uint64_t handle, const char* topic)
             subscriptions.push_back(added);
         return 0;
     });
+}
+
+} // namespace
+
+extern "C" int jelmux_subscriber_init(uint64_t* handle, const char* subscriber,
+                                      qornc_event_callback callback) {
+    const int result = makeSubscriber(handle, subscriber, callback);
+    noteSubscriber(result == 0);
+    return result;
+}
+
+extern "C" int jelmux_subscribe_notification(uint64_t handle, const char* topic) {
+    const int result = makeSubscription(handle, topic);
+    noteSubscription(result == 0);
+    return result;
 }
 
 } // namespace pm::host

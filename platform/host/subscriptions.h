@@ -1,6 +1,8 @@
 // Who takes which notifications.
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,6 +16,9 @@ void setEventTable(const qornc_event_row* table);
 
 // The callbacks of all rows and subscriptions that take a topic.
 std::vector<qornc_event_callback> takersOf(std::string_view topic);
+
+// Place of the first row that takes a topic, from 0 on; none if only subscriptions do.
+std::optional<size_t> rowTaking(std::string_view topic);
 
 // Topics of the table, then the texts of the subscriptions.
 std::vector<std::string> topicsTaken();

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <exception>
 
+#include "platform/host/command_turn.h"
 #include "platform/logging.h"
 
 namespace pm::host {
@@ -25,7 +26,7 @@ bool reserveBytes(size_t bytes) {
 }
 
 size_t bytesOf(const Job& job) {
-    return job.record.held() + job.name.size() + job.value.size();
+    return sizeof job + job.record.held() + job.name.size() + job.value.size();
 }
 
 // Jobs end their own faults; what is left is a heap without room.
@@ -80,6 +81,7 @@ bool WorkQueue::take(Jobs& jobs) {
 }
 
 void WorkQueue::serve() {
+    becomeWorker();
     Jobs jobs;
     while (take(jobs)) {
         const size_t bytes = bytesOf(jobs.front());

@@ -1,10 +1,13 @@
 """Mails as a real SMTP server gets them."""
+import os
 import re
 import ssl
 import stat
+import struct
 import subprocess
 
 import pytest
+import zmq
 from conftest import CERTIFICATE_ROOT, PREFIX, SmtpSink, settings, until
 
 FOOTER = ("\nTo launch the Norvu Web Interface, click here: https://192.0.2.10\n"
@@ -90,6 +93,18 @@ def test_refusals(pm, sink):
     assert sink.connections == 0
 
 
+def test_a_fifo_in_place_of_a_file_fails_at_once(pm, sink):
+    for name in ("zorqemail.txt", "zorqemailconfig.txt"):
+        os.mkfifo(pm.tmp / name)
+        assert "-17" in pm.ctl("test-message", *TO_A, status=1)
+        reader = os.open(pm.tmp / name, os.O_RDONLY | os.O_NONBLOCK)
+        assert "-17" in pm.ctl("test-message", *TO_A, status=1)
+        os.close(reader)
+        (pm.tmp / name).unlink()
+    pm.ctl("test-message", *TO_A)
+    assert len(sink.mails) == 1
+
+
 @pytest.fixture(scope="module")
 def certificate(area):
     subprocess.run("openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes "
@@ -149,6 +164,26 @@ def test_32_generic_mails_at_once(pm, sink):
     assert {text(mail) for mail in sink.mails} == {message(f"t{n}@b", f"S{n}", f"B{n}")
                                                    for n in range(32)}
     until(lambda: pm.left() == [] and pm.holds_no_more_than(before))
+
+
+def test_350_detached_mails_at_a_hanging_relay(make_pm, make):
+    sink = make(SmtpSink, mode="hang")
+    pm = make_pm(settings(sink.port), mounts="ulimit -n 1024").start()
+    record = struct.pack("255s255s?", b"S", b"a@example.com", False)
+    with zmq.Context() as context, context.socket(zmq.DEALER) as client:
+        client.connect(f"ipc://{pm.root}/run/pm/requests")
+        for n in range(350):
+            client.send_multipart([b"pm/1", b"", b"call", b"pm_function_sendGenericEmail",
+                                   record + b"%d.\0" % n])
+            assert client.recv_multipart()[3] == b"0"
+    until(lambda: pm.held()[2] >= 56)
+    assert pm.held()[0] < 300 and pm.held()[2] < 64
+    pm.ctl("test-trap", "1", status=1)
+    sink.mode = "serve"
+    sink.release()
+    sink.wait(lambda s: len(s.mails) >= 350)
+    assert len({text(mail).split("\n\n")[1] for mail in sink.mails}) == 350
+    until(lambda: pm.left() == [])
 
 
 def test_hanging_relay_stops_nothing_else(make_pm, make):

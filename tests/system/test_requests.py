@@ -78,6 +78,33 @@ def test_what_waits_is_bounded_and_others_are_served(make_pm, make, connect, siz
     assert [client.recv_multipart()[3] for _ in range(taken)] == [b"-1"] + [b"-3"] * (taken - 1)
 
 
+def test_replies_that_nobody_reads(pm, connect):
+    client = connect(pm)
+    for n in range(10000):
+        client.send_multipart([b"pm/1", b"%d" % n, b"get", b"NVC/productinfo"])
+    assert pm.ctl("list")  # others are served meanwhile
+    assert [int(client.recv_multipart()[1]) for _ in range(10000)] == list(range(10000))
+    # More than what is kept costs the connection.
+    greedy = connect(pm)
+    ends = greedy.get_monitor_socket(zmq.EVENT_DISCONNECTED)
+    greedy.sndtimeo = 1000
+    with contextlib.suppress(zmq.Again):
+        for _ in range(100000):
+            greedy.send_multipart(ask(b"list"))
+    assert pm.errors().count("does not read its replies") == 1 and pm.ctl("list")
+    while not ends.poll(0):
+        assert greedy.recv_multipart()[2] == b"done"
+
+
+def test_copies_of_detached_mails_are_bounded(make_pm, make, connect):
+    pm = make_pm(settings(make(SmtpSink, mode="hang").port, 1)).start()
+    client = connect(pm)
+    record = struct.pack("255s255s?", b"S", b"a@example.com", False).ljust(60 << 20, b"x")
+    for status in [b"0"] * 4 + [b"-1"]:
+        client.send_multipart(ask(b"call", GENERIC, record))
+        assert client.recv_multipart()[2:] == [b"status", status]
+
+
 def test_noise_and_hang_ups_hurt_nobody(pm, sink, connect, make):
     for noise in (b"", b"GET / HTTP/1.0\r\n\r\n", bytes(100000),
                   b"\xff\0\0\0\0\0\0\0\1\x7f\3\0NULL".ljust(64, b"\0") + b"\xff" * 64):

@@ -3,10 +3,11 @@ import os
 import pathlib
 import signal
 import stat
+import time
 
 import pytest
 import zmq
-from conftest import PREFIX, settings, until
+from conftest import PREFIX, SmtpSink, settings, until
 
 SUBJECT = "pm_str_email_alert1_subject"
 LDAP, AD = "pam_int_ldap_enable_mode", "pam_int_ad_enable_mode_pl"
@@ -99,12 +100,25 @@ def test_snmp_change_is_seen_by_watch(pm):
     watch.communicate()
 
 
-@pytest.mark.parametrize("endpoint", ["", "ipc:///nobody/serves/it"])
-def test_configuration_event_restarts_the_sibling(make_pm, place, endpoint):
-    (place / "systemctl").write_text(f'#!/bin/sh\necho "$@" >{place}/asked\n')
+@pytest.mark.parametrize("served", ["", "ipc:///nobody/serves/it", "ipc://{}/slow"])
+def test_configuration_event_restarts_the_sibling(make_pm, make, place, served):
+    sink = make(SmtpSink, mode="hang")
+    asked = place / "asked"
+    (place / "systemctl").write_text(f'#!/bin/sh\necho "$@" >{asked}\n')
     (place / "systemctl").chmod(0o755)
-    pm = make_pm(settings(flat={"pm_str_endpoint_teshServiceRequest": endpoint}),
+    pm = make_pm(settings(sink.port, 1, {"pm_str_endpoint_teshServiceRequest":
+                                         served.format(place)}),
                  environment={"PATH": f"{place}:{os.environ['PATH']}"}).start()
-    pm.ctl("event", "qelctl_event_config_changed")
-    asked = until(lambda: (place / "asked").exists() and (place / "asked").read_text())
-    assert asked == "restart qelctl_ipmiextd.service\n"
+    with zmq.Context() as context, context.socket(zmq.ROUTER) as service:
+        service.bind(f"ipc://{place}/slow")
+        with pm.ctl_start("event", "event_ipmi_pet", "--message", "M") as mail:
+            sink.wait(lambda s: s.connections > 0)  # its mail hangs, and delays nothing
+            restart = pm.ctl_start("event", "qelctl_event_config_changed")
+            if "slow" in served:
+                peer, version, tag, *_ = service.recv_multipart()
+                time.sleep(6)
+                service.send_multipart([peer, version, tag, b"status", b"0"])
+            assert restart.communicate(timeout=20) and restart.returncode == 0
+            assert asked.exists() == ("slow" not in served) and mail.poll() is None
+            sink.release()
+    assert "slow" in served or asked.read_text() == "restart qelctl_ipmiextd.service\n"

@@ -1,0 +1,193 @@
+// libzmq 4.3 aborts the process when accept fails for want of a descriptor, and has no
+// bound of its own. It calls accept4 through the dynamic linker, which finds the one
+// below first.
+#include "platform/host/accept.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <ctime>
+#include <exception>
+#include <fcntl.h>
+#include <mutex>
+#include <string_view>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/un.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+#include "platform/logging.h"
+
+namespace pm::host {
+
+namespace {
+
+// For 64 commands with three each, as many mails that are written, and what pm holds.
+constexpr rlim_t KEPT = 512;
+constexpr time_t SECONDS_BETWEEN_LINES = 10;
+
+// Of the connections, by descriptor. Numbers are given again: the inode tells whether it is
+// still the same one.
+struct Known {
+    ino_t inode = 0; // 0: none
+    uint64_t order = 0;
+    bool asked = false;
+};
+struct Connections {
+    std::mutex mutex;
+    std::vector<Known> known;
+    uint64_t accepted = 0;
+};
+// Never destroyed: libzmq's thread still uses it while the process ends.
+Connections& connections() {
+    static Connections& instance = *new Connections;
+    return instance;
+}
+
+int spare = -1; // given up to take, and close, a connection when there is no other
+
+// The lowest descriptor that is kept. A new one has the lowest free number: if that is
+// below, and no connection is above, more than the kept ones are free.
+int firstKept() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY)
+        return INT32_MAX;
+    const rlim_t kept = std::min(KEPT, limit.rlim_cur / 2);
+    return static_cast<int>(std::min<rlim_t>(limit.rlim_cur - kept, INT32_MAX));
+}
+
+int systemAccept(int listener, sockaddr* address, socklen_t* length, int flags) {
+    return static_cast<int>(::syscall(SYS_accept4, listener, address, length, flags));
+}
+
+// Takes and closes a connection when there is no other descriptor: one that is left
+// waiting would wake the thread at once, again and again.
+void refuseOnSpare(int listener) {
+    if (spare >= 0)
+        ::close(spare);
+    const int connection = systemAccept(listener, nullptr, nullptr, SOCK_CLOEXEC);
+    if (connection >= 0)
+        ::close(connection);
+    keepDescriptorsFromConnections();
+}
+
+ino_t inodeOf(int fd) {
+    struct stat state {};
+    return ::fstat(fd, &state) == 0 ? state.st_ino : 0;
+}
+
+bool toRequestSocket(int connection) {
+    sockaddr_un address = {};
+    socklen_t length = sizeof address - 1;
+    return ::getsockname(connection, reinterpret_cast<sockaddr*>(&address), &length) == 0 &&
+           std::string_view(address.sun_path).ends_with("/requests");
+}
+
+void remember(int connection) {
+    // Listeners ask for nothing, and stay.
+    const bool asked = !toRequestSocket(connection);
+    const std::lock_guard lock(connections().mutex);
+    auto& known = connections().known;
+    const auto at = static_cast<size_t>(connection);
+    if (known.size() <= at)
+        known.resize(at + 1);
+    known[at] = {inodeOf(connection), ++connections().accepted, asked};
+}
+
+// Ends the oldest connection over which no request has come. This thread is the one that
+// closes them, so that its number is not given to another meanwhile.
+bool evictIdle() {
+    const std::lock_guard lock(connections().mutex);
+    auto& known = connections().known;
+    for (;;) {
+        auto oldest = known.end();
+        for (auto each = known.begin(); each != known.end(); ++each)
+            if (each->inode != 0 && !each->asked &&
+                (oldest == known.end() || each->order < oldest->order))
+                oldest = each;
+        if (oldest == known.end())
+            return false;
+        const int connection = static_cast<int>(oldest - known.begin());
+        const ino_t inode = std::exchange(oldest->inode, 0);
+        if (inode == inodeOf(connection))
+            return ::shutdown(connection, SHUT_RDWR) == 0;
+    }
+}
+
+bool anyFrom(int line) {
+    const std::lock_guard lock(connections().mutex);
+    auto& known = connections().known;
+    for (auto at = static_cast<size_t>(line); at < known.size(); ++at)
+        if (known[at].inode != 0 && known[at].inode == inodeOf(static_cast<int>(at)))
+            return true;
+    return false;
+}
+
+// Nothing may be thrown through libzmq.
+bool admit(int connection) {
+    try {
+        const int line = firstKept();
+        if ((connection >= line || anyFrom(line)) && !evictIdle())
+            return false;
+        remember(connection);
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+void tellRefusal() {
+    static time_t told = 0;
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    if (told != 0 && now.tv_sec - told < SECONDS_BETWEEN_LINES)
+        return;
+    told = now.tv_sec;
+    mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE,
+                  "connections are refused: the descriptors that are left are kept for mails and "
+                  "commands");
+}
+
+} // namespace
+
+void keepDescriptorsFromConnections() {
+    spare = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+}
+
+void noteRequestOver(int connection) {
+    const std::lock_guard lock(connections().mutex);
+    auto& known = connections().known;
+    if (connection >= 0 && static_cast<size_t>(connection) < known.size())
+        known[static_cast<size_t>(connection)].asked = true;
+}
+
+void cutConnection(int connection) {
+    const std::lock_guard lock(connections().mutex);
+    auto& known = connections().known;
+    if (connection < 0 || static_cast<size_t>(connection) >= known.size())
+        return;
+    const ino_t inode = std::exchange(known[static_cast<size_t>(connection)].inode, 0);
+    if (inode != 0 && inode == inodeOf(connection))
+        ::shutdown(connection, SHUT_RDWR);
+}
+
+// Only libzmq's one thread for input and output calls it.
+extern "C" int accept4(int listener, sockaddr* address, socklen_t* length, int flags) {
+    const int connection = systemAccept(listener, address, length, flags);
+    const bool none = connection < 0 && (errno == EMFILE || errno == ENFILE);
+    if (!none && (connection < 0 || admit(connection)))
+        return connection;
+    if (none)
+        refuseOnSpare(listener);
+    else
+        ::close(connection);
+    tellRefusal();
+    errno = ECONNABORTED; // which libzmq takes for a caller that went away
+    return -1;
+}
+
+} // namespace pm::host
