@@ -101,15 +101,6 @@ void beginGenericThread() {
     current.name = GENERIC_FUNCTION;
 }
 
-// The mutex is held. A generic mail that is accepted, but gets no thread, has failed.
-void endGenericWithoutThread() {
-    Tally& tally = state().activity.generic;
-    --tally.running;
-    count(tally, 1);
-    count(state().activity.mails, 1);
-    state().activity.last = {milliseconds(), current.name, VESK_ERROR_GENERAL, current.reason, ""};
-}
-
 // The mutex is held. Gives the reason, if it has no log line yet.
 std::string takeFailedMail(const StepLine& line, int error) {
     // The status tells of a file or of a setting, and settings have their reason.
@@ -210,12 +201,13 @@ std::string noteLogLine(std::string_view text, int error) {
     case Told::GenericThread:
         beginGenericThread();
         break;
-    case Told::GenericError:
+    case Told::GenericError: // of an accepted mail, whose own line follows
         takeReason(std::move(line.text));
-        if (!current.genericBegun)
+        if (!std::exchange(current.genericBegun, false))
             break;
-        endGenericWithoutThread();
-        return current.reason;
+        --state().activity.generic.running;
+        count(state().activity.generic, 1);
+        break;
     }
     return {};
 }
