@@ -81,7 +81,8 @@ TEST(HostReasons, OfGenericMails) {
     // Accepted, but without a thread.
     noteBegin(Work::Function, GENERIC);
     EXPECT_EQ(note({"[9]: sendGenericEmail() - Blocking Mode disabled",
-                    "[9]: sendGenericEmail() - ERROR : Out of threads"}),
+                    "[9]: sendGenericEmail() - ERROR : Out of threads",
+                    "[9]: sendGenericEmail() - mail to \"a\" failed with status -1"}),
               "no thread for the mail: Out of threads");
     noteEnd(Work::Function, GENERIC, 0);
     EXPECT_EQ(activity().generic.done, 3U);
