@@ -119,12 +119,6 @@ std::string_view destinationOf(const GenericEmailThreadRequest& request) {
     return textAt(request, offsetof(GenericEmailStruct, szTo)).substr(0, HEADER_BOUND - 1);
 }
 
-// A mail whose thread could not be started.
-void reportNotStarted(const GenericEmailThreadRequest& request, int error) {
-    PM_LOG_AS("sendGenericEmail", "ERROR : %s\n", std::strerror(error));
-    logFailedMail("sendGenericEmail", destinationOf(request), retry(VESK_ERROR_GENERAL));
-}
-
 int32_t sendAndWait(ThreadRequestOwner& request) {
     pthread_t thread;
     void* result = nullptr;
@@ -132,7 +126,7 @@ int32_t sendAndWait(ThreadRequestOwner& request) {
     if (error == 0)
         pthread_join(thread, &result);
     else
-        reportNotStarted(*request, error);
+        PM_LOG_AS("sendGenericEmail", "ERROR : %s\n", std::strerror(error));
     const auto retVal = std::bit_cast<ssize_t>(result);
     PM_LOG_AS("sendGenericEmail", "retVal = %zd\n", retVal);
     return static_cast<int32_t>(retVal);
@@ -142,7 +136,7 @@ void sendDetached(ThreadRequestOwner& request) {
     pthread_t thread;
     const int error = startThread(thread, PTHREAD_CREATE_DETACHED, request);
     if (error != 0)
-        reportNotStarted(*request, error);
+        PM_LOG_AS("sendGenericEmail", "ERROR : %s\n", std::strerror(error));
 }
 
 bool writeTo(Attempt& attempt, MessageFile& message, std::string_view to) {
