@@ -168,7 +168,7 @@ void compareGeneric(Bench& bench) {
             [] { awaitMails(1); });
 }
 
-// Times each side until its last mail has arrived.
+// Both sides are timed until the last mail has arrived.
 std::vector<Side> burstSides(Bench& bench, int count, int atOnce) {
     const BareCommand command = relay(bench, "generic");
     const BareCommand xargs = {{"xargs", "-P", std::to_string(atOnce), "-I{}", "sh", "-c",

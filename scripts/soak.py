@@ -1,7 +1,7 @@
 """Sends mixed requests and events to a pm that is killed and restarted, with a mail server that
-refuses, hangs and drops connections; bursts of detached mails, callers that do not read and first
-starts meanwhile. Fails if a mail reported as sent did not arrive, if one arrived more often than pm
-makes attempts, if files, processes or descriptors are left, or if memory grows."""
+refuses, hangs and drops connections; with bursts of detached mails, callers that do not read, and
+first starts meanwhile. Fails if a mail reported as sent did not arrive, if one arrived more often
+than pm makes attempts, if files, processes or descriptors are left, or if memory grows."""
 import collections
 import contextlib
 import os
@@ -146,7 +146,7 @@ class Soak:
             self.faults.append(fault)
             raise
 
-    # --- The mail server's moods, and pm's ends
+    # --- Faults of the mail server, and kills of pm
 
     def misbehave(self):
         while not self.over.wait(random.uniform(0.1, 0.5)):
@@ -246,8 +246,8 @@ class Soak:
         print(f"{self.bursts} bursts of {BURST} detached mails, the last one without a loss; "
               f"{self.unread} times {UNREAD} requests before the first reply was read; "
               f"{len(self.firsts)} first starts")
-        print(f"{len(self.sink.mails)} mails arrived, {self.lives} ends of pm, memory grew by at "
-              f"most {self.growth} kB in a life")
+        print(f"{len(self.sink.mails)} mails arrived, pm ended {self.lives} times, memory grew by "
+              f"at most {self.growth} kB in one life")
         assert kinds["mail", True] and kinds["event", True] and kinds["mail", False], "too little"
 
 

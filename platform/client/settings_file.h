@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/client/schema.h"
+#include "platform/client/settings_finding.h"
 
 namespace pm::client {
 
@@ -21,13 +22,6 @@ struct SettingsEntry {
     int line;
 };
 
-struct SettingsFinding {
-    std::string file;
-    int line;        // 0: the file as a whole
-    std::string key; // empty if the finding is not about one key
-    std::string message;
-};
-
 struct SettingsFile {
     std::vector<SettingsEntry> entries; // in order of line, each value once
     std::vector<SettingsFinding> findings;
@@ -40,8 +34,5 @@ SettingsFile parseSettings(std::string text, const std::string& name);
 
 // The entry of a key or of its alias; null if neither has an entry.
 const SettingsEntry* findEntry(const std::vector<SettingsEntry>& entries, KeyId key);
-
-// "file:line: key: message"
-std::string findingText(const SettingsFinding& finding);
 
 } // namespace pm::client

@@ -29,19 +29,19 @@ constexpr Delivery deliveries[] = {
     {pmEventCallback, "qelctl_event_config_changed"},
     {MiscAttributeChangeCallback, "CfgMgr$1$AttributeChange$norvu.embedded.1#ldap.1#enable$"},
     {snmpConfigNotificationCallback, "CfgMgr$1$AttributeChange$norvu.embedded.1#snmp.1#x$"}};
-constexpr const char* settings[] = {"@Remotehosts.1#SenderEmail=|domain=(none)",
-                                    "runs=11",
-                                    "zuvastatus_bool_zuva_present:1",
-                                    "@Remotehosts.1#MessageSubjectPrefix=[x]|domain=",
-                                    "alert_bool_smtp_auth_enable:1",
-                                    "@IPv4.1#Enable:0|@IPv6.1#Enable:1|servers=6"};
+const Steps settings[] = {{text(SENDER, ""), text("domain", "(none)")},
+                          {relayResults({1, 1})},
+                          {text(PRESENCE, "1")},
+                          {text(PREFIX, "[x]"), text("domain", "")},
+                          {text(AUTH, "1")},
+                          {text(IPV4, "0"), text(IPV6, "1"), text("servers", "6")}};
 constexpr unsigned NO_RECORD = 0x40;
 constexpr unsigned TEXTS_FROM_RECORD = 0x80; // in all settings
 
 class Fuzzed : public Scripted {
   public:
     Fuzzed() { GTEST_FLAG_SET(break_on_failure, true); }
-    using Scripted::restart;
+    using Scripted::begin;
     using Scripted::TearDown;
     void TestBody() override {}
 };
@@ -69,12 +69,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 2)
         return 0;
     const std::string came(data + 2, data + size);
-    fuzzed.restart("pam_int_ad_enable_mode_pl:1|pam_int_ldap_enable_mode:1|reply:0");
-    for (size_t bit = 0; bit < std::size(settings); ++bit)
-        change((data[1] >> bit & 1) != 0 ? settings[bit] : "");
-    for (auto& [key, text] : script.answers) {
-        if ((data[1] & TEXTS_FROM_RECORD) != 0 && (key[0] == '=' || key[0] == '~'))
-            text = came;
+    fuzzed.begin({text(AD_MODE, "1"), text(LDAP_MODE, "1")});
+    for (auto& [key, value] : script.values) {
+        const bool isNumber = !value.empty() && value.find_first_not_of("0123456789") == value.npos;
+        if ((data[1] & TEXTS_FROM_RECORD) != 0 &&
+            (!isNumber || key == SMTP_PORT || key == TRAP_PORT))
+            value = came;
+    }
+    for (size_t bit = 0; bit < std::size(settings); ++bit) {
+        for (const Step& step : settings[bit])
+            (data[1] >> bit & 1) != 0 ? step.apply() : void();
     }
     const bool isNull = (data[1] & NO_RECORD) != 0;
     const size_t chosen = data[0] % (std::size(functions) + std::size(deliveries));

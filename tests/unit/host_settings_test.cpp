@@ -5,7 +5,6 @@
 #include "common/owner.h"
 #include "common/records.h"
 #include "config/attribute_object.h"
-#include "mail/date.h"
 #include "platform/attributes.h"
 #include "platform/client/settings_file.h"
 #include "platform/host/record.h"
@@ -34,8 +33,7 @@ const BadFile BAD_FILES[] = {
     {"[settings]|alert_str_smtp_user = { enum = 'x' }|SERVER", 2, "a text"},
     {"[attributes]|'Norvu.Embedded.1#IPv4.1#Enable' = 'on'|[settings]|SERVER", 2, "whole number"},
     {"[attributes]|Norvu.Embedded.1#IPv4.1#Enable = 1|[settings]|SERVER", 2, "in quotes"},
-    {"[attributes]|'Norvu.Embedded.1#LDAP.1#Enable' = 1|[settings]|"
-     "pam_int_ldap_enable_mode = 0|SERVER",
+    {"[attributes]|'Norvu.Embedded.1#LDAP.1#Enable' = 1|[settings]|pam_int_ldap_enable_mode = 0|SERVER",
      4, "already set in line 2"},
     {"alert_int_smtp_sasl = 1|[settings]|SERVER", 1, "outside the tables"},
     {"[settings]|alert_str_smtp_user = \"a|SERVER", 2, "syntax"},
@@ -88,16 +86,6 @@ TEST(HostSettings, AttributeInAnyCaseByEachRoad) {
     const char* view = nullptr;
     for (const uint32_t hostile : {1U, 95U, 100U, 0xFFFFFFFFU})
         EXPECT_NE(client_get_string_ptr(found, hostile, &view), 0);
-}
-
-TEST(HostTime, FollowsAZoneThatChanges) {
-    Text<32> date;
-    setenv("TZ", "UTC0", 1);
-    formatDate(date);
-    setenv("TZ", "JST-9", 1);
-    formatDate(date);
-    EXPECT_TRUE(date.view().ends_with(" +0900")) << date.c_str();
-    unsetenv("TZ");
 }
 
 TEST(HostRecords, ShortOnesArePaddedAndKeepTheirSize) {

@@ -2,15 +2,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdarg>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
-#include "mail/attempt.h"
 #include "platform/attributes.h"
 #include "platform/commands.h"
 #include "platform/events.h"
@@ -22,107 +19,87 @@
 #include "platform/settings.h"
 #include "platform/system_info.h"
 
-using namespace pm;
-
 namespace fs = std::filesystem;
 
 Script script;
 std::recursive_mutex guard;
 uint8_t g_bTrace = 0;
 
-namespace {
+// --- Steps ---------------------------------------------------------------------------
 
-qornc_context client;
+ANSWER(Step, text, (const string& key, const string& value),
+       {words(key, "is", value), [=] { script.values[key] = value; }})
+ANSWER(Step, typed, (int type, const string& key, const string& value),
+       {words(key, "is", value, "of type", type),
+        [=] { script.values[key] = value, script.types[key] = type; }})
+ANSWER(Step, unreadable, (const string& key),
+       {words(key, "unreadable"), [=] { script.values.erase(key); }})
+ANSWER(Step, fails, (const string& call, int result),
+       {words(call, "gives", result), [=] { script.results[call] = result; }})
+ANSWER(Step, during, (const string& call, const Step& step),
+       {words("during", call, step.label), [=] { script.reactions[call] = step.apply; }})
+ANSWER(Step, relayResults, (const std::vector<int>& results),
+       {"relay results", [=] { script.relayResults = results; }})
+ANSWER(Step, noMemory, (size_t nth),
+       {words("no memory", nth), [=] { script.failingAllocation = nth; }})
 
-// Settings calls answer with other bits set beside bit 0.
-int oddResult(bool done) {
-    return done ? 0x7ffffff1 : 0x7ffffff0;
+static string alertKey(const char* type, int destination, const char* name) {
+    return string("pm_") + type + "_email_alert" + std::to_string(destination) + name;
 }
+ANSWER(string, enabledKey, (int destination), alertKey("bool", destination, "_enabled"))
+ANSWER(string, addressKey, (int destination), alertKey("str", destination, "_destination"))
+ANSWER(string, subjectKey, (int destination), alertKey("str", destination, "_subject"))
+ANSWER(string, bodyKey, (int destination), alertKey("str", destination, "_body"))
 
-string shortKey(const string& key) {
-    return key.starts_with("Norvu.Embedded.1#") ? "@" + key.substr(17) : key;
-}
+// --- What the tests ask --------------------------------------------------------------
 
-bool giveNumber(const string& key, int32_t* value) {
-    const Guard lock(guard);
-    const bool given = has(":" + key);
-    *value = given ? std::stoi(script.answers[":" + key]) : -7;
-    return given;
-}
-
-void setFileLimit(rlim_t size) {
-    rlimit limit;
-    getrlimit(RLIMIT_FSIZE, &limit);
-    limit.rlim_cur = size;
-    setrlimit(RLIMIT_FSIZE, &limit);
-}
-
-} // namespace
-
-void change(const string& steps) {
-    std::stringstream all(steps);
-    for (string step; std::getline(all, step, '|');) {
-        const size_t mark = step[0] == '!' ? 0 : step.find_first_of("=:~%;?>^&", 1);
-        const string key = step.substr(0, mark), value = step.substr(mark + 1);
-        if (step[0] == '!') {
-            for (const char* sign : {"=", ":", "~"})
-                script.answers.erase(sign + value);
-        } else if (step[mark] == '^') {
-            fs::remove_all(key);
-            fs::create_symlink(value, key);
-        } else if (key == "limit") {
-            setFileLimit(std::stoul(value));
-        } else if (key == "allocation") {
-            script.failingAllocation = std::stoi(value);
-        } else {
-            script.answers[step[mark] + key] = value;
-        }
-    }
-}
-
-bool has(const string& signAndKey) {
-    return script.answers.contains(signAndKey) && !script.callFails;
+static string withoutLineEnds(string text) {
+    for (size_t at = 0; (at = text.find('\n', at)) != text.npos; ++at)
+        text.replace(at, 1, "\\n");
+    return text;
 }
 
 int outcome(const string& call) {
+    constexpr size_t WIDTH = 120; // calls go on in the line, as far as it goes
     const Guard lock(guard);
     script.calls.push_back(call);
-    script.trace.push_back("    " + call);
-    script.callFails = script.failingCall > 0 && --script.failingCall == 0;
-    const auto answers = script.answers;
-    int result = script.callFails ? -1 : 0;
-    for (const auto& [start, value] : answers) {
-        if (start[0] == '>' && call.starts_with(start.substr(1)))
-            change(value);
-        if (start[0] == '?' && call.starts_with(start.substr(1)))
-            result = std::stoi(value);
+    if (!script.quiet) {
+        if (script.order.empty() || script.order.back().size() + call.size() >= WIDTH)
+            script.order.push_back("   ");
+        script.order.back() += " > " + withoutLineEnds(call);
+    }
+    int result = script.failingCall > 0 && --script.failingCall == 0 ? -1 : 0;
+    for (const auto& [start, answer] : script.results)
+        result = call.starts_with(start) ? answer : result;
+    const auto reactions = script.reactions;
+    for (const auto& [start, react] : reactions) {
+        if (call.starts_with(start))
+            react();
     }
     return result;
 }
 
-bool giveText(const string& key, void* buffer, size_t size) {
+static bool giveNumber(const string& call, const string& key, int32_t* value) {
     const Guard lock(guard);
-    const string text = has("=" + key) ? script.answers["=" + key] : "rubbish";
+    const bool done = outcome(call) == 0 && script.values.contains(key);
+    *value = done ? std::stoi(script.values[key]) : -7;
+    return done;
+}
+bool giveText(const string& call, const string& key, void* buffer, size_t size) {
+    const Guard lock(guard);
+    const bool done = outcome(call) == 0 && script.values.contains(key);
+    const string text = done ? script.values[key] : "rubbish";
     std::memcpy(buffer, text.c_str(), std::min(text.size() + 1, size));
-    return has("=" + key);
+    return done;
 }
 
-size_t countOf(const Lines& lines, const string& line) {
-    return static_cast<size_t>(std::count(lines.begin(), lines.end(), line));
+size_t called(const string& start) {
+    const auto matches = [&](const string& call) { return call.starts_with(start); };
+    return size_t(std::ranges::count_if(script.calls, matches));
 }
-
 size_t logged(const string& part) {
-    return static_cast<size_t>(std::ranges::count_if(
-        script.log, [&](const string& line) { return line.find(part) != line.npos; }));
-}
-
-Lines startingWith(const Lines& lines, const string& start) {
-    Lines found;
-    for (const string& line : lines) {
-        if (line.starts_with(start))
-            found.push_back(line.substr(start.size()));
-    }
-    return found;
+    const auto matches = [&](const string& line) { return line.find(part) != line.npos; };
+    return size_t(std::ranges::count_if(script.log, matches));
 }
 
 string contentOf(const string& path) {
@@ -142,46 +119,46 @@ Lines mailFiles() {
     return found;
 }
 
-void Scripted::SetUp() {
+static void applyAll(const Steps& steps) {
+    for (const Step& step : steps)
+        step.apply();
+}
+
+void Scripted::begin(const Steps& given, const string& name) {
+    EXPECT_EQ(0U, liveBlocks()) << "heap blocks are left";
+    string label = "case: " + name;
+    for (const Step& step : given)
+        label += "; " + step.label;
+    m_trace.reset();
+    m_trace = std::make_unique<testing::ScopedTrace>("given", 0, label);
     for (const string& path : mailFiles())
         fs::remove_all(path);
     umask(022);
-    std::signal(SIGXFSZ, [](int) { setFileLimit(RLIM_INFINITY); });
-    for (CompatibilityFlag* flag : {&bMseCompatSendEmail, &bMseCompatTestEmail,
-                                    &bMseCompatAlertEmail, &bMseCompatGenericEmail})
-        flag->store(0);
+    bMseCompatSendEmail = bMseCompatTestEmail = bMseCompatAlertEmail = bMseCompatGenericEmail = 0;
+    g_bTrace = 0;
     const Guard lock(guard);
     script = {};
-    g_bTrace = 0;
-    change("@Remotehosts.1#SenderEmail=pm@example.org|pm_str_email_server_address=mail.example.org|"
-           "servers=4|domain=example.org|@IPv4.1#Enable:1|@IPv6.1#Enable:0|"
-           "@IPv4.1#Address=192.0.2.7|@IPv6.1#Address1=2001:db8::7|@network.1#dnsnvcname=ctl1|"
-           "@network.1#dnsregister:0|@Remotehosts.1#MessageSubjectPrefix=|"
-           "@Remotehosts.1#ConnectionEncryption:0|@Remotehosts.1#smtpport~25|"
-           "alert_bool_smtp_auth_enable:0|zuvastatus_bool_zuva_present:0|clock:1000000000|"
-           "guid=00112233-4455-6677-8899-aabbccddeeff|hostname=\001ab|community=public|"
-           "@SNMP.1#AlertPort~162|@SNMPAlert.2#State~1|@SNMPAlert.8#Destination~192.0.2.1");
-    for (const string n : {"1", "2", "3", "4"}) {
-        const string key = "|pm_str_email_alert" + n;
-        change("pm_bool_email_alert" + n + "_enabled:1" + key + "_body=Body " + n + key +
-               "_subject=Subject " + n + key + "_destination=" + n + "@example.org");
-    }
+    for (const string& key : {IPV6, REGISTERED, ENCRYPTION, AUTH, PRESENCE, string("bus reply")})
+        script.values[key] = "0";
+    applyAll({text(SENDER, "pm@example.org"), text(SERVER, "mail.example.org")});
+    applyAll({text("servers", "4"), text("domain", "example.org"), text("clock", "1000000000")});
+    applyAll({text(IPV4, "1"), text(ADDRESS4, "192.0.2.7"), text(ADDRESS6, "2001:db8::7")});
+    applyAll({text(HOST, "ctl1"), text(PREFIX, ""), text(SMTP_PORT, "25"), text("chassis", "")});
+    applyAll({text("guid", "8f112233-4455-6677-8899-aabbccddeeff"), text("host name", "\001ab")});
+    applyAll({text("community", "public"), text(TRAP_PORT, "162"), text(TRAP_STATE, "1")});
+    applyAll({text(TRAP_ADDRESS, "192.0.2.1")});
+    for (int n = 1; n <= 4; ++n)
+        applyAll({text(enabledKey(n), "1"), text(bodyKey(n), words("Body", n)),
+                  text(subjectKey(n), words("Subject", n)),
+                  text(addressKey(n), std::to_string(n) + "@example.org")});
+    applyAll(given);
     forgetBlocks();
 }
 
-void Scripted::restart(const string& steps, const string& name) {
-    EXPECT_EQ(0U, liveBlocks()) << "heap blocks are left";
-    m_trace.reset();
-    m_trace = std::make_unique<testing::ScopedTrace>(__FILE__, __LINE__, steps + " " + name);
-    SetUp();
-    change(steps);
-}
-
 void Scripted::TearDown() {
-    m_trace.reset();
-    setFileLimit(RLIM_INFINITY);
     EXPECT_EQ(0U, liveBlocks()) << "heap blocks are left";
     EXPECT_EQ(022U, umask(022)) << "the file-creation mask was left changed";
+    m_trace.reset();
 }
 
 extern "C" {
@@ -189,37 +166,43 @@ extern "C" {
 // --- Log, settings, attributes and commands ---------------------------------------
 
 int mirlog_printf(int level, int module, const char* format, ...) {
+    char buffer[4096];
     va_list arguments;
     va_start(arguments, format);
-    char text[4096];
-    vsnprintf(text, sizeof text, format, arguments);
+    vsnprintf(buffer, sizeof buffer, format, arguments);
     va_end(arguments);
     const Guard lock(guard);
+    const string text = buffer;
     script.log.push_back(words(level, module, text));
-    script.trace.push_back(script.log.back());
+    const string lineless = text[0] == '[' ? "[]" + text.substr(text.find(']') + 1) : text;
+    if (!script.hides || !script.hides(text))
+        script.order.push_back(withoutLineEnds(words(level, module, lineless)));
     return 0;
 }
 
 int log_rlog(int code, ...) {
     va_list arguments;
     va_start(arguments, code);
-    outcome(code == 0 ? words("log_rlog 0", va_arg(arguments, const char*))
-                      : words("log_rlog", code));
+    const string destination = code == 0 ? string(" ") + va_arg(arguments, const char*) : "";
+    outcome(words("log_rlog", code) + destination);
     va_end(arguments);
     return -1;
 }
 
+// Settings calls answer with other bits set beside bit 0, and so does a boolean.
+static int oddResult(bool done) {
+    return done ? 0x7ffffff1 : 0x7ffffff0;
+}
 int vesk_config_get_bool(const char* key, uint8_t* value) {
-    outcome(words("bool", key));
     int32_t number = 0;
-    const bool done = giveNumber(key, &number);
-    *value = number == 0 ? 0xfe : 0xff; // only bit 0 counts
+    const bool done = giveNumber(words("bool", key), key, &number);
+    *value = number == 0 ? 0xfe : 0xff;
     return oddResult(done);
 }
-ANSWER(int, vesk_config_get_int, (const char* key, int32_t* value), outcome(words("int", key)),
-       oddResult(giveNumber(key, value)))
+ANSWER(int, vesk_config_get_int, (const char* key, int32_t* value),
+       oddResult(giveNumber(words("int", key), key, value)))
 ANSWER(int, vesk_config_get_str_n, (const char* key, char* buffer, uint32_t size),
-       outcome(words("str", key, size)), oddResult(giveText(key, buffer, size)))
+       oddResult(giveText(words("str", key, size), key, buffer, size)))
 ANSWER(int, vesk_config_set_int, (const char* key, int32_t value, int32_t one),
        oddResult(outcome(words("set", key, value, one)) == 0))
 ANSWER(int, vesk_config_set_str, (const char* key, const char* text, int32_t one),
@@ -227,13 +210,12 @@ ANSWER(int, vesk_config_set_str, (const char* key, const char* text, int32_t one
 ANSWER(int, vesk_init_config_from_file, (const char* path, uint8_t flag),
        outcome(words("init", path, int{flag})))
 int CfgGetAttribute(const char* key, char* buffer, uint32_t* size) {
-    outcome(words("attr", shortKey(key), *size));
-    const bool done = giveText(shortKey(key), buffer, *size);
+    const bool done = giveText(words("attr", key, *size), key, buffer, *size);
     *size = 7; // callers set it again before each call
     return done ? 0 : 5;
 }
 ANSWER(int, CfgGetAttributeInt, (const char* key, int32_t* value),
-       outcome(words("attrint", shortKey(key))), giveNumber(shortKey(key), value) ? 0 : 5)
+       giveNumber(words("attrint", key), key, value) ? 0 : 5)
 ANSWER(int, vesk_event_occurred, (const char* name, uint64_t zero1, uint64_t zero2),
        outcome(words("event", name, zero1, zero2)))
 ANSWER(int, vesk_exec_systemcmd, (const char* command), outcome(words("exec", command)), -1)
@@ -242,30 +224,24 @@ int vesk_exec_systemcmd_ext(const char* command, uint64_t zero2, uint64_t zero3,
                             uint64_t zero5, uint64_t zero6, uint64_t zero7, uint64_t zero8,
                             const char* input_path, uint64_t zero10, uint64_t zero11) {
     EXPECT_EQ(0U, zero2 | zero3 | zero4 | zero5 | zero6 | zero7 | zero8 | zero10 | zero11);
-    const string line = command;
-    const size_t path = line.find("-C ") + 3;
-    const string relay = line.substr(path, line.rfind(" -t") - path);
-    int result = 0;
-    {
-        const Guard lock(guard);
-        script.commands.push_back({line, input_path, contentOf(input_path), contentOf(relay)});
-        result = outcome("run " + line);
-        string& runs = script.answers["=runs"];
-        if (!runs.empty()) {
-            result = runs[0] - '0';
-            runs.erase(0, 1);
-        }
+    std::unique_lock<std::recursive_mutex> lock(guard);
+    const string line = command, path = line.substr(9, line.size() - 12); // msmtp -C PATH -t
+    script.runs.push_back({input_path, contentOf(input_path), contentOf(path)});
+    int result = outcome(words("run", line, "<", input_path));
+    if (!script.relayResults.empty()) {
+        result = script.relayResults.front();
+        script.relayResults.erase(script.relayResults.begin());
     }
-    if (script.onRun)
-        script.onRun();
+    lock.unlock();
+    if (script.duringRun)
+        script.duringRun();
     errno = EPIPE;
     return result;
 }
 
 int vesk_function_execute_QORN(const char* name, uint32_t* size, const void* request,
-                               uint32_t length, uint32_t* word) {
+                               uint32_t length, uint32_t*) {
     const auto* bytes = static_cast<const char*>(request);
-    *word = 1;
     return outcome(words("function", name, *size, length, int{bytes[0]},
                          int{bytes[1]} | bytes[2] | bytes[3], bytes + 4));
 }
@@ -274,24 +250,20 @@ int vesk_function_execute_QORN(const char* name, uint32_t* size, const void* req
 
 // Head with the type, body at 16 with the value where its type has it, text at 128.
 int client_get_obj_by_key(const char* key, void** object) {
-    const int result = outcome(words("object", shortKey(key)));
-    EXPECT_EQ(nullptr, *object);
     const Guard lock(guard);
-    int type = 0x4050;
-    for (const char sign : {'%', '~', ';', '&'}) {
-        ++type;
-        if (result != 0 || !has(sign + shortKey(key)))
-            continue;
-        const string text = script.answers[sign + shortKey(key)];
-        auto* block = static_cast<char*>(platformBlock(128 + text.size() + 1));
-        std::memset(block, 0x5a, 128);
-        const int value = type == 0x4051 ? std::stoi(text) : text == "(null)" ? 0 : 128;
-        std::memcpy(block + 8, &type, 2);
-        std::memcpy(block + 16 + (type == 0x4053 ? 72 : 24), &value, sizeof value);
-        std::memcpy(block + 128, text.c_str(), text.size() + 1);
-        *object = block;
-    }
-    return result;
+    const int result = outcome(words("object", key));
+    EXPECT_EQ(nullptr, *object);
+    if (result != 0 || !script.values.contains(key))
+        return result;
+    const string text = script.values[key];
+    const int type = script.types.contains(key) ? script.types[key] : OBJECT_TYPE_STRING;
+    const int value = type == OBJECT_TYPE_INTEGER ? std::stoi(text) : text == "no value" ? 0 : 128;
+    const int offset = type == OBJECT_TYPE_ENUM ? BODY_ENUM_TEXT_OFFSET : BODY_VALUE_OFFSET;
+    string block = string(128, 'Z') + text + '\0';
+    block.replace(OBJECT_TYPE_OFFSET, 2, reinterpret_cast<const char*>(&type), 2);
+    block.replace(size_t(16 + offset), 4, reinterpret_cast<const char*>(&value), 4);
+    *object = platformBlock(block.size(), block.data());
+    return 0;
 }
 ANSWER(int, client_get_obj_body_ptr, (void* object, void** body),
        *body = static_cast<char*>(object) + 16, outcome("body"))
@@ -302,45 +274,47 @@ ANSWER(int, client_get_string_ptr, (void* object, uint32_t reference, const char
 // A record is filled as far as its text goes.
 static int fillRecord(const string& key, void* field, size_t size) {
     const Guard lock(guard);
-    string& text = script.answers["=" + key];
-    std::memcpy(field, text.data(), std::min(text.size(), size));
+    std::memcpy(field, script.values[key].data(), std::min(script.values[key].size(), size));
     return outcome(key);
 }
 ANSWER(int, IPMIGetOEMChassisCode_HW, (ipmi_chassis_code * record),
-       has("=chassis") ? fillRecord("chassis", record->code, 8) : 9)
-ANSWER(int, IPMIGetOEMHostName_HW, (ipmi_host_name * record), fillRecord("hostname", record, 65))
+       fillRecord("chassis", record->code, 8))
+ANSWER(int, IPMIGetOEMHostName_HW, (ipmi_host_name * record), fillRecord("host name", record, 65))
 ANSWER(int, IPMIGetCommunityString_HW, (char* community), fillRecord("community", community, 18))
 int HWI_SystemInfo_get_property(const char* object_path, const char* property, char** text) {
+    const string guid = script.values["guid"];
     const int result = outcome(words("property", object_path, property));
-    if (result == 0 && has("=guid")) {
-        const string& guid = script.answers["=guid"];
-        *text = static_cast<char*>(
-            std::memcpy(platformBlock(guid.size() + 1), guid.c_str(), guid.size() + 1));
-    }
+    if (result == 0)
+        *text = static_cast<char*>(platformBlock(guid.size() + 1, guid.c_str()));
     return result;
 }
 
 // --- Distribution client, function manager, subscriptions, loop ---------------------
 
+static qornc_context client;
+
 int qornc_initialize(qornc_context** context, const qornc_init_record* record) {
     client = {};
     client.manager = &client;
     client.loop = &client.loop;
-    *context = has("?no client") ? nullptr : &client;
+    *context = script.values.contains("no client") ? nullptr : &client;
+    uint64_t reserved = record->reserved3 | record->reserved4;
+    for (const uint64_t word : record->reserved6)
+        reserved |= word;
     string topics;
     for (const qornc_event_row* row = record->events; row->topic != nullptr; ++row)
         topics += words("", row->topic, row->flag);
-    return outcome(words("client", record->service->name, record->service->module, record->word5) +
-                   topics);
+    return outcome(
+        words("client", record->service->name, record->service->module, record->word5, reserved) +
+        topics);
 }
 ANSWER(void, qornc_destroy, (qornc_context*), static_cast<void>(outcome("end client")))
 int jelmux_fp_zactor_create(void* manager, void* loop, void** actor, int32_t queue) {
     EXPECT_TRUE(manager == client.manager && loop == client.loop && *actor == nullptr);
-    const size_t number = startingWith(script.calls, "actor").size() + 1;
-    const string name = "actor" + std::to_string(number);
-    if (!has("?no " + name))
+    const size_t number = called("actor") + 1;
+    if (!script.values.contains("no actor" + std::to_string(number)))
         *actor = &client.reserved0[number];
-    return outcome(words(name, queue));
+    return outcome("actor" + words(number, queue));
 }
 static long actorNumber(void* actor) {
     return static_cast<uint64_t*>(actor) - client.reserved0;

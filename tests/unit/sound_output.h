@@ -26,15 +26,16 @@ inline void expectSoundOutput() {
         "account timeout host port domain auto_from from auth (user password )?tls_cert_file "
         "tls_key_file tls_starttls tls_force_sslv3 tls_certcheck tls ");
     static const std::regex line(
-        "run msmtp -C /tmp/zorqemailconfig\\.txt[0-9]{0,5} -t|exec (systemctl restart "
+        "run msmtp -C /tmp/zorqemailconfig\\.txt[0-9]{0,5} -t < "
+        "/tmp/zorq[a-z]+(\\.txt|[0-9]+)|exec (systemctl restart "
         "qelctl_ipmiextd\\.service|snmptrap -v 1 -c '[^'\\\\\\x01-\\x1f\\x7f]{0,18}' (udp6:)?\\[?"
         "[\\w.:%][\\w.:%-]*\\]?:[0-9]{1,5} \\.1\\.3\\.6\\.1\\.4\\.1\\.3183\\.1\\.1 '' 6 1001 '' "
         "\\.1\\.3\\.6\\.1\\.4\\.1\\.3183\\.1\\.1\\.1 x '[0-9a-f ]+')");
-    for (const Command& command : script.commands) {
-        const size_t cut = command.inputPath == MESSAGE_FILE ? std::string::npos : 254;
-        const std::string head = command.message.substr(0, command.message.find("\n\n"));
+    for (const RelayRun& run : script.runs) {
+        const size_t cut = run.messagePath == MESSAGE_PATH ? std::string::npos : 254;
+        const std::string head = run.message.substr(0, run.message.find("\n\n"));
         EXPECT_EQ("Date: From: To: Subject: Content-type: ", firstWords(head, cut));
-        EXPECT_TRUE(std::regex_match(firstWords(command.relay, std::string::npos), relay));
+        EXPECT_TRUE(std::regex_match(firstWords(run.relay, std::string::npos), relay));
     }
     for (const std::string& call : script.calls) {
         const bool runs = call.starts_with("exec ") || call.starts_with("run ");

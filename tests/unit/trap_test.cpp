@@ -1,129 +1,131 @@
-// Test traps: the trap's bytes and the command line.
-#include <cstring>
-#include <iomanip>
-
-#include "scripted_platform.h"
-#include "trap/functions.h"
+// Test traps: the command line, the trap's bytes, and the call on the bus.
+#include "requests.h"
 #include "trap/ipmi_test_trap.h"
-#include "trap/pet.h"
-
-using namespace pm;
 
 namespace {
 
-class Trap : public Scripted {};
+class Trap : public Cases {};
 
-string hex(const uint8_t* bytes, uint32_t length) {
-    constexpr const char* DIGITS = "0123456789ABCDEF";
-    string text;
-    for (uint32_t i = 0; i < length; ++i)
-        (text += DIGITS[bytes[i] / 16]) += DIGITS[bytes[i] % 16];
-    return text;
+const string GUID = "8f 11 22 33 44 55 66 77 88 99 aa bb cc dd ee ff ",
+             ZEROS = "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 ", TIME = "06 ef ed 80 ";
+
+string trap(const string& peer, const string& guid = GUID, const string& time = TIME,
+            const string& name = "61 62 00 ") {
+    return "exec snmptrap -v 1 -c " + peer +
+           " .1.3.6.1.4.1.3183.1.1 '' 6 1001 '' .1.3.6.1.4.1.3183.1.1.1 x '" + guid + "00 00 " +
+           time + "ff ff 20 21 00 ff 00 18 00 0f ff ff 00 00 00 00 00 19 00 0f 4a 2b 01 00 " +
+           name + "c1'";
+}
+const string V4 = "'public' 192.0.2.1:162", NO_GUID = trap(V4, ZEROS),
+             NOT_TOLD = "neither an address";
+string at(const string& time) {
+    return trap(V4, GUID, time);
+}
+string to(const string& host) {
+    return trap("'public' " + host);
+}
+string named(const string& name) {
+    return trap(V4, GUID, TIME, name);
+}
+const Step HOST_H = text(TRAP_ADDRESS, "h"), NO_V4 = text(IPV4, "0"), V6 = text(IPV6, "1");
+
+const std::vector<Case> IPMI_CASES = {
+    {.given = {text("clock", "883612801")}, .call = at("00 00 00 01 ")},
+    {.given = {text("clock", "883612800")}, .call = at("00 00 00 00 ")},
+    {.given = {text("clock", "852076800")}, .call = at("00 00 00 00 ")},
+    {.given = {text("clock", "-1")}, .call = at("cb 55 23 7f ")},
+    {.given = {fails("gettimeofday")}, .call = at("00 00 00 00 "), .log = "timestamp to all 0's"},
+    {.given = {text("host name", "\177" + string(63, 'n') + "zy")}, .log = "6e 7a 00 c1'"},
+    {.given = {text("host name", "")}, .call = named(""), .log = "system host name data is not"},
+    {.given = {text("host name", "\001")}, .call = named(""), .log = "system host name data is"},
+    {.given = {fails("host name")}, .call = named(""), .log = "host name data is not available"},
+    {.given = {text("guid", "8F112233x4455_6677z8899@AABBCCDDEEFF")}, .call = trap(V4)},
+    {.given = {text("guid", "zz1z2233-4455-6677-8899-aabbccddee z")},
+     .call = trap(V4, "00 10 22 33 44 55 66 77 88 99 aa bb cc dd ee ee ")},
+    {.given = {text("guid", "8f112233-4455-6677-8899-aabbccddeeff0")},
+     .call = NO_GUID,
+     .log = "not = 36"},
+    {.given = {text("guid", "")}, .call = NO_GUID, .log = "petGetGUID failed; setting GUID to all"},
+    {.given = {fails("property")}, .call = NO_GUID, .log = "unable to get smbiosGUID"},
+    {.given = {noMemory(1)}, .call = NO_GUID, .log = "petGetGUID failed; setting GUID to all 0's"},
+    {.given = {noMemory(2)}, .status = -1, .log = "failed to allocate buffer for OEM Custom"},
+    {.given = {noMemory(3)}, .status = -1, .log = "failed with SM status = 272, returning VESK_"},
+    {.given = {NO_V4, V6}, .call = trap(V4)},
+    {.given = {text(TRAP_PORT, "0")}, .call = trap(V4), .log = "invalid trap destination port"},
+    {.given = {text(TRAP_PORT, "65536")}, .call = trap(V4), .log = "setting it back to default"},
+    {.given = {text(TRAP_PORT, "")}, .call = trap(V4), .log = "empty SNMP trap dest port string"},
+    {.given = {unreadable(TRAP_PORT)}, .call = trap(V4), .log = "get SNMP trap dest port using"},
+    {.given = {text(TRAP_ADDRESS, "2001:db8::1"), text(TRAP_PORT, "65535")},
+     .call = to("udp6:[2001:db8::1]:65535")},
+    {.given = {text(TRAP_ADDRESS, "fe80::1%eth0"), text(TRAP_PORT, "1")},
+     .call = to("udp6:[fe80::1%eth0]:1")},
+    {.given = {text(TRAP_ADDRESS, "192.0.2")}, .call = to("192.0.2:162"), .log = "type = FQDN;"},
+    {.given = {HOST_H, NO_V4, V6}, .call = to("udp6:h:162")},
+    {.given = {HOST_H, NO_V4}, .call = to("h:162")},
+    {.given = {HOST_H, V6}, .calls = 14, .call = to("h:162")},
+    {.given = {HOST_H, unreadable(IPV4), V6}, .call = to("h:162"), .log = "matching Attribute not"},
+    {.given = {HOST_H, NO_V4, text(IPV6, "")}, .call = to("h:162"), .log = "string, for key=Norvu"},
+    {.given = {HOST_H, text(IPV4, "2"), V6}, .call = to("h:162"), .log = "invalid data value = 2"},
+    {.given = {text("community", "a b#$\"c")}, .call = trap("'a b#$\"c' 192.0.2.1:162")},
+    {.given = {text("community", "18-characters-long")},
+     .call = trap("'18-characters-long' 192.0.2.1:162")},
+    {.given = {text("community", "")}, .call = trap("'' 192.0.2.1:162")},
+    {.given = {text("community", "pub'lic")}, .status = -1, .calls = 10, .log = "the community"},
+    {.given = {text("community", "pub\\lic")}, .status = -1, .log = "quote, backslash or control"},
+    {.given = {text("community", "pub\x7flic")}, .status = -1, .log = "quote, backslash or"},
+    {.given = {fails("community", 1)}, .status = -1, .log = "CommunityString failed with rc = 1"},
+    {.given = {unreadable(TRAP_ADDRESS)}, .status = -1, .log = "failed with status = 256,"},
+    {.given = {text(TRAP_ADDRESS, "")}, .status = -1, .log = "empty string, returning false"},
+    {.given = {text(TRAP_ADDRESS, "-h")}, .status = -1, .calls = 10, .log = NOT_TOLD},
+    {.given = {text(TRAP_ADDRESS, "h -Lf /tmp/x")}, .status = -1, .log = NOT_TOLD},
+    {.given = {text(TRAP_ADDRESS, "h\xc3\xa4")}, .status = -1, .log = NOT_TOLD}};
+
+const std::vector<Case> BUS_CASES = {
+    {.given = {text("bus reply", "-7")}, .log = "sendSNMPTestTrap() - Exit with status=-7"},
+    {.given = {text(TRAP_STATE, "0")}, .status = 2, .log = "trap dest #2 is not enabled,"},
+    {.given = {text(TRAP_STATE, "10")}, .status = 2, .log = "sendTestTrap() - return code = 2"},
+    {.given = {unreadable(TRAP_STATE)}, .status = 2, .log = "matching Attribute not found"},
+    {.given = {fails("bus", -111)}, .calls = 4, .log = "system bus: Connection refused"},
+    {.given = {fails("new", -22)}, .calls = 6, .log = "sd_bus_message_new_method_call failed"},
+    {.given = {fails("new", -22)}, .log = "sendSNMPTestTrap() - Exit with status=256"},
+    {.given = {fails("append", -22)}, .calls = 8, .log = "append fixed args: Invalid argument"},
+    {.given = {fails("call", -110)}, .calls = 9, .log = "call method: Connection timed out"},
+    {.given = {fails("read", -6)}, .calls = 11, .log = "parse response: No such device or address"},
+    {.given = {fails("read", -6), text("bus reply", "5")}, .log = "TestTrap() - Exit with"}};
+
+TEST_F(Trap, EachValueAndFailure) {
+    check(
+        "IPMI", [] { return send(sendIPMITestTrap, IndexRequest{2}); }, IPMI_CASES);
+    check(
+        "bus", [] { return send(sendTestTrap, IndexRequest{2}); }, BUS_CASES);
 }
 
-TEST_F(Trap, PetVarBindByteForByte) {
-    const string guid = "00112233445566778899AABBCCDDEEFF0000", none(36, '0'),
-                 fixed = "FFFF202100FF0018000FFFFF000000000019000F4A2B0100",
-                 noGuid = none + "06EFED80" + fixed + "616200C1";
-    const string n64(64, 'n'), hex64 = hex(reinterpret_cast<const uint8_t*>(n64.data()), 64);
-    // steps, failing allocation, bytes (none: 272)
-    const Rows<string, int, string> cases = {
-        {"", 0, guid + "06EFED80" + fixed + "616200C1"},
-        {"", 1, noGuid},
-        {"", 2, ""},
-        {"", 3, ""},
-        {"clock:883612801|hostname=\177" + n64, 0, guid + "00000001" + fixed + hex64 + "00C1"},
-        {"clock:883612800|hostname=", 0, guid + "00000000" + fixed + "C1"},
-        {"guid=00112233x4455_6677z8899@AABBCCDDEEFF|clock:852076800|hostname=", 0,
-         guid + "00000000" + fixed + "C1"},
-        {"guid=zz1z2233-4455-6677-8899-aabbccddee z|clock:-1|hostname=\001", 0,
-         "00102233445566778899AABBCCDDEEEE0000CB55237F" + fixed + "C1"},
-        {"hostname?1", 0, guid + "06EFED80" + fixed + "C1"},
-        {"guid=00112233-4455-6677-8899-aabbccddeeff0", 0, noGuid},
-        {"property?-1", 0, noGuid},
-        {"gettimeofday?-1", 0, guid + "00000000" + fixed + "616200C1"}};
-    for (const auto& [steps, failing, bytes] : cases) {
-        restart(steps, words("allocation", failing));
-        script.failingAllocation = failing;
-        uint8_t any = 0, *pet = &any;
-        uint32_t length = 9;
-        EXPECT_EQ(bytes.empty() ? 272 : 0, petConstructVarBind(&pet, &length));
-        EXPECT_EQ(bytes, hex(pet, length));
-        std::free(pet);
-        EXPECT_EQ("property /com/braxel/norvu/hwi/system_embedded_1/HWI_SystemInfo smbiosGUID",
-                  script.calls[0]);
-    }
-}
-
-TEST_F(Trap, VariableBindingTextIsBounded) {
-    const std::vector<uint8_t> bytes(162, 0xab);
-    const Rows<uint32_t, size_t> cases = {{1, 30}, {47, 168}, {160, 507}, {161, 510}, {162, 0}};
-    for (const auto& [length, characters] : cases) {
-        VarBindText text;
-        EXPECT_EQ(characters > 0, composeVarBindText(text, bytes.data(), length));
-        EXPECT_EQ(characters, text.length());
-    }
-    EXPECT_EQ(514U, varBindTextSize(162));
-    VarBindText text;
-    composeVarBindText(text, bytes.data(), 2);
-    EXPECT_STREQ(".1.3.6.1.4.1.3183.1.1.1 x 'ab ab'", text.c_str());
-}
-
-TEST_F(Trap, RefusesIndexRequests) {
-    uint8_t bad[] = {0, 9, 255};
-    const Rows<int32_t (*)(uint32_t, void*), int> cases = {
-        {sendIPMITestTrap, -3}, {sendSNMPTestTrap, -3}, {sendTestTrap, 1}};
-    for (const auto& [handler, status] : cases) {
-        restart("");
-        EXPECT_EQ(status, handler(0, nullptr));
-        EXPECT_EQ(status, handler(0, bad));
-        for (uint8_t& index : bad)
+TEST_F(Trap, RefuseRequests) {
+    uint8_t indexes[] = {0, 9, 255};
+    const std::tuple<Handler, int32_t, string> rows[] = {
+        {sendIPMITestTrap, -3, "returning VESK_ERROR_INVALID_PARAMETER"},
+        {sendSNMPTestTrap, -3, "returning VESK_ERROR_INVALID_PARAMETER"},
+        {sendTestTrap, 1, "returning SENDTESTTRAP_STATUS_INVALID_PARAMETER"}};
+    for (const auto& [handler, status, returning] : rows) {
+        begin({});
+        EXPECT_EQ(status, handler(1, nullptr));
+        EXPECT_EQ(status, handler(0, indexes + 1));
+        for (uint8_t& index : indexes)
             EXPECT_EQ(status, handler(3, &index));
+        for (const char* reason : {"data is NULL, ", "of(unsigned char), ", "9 is out of range, "})
+            EXPECT_EQ(1U, logged(reason + returning));
         EXPECT_EQ(Lines{}, script.calls);
     }
 }
 
-TEST_F(Trap, CommandLineByDestinationAndPort) {
-    const string data =
-                     " .1.3.6.1.4.1.3183.1.1 '' 6 1001 '' .1.3.6.1.4.1.3183.1.1.1 x '00 11 22 33 "
-                     "44 55 66 77 88 99 aa bb cc dd ee ff 00 00 06 ef ed 80 ff ff 20 21 00 ff 00 "
-                     "18 00 0f ff ff 00 00 00 00 00 19 00 0f 4a 2b 01 00 61 62 00 c1'",
-                 to = "@SNMPAlert.8#Destination~", port = "@SNMP.1#AlertPort~",
-                 v4 = "@IPv4.1#Enable~", v6 = "@IPv6.1#Enable~", host = to + "h|";
-    // community, peer (none: nothing is run), steps
-    const Rows<string, string, Lines> cases = {
-        {"public",
-         "192.0.2.1:162",
-         {"", port + "0", port, "!@SNMP.1#AlertPort", v4 + "0|" + v6 + "1"}},
-        {"a b#$\"c", "udp6:[2001:db8::1]:65535", {to + "2001:db8::1|" + port + "65535"}},
-        {"eighteen-character", "udp6:[fe80::1%eth0]:1", {to + "fe80::1%eth0|" + port + "1"}},
-        {"", "udp6:[a:b]:162", {to + "a:b|" + port + "162x"}},
-        {"public", "192.0.2:162", {to + "192.0.2|" + port + "65536"}},
-        {"public", "udp6:h:162", {host + v4 + "0|" + v6 + "1"}},
-        {"public",
-         "h:162",
-         {host + v4 + "0|" + v6 + "0", host + v4 + "0", host + v4 + "0|" + v6,
-          host + v4 + "|" + v6 + "1", host + v4 + "1|" + v6 + "1", host + v4 + "2|" + v6 + "1",
-          host + v4 + "0|" + v6 + "2"}},
-        {"public",
-         "",
-         {"community?1", "!@SNMPAlert.8#Destination", to, to + "-h", to + "h -Lf /tmp/x",
-          to + "h\xc3\xa4"}},
-        {"pub'lic", "", {""}}};
-    for (const auto& [community, peer, all] : cases) {
-        for (const string& steps : all) {
-            restart("community=" + community, steps);
-            change(steps);
-            uint8_t index[] = {8, 0};
-            EXPECT_EQ(peer.empty() ? -1 : 0, sendIPMITestTrap(2, index));
-            Lines expected;
-            if (!peer.empty())
-                expected = {words("snmptrap -v 1 -c", std::quoted(community, '\''), peer) + data};
-            EXPECT_EQ(expected, startingWith(script.calls, "exec "));
-            EXPECT_EQ(steps.starts_with(host + v4 + "0") ? 1U : 0U,
-                      countOf(script.calls, "object @IPv6.1#Enable"));
-        }
+TEST_F(Trap, VariableBindingIsBounded) {
+    const uint32_t bytes[] = {1, 47, 160, 161, 162}, lengths[] = {30, 168, 507, 510, 0};
+    for (size_t i = 0; i < 5; ++i) {
+        VarBindText text;
+        EXPECT_EQ(i < 4, composeVarBindText(text, std::vector<uint8_t>(162).data(), bytes[i]));
+        EXPECT_EQ(lengths[i], text.length());
     }
+    EXPECT_EQ(514U, varBindTextSize(162));
 }
 
 } // namespace

@@ -1,0 +1,126 @@
+// Sound requests, the operations as the tests call them, and the form of a case.
+#pragma once
+
+#include <cstring>
+
+#include "common/records.h"
+#include "core/config_subscription.h"
+#include "core/directory_rule.h"
+#include "core/events.h"
+#include "mail/functions.h"
+#include "mail/send_email.h"
+#include "platform/distribution.h"
+#include "scripted_platform.h"
+#include "trap/functions.h"
+
+template <size_t N>
+void setField(char (&field)[N], const string& text) {
+    std::memcpy(field, text.c_str(), std::min(N, text.size() + 1));
+}
+inline EmailAlertsExStruct alertsRequest(const string& host, const string& subject,
+                                         const string& body = "Body") {
+    EmailAlertsExStruct request = {};
+    setField(request.szHostName, host);
+    setField(request.szSubject, subject);
+    setField(request.szBodyText, body);
+    return request;
+}
+inline TestEmailStruct testRequest(const string& body) {
+    TestEmailStruct request = {"2@example.org", "Subject 2", {}};
+    setField(request.szBody, body);
+    return request;
+}
+inline AlertEmailStruct alertRequest(const string& body, int32_t index = 2) {
+    AlertEmailStruct request = {index, {}, 'x'};
+    setField(request.szBody, body);
+    return request;
+}
+// The body lies between the head and the terminator that the handler forces.
+inline string genericRequest(const string& to, const string& subject, uint8_t blocking,
+                             const string& body) {
+    GenericEmailStruct head = {{}, {}, blocking};
+    setField(head.szSubject, subject);
+    setField(head.szTo, to);
+    return string(reinterpret_cast<const char*>(&head), sizeof head) + body + "!";
+}
+
+using Handler = int32_t (*)(uint32_t, void*);
+
+template <typename Request>
+int32_t send(Handler handler, Request request) {
+    return handler(sizeof request, &request);
+}
+inline int32_t sendGeneric(string request) {
+    return sendGenericEmail(static_cast<uint32_t>(request.size()), request.data());
+}
+inline int32_t sendGenericAs4242() {
+    script.threadIds = {4242};
+    return sendGeneric(genericRequest("2@example.org", "Subject 2", 1, "Body"));
+}
+inline constexpr const char* AD_ENABLE = "norvu.embedded.1#activedirectory.1#enable";
+inline constexpr const char* LDAP_ENABLE = "norvu.embedded.1#ldap.1#enable";
+// The callback gets a notification; attribute is the name in a change record.
+inline int32_t notify(qornc_event_callback callback, const string& topic, uint16_t type,
+                      const string& attribute = "", uint32_t size = sizeof(EventRecord)) {
+    char record[sizeof(EventRecord)] = {};
+    const AttributeChangeRecord head = {size, type, {}, ATTRIBUTE_NAME_OFFSET};
+    std::memcpy(record, &head, sizeof head);
+    std::memcpy(record + ATTRIBUTE_NAME_OFFSET, attribute.c_str(), attribute.size());
+    return callback(nullptr, topic.c_str(), record);
+}
+
+struct Sender {
+    string name;
+    int32_t (*send)();
+    CompatibilityFlag& flag;
+};
+inline const Sender senders[4] = {
+    {"sendEmail", [] { return sendEmail("2@example.org", "Subject 2", "Body"); },
+     bMseCompatSendEmail},
+    {"sendTestEmail", [] { return send(sendTestEmail, testRequest("Body")); }, bMseCompatTestEmail},
+    {"sendAlertEmail", [] { return send(sendAlertEmail, alertRequest("Body")); },
+     bMseCompatAlertEmail},
+    {"sendGenericEmail", sendGenericAs4242, bMseCompatGenericEmail}};
+
+// A row of a table. To add a case, copy one: "given" has what is unusual, and the other
+// members say what must come of it. All but the status are tested where a row names them.
+inline constexpr size_t ANY = 1000000;
+struct Case {
+    string name = "";
+    Steps given = {};
+    int32_t status = 0;
+    size_t attempts = ANY, runs = ANY, calls = ANY; // at a mail, of the relay, to the outside
+    string to = "?";                                // first letter of the receiver, run by run
+    string message = "", relay = "";                // parts of what the last run got
+    string call = "", log = "";                     // start of an outside call, part of a line
+};
+inline const string DATE = "Date: Tue, 14 Nov 2023 22:13:20 +0100\n";
+inline const string TYPE = "Content-type: text/plain\n\n";
+inline const string END = "(end)"; // comes after message and relay configuration
+
+class Cases : public Scripted {
+  protected:
+    // Runs the operation for each case, and "after" to test what else there is.
+    void check(
+        const string& name, const std::function<int32_t()>& operation,
+        const std::vector<Case>& cases, const std::function<void()>& after = [] {}) {
+        for (const Case& each : cases) {
+            begin(each.given, name + " " + each.name);
+            EXPECT_EQ(each.status, operation());
+            const size_t attempts = called("str " + SERVER);
+            string to;
+            for (const RelayRun& run : script.runs)
+                to += run.message.substr(run.message.find("\nTo: ") + 5, 1);
+            const RelayRun last = script.runs.empty() ? RelayRun{} : script.runs.back();
+            EXPECT_TRUE(each.attempts == ANY || each.attempts == attempts) << attempts;
+            EXPECT_TRUE(each.runs == ANY || each.runs == script.runs.size()) << to;
+            EXPECT_TRUE(each.calls == ANY || each.calls == script.calls.size());
+            EXPECT_TRUE(each.to == "?" || each.to == to) << to;
+            EXPECT_NE(string::npos, (last.message + END).find(each.message)) << last.message;
+            EXPECT_NE(string::npos, (last.relay + END).find(each.relay)) << last.relay;
+            EXPECT_TRUE(each.call.empty() || called(each.call) > 0) << each.call;
+            EXPECT_TRUE(each.log.empty() || logged(each.log) > 0) << each.log;
+            after();
+        }
+    }
+};
