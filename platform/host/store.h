@@ -11,7 +11,7 @@
 
 namespace pm::host {
 
-enum class ValueSource : uint8_t { None, Default, File, RunTime };
+enum class ValueSource : uint8_t { None, Default, Machine, File, RunTime };
 
 struct ValueDescription {
     std::string name; // full name as the schema spells it
@@ -43,7 +43,7 @@ bool unsetValue(std::string_view name, std::string& error);
 
 // False: the key is unknown, error says so and names a similar one.
 bool describeValue(std::string_view name, ValueDescription& description, std::string& error);
-const char* sourceName(ValueSource source); // "unset", "default", "pm.conf", "run time"
+const char* sourceName(ValueSource source); // "unset", "default", "machine" and so on
 
 // Called after each write that changed an attribute's value (or that of a
 // setting which an attribute also names), on the writing thread, with no lock
