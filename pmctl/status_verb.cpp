@@ -1,4 +1,4 @@
-// status: what pm has done since it serves.
+// status: prints what pm has done since it started to serve.
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
@@ -18,7 +18,7 @@ using namespace client;
 
 namespace {
 
-// "done", "failed", "running" and, of functions, "waiting".
+// "done", "failed", "running" and, for functions, "waiting".
 using Counts = std::map<std::string, std::string>;
 using Table = std::map<std::string, Counts>;
 
@@ -52,7 +52,7 @@ Status sorted(const Reply& reply) {
     return status;
 }
 
-// Counts go out as numbers whatever came in.
+// Formats a count as a number, whatever the reply contains.
 std::string number(const std::string& text) {
     return std::to_string(std::strtoll(text.c_str(), nullptr, 10));
 }
@@ -145,7 +145,7 @@ void printText(const Status& status, bool utc) {
     const auto text = [&](const char* what) { return number(status.text(what)); };
     std::printf("mails         %s taken by the mail server, %s failed\n",
                 text("mails taken").c_str(), text("mails failed").c_str());
-    std::printf("generic mails %s done, %s of them failed, %s under way\n",
+    std::printf("generic mails %s done, %s of them failed, %s running\n",
                 text("generic done").c_str(), text("generic failed").c_str(),
                 text("generic running").c_str());
     std::printf("relay runs    %s succeeded, %s failed\n", text("relay taken").c_str(),
@@ -177,7 +177,7 @@ int showStatus(const Options& options) {
 }
 
 constexpr Verb verbs[] = {
-    {"status", "Prints what pm has done since it serves, and its last failure",
+    {"status", "Prints what pm has done since its start, and its last failure",
      "  pmctl status\n"
      "  pmctl status --json | jq .last_failure",
      declareStatus, showStatus},
