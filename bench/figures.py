@@ -11,6 +11,7 @@ import socket
 import statistics
 import subprocess
 import sys
+import threading
 import time
 
 LIMIT = 20  # seconds for each wait
@@ -63,6 +64,27 @@ class Idle:
         self.threads = len(tasks)
         self.switches = sum(int(line.split()[1]) for text in tasks for line in text.splitlines()
                             if "ctxt_switches" in line)
+
+
+class Peak(threading.Thread):
+    """The most memory and descriptors that a process holds, until stop()."""
+
+    def __init__(self, pid):
+        super().__init__()
+        self.proc, self.over, self.descriptors = pathlib.Path(f"/proc/{pid}"), False, 0
+        (self.proc / "clear_refs").write_text("5")  # the peak so far
+        self.start()
+
+    def run(self):
+        while not self.over:
+            self.descriptors = max(self.descriptors, len(os.listdir(self.proc / "fd")))
+            time.sleep(0.002)
+
+    def stop(self):
+        self.over = True
+        self.join()
+        status = (self.proc / "status").read_text()
+        return int(status.split("VmHWM:")[1].split()[0]), self.descriptors
 
 
 class Bench:
@@ -192,6 +214,20 @@ def comparisons(bench, rounds):
     return rows
 
 
+def flood_rows(bench, pm, rounds):
+    """500 detached mails, and what they take."""
+    peak = Peak(pm.pid)
+    sides = bench.time("flood", rounds)
+    memory, descriptors = peak.stop()
+    lost = sides["lost"][0]
+    own, bare, _ = compare(sides)
+    return [("500 detached mails, xargs -P 64", f"{own:.0f} ms", f"{bare:.0f} ms",
+             f"ratio {own / bare:.2f}", "1.0", own / bare <= 1),
+            ("Lost of them", f"{lost:.0f}", "", "", "0", lost == 0),
+            ("Resident at most meanwhile", f"{memory} kB", "", "", "", None),
+            ("Descriptors at most meanwhile", f"{descriptors}", "", "", "", None)]
+
+
 def memory_rows(states, monit):
     """states: (title, Idle) in order of time; the title of the first one is "idle"."""
     rows = []
@@ -238,6 +274,7 @@ def measure(bench, options):
     time.sleep(0.5)
     states.append(("after the first mail", Idle(pm.pid)))
     rows = comparisons(bench, options.rounds)
+    rows += flood_rows(bench, pm, max(3, options.rounds // 10))
     refused = sorted(bench.time("refused", REFUSED_CALLS)["refused"])
     p50, p99 = (refused[int(len(refused) * part)] / 1000 for part in (0.5, 0.99))
     time.sleep(0.5)

@@ -5,6 +5,7 @@
 // Standard input is the output of smtp_sink, a byte for each mail; descriptor 3 is the
 // UDP socket that receives the traps. The folder FILES has the recorded input of the
 // commands: event1.msg and event1.conf to event4.*, generic.msg and .conf, trap.args.
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -30,6 +31,8 @@ constexpr int TRAP_SOCKET = 3;
 constexpr int WARM_UP = 3; // rounds before the measured ones
 constexpr int DESTINATIONS = 4;
 constexpr int AT_ONCE = 16;
+constexpr int FLOOD = 500; // detached mails, and so many bare commands at once
+constexpr int FLOOD_AT_ONCE = 64;
 constexpr uint8_t NO_INDEX = 9;
 
 struct Bench {
@@ -44,16 +47,24 @@ void awaitInput(int fd, const char* what) {
         fail(std::string(what) + " did not arrive");
 }
 
-// Waits until count mails have arrived and their connections are closed.
-void awaitMails(int count) {
+// Waits until so many mails have arrived and their connections are closed. Returns how
+// many have not, when none came for a while.
+int missingMails(int count) {
     char bytes[AT_ONCE];
-    while (count > 0) {
-        awaitInput(STDIN_FILENO, "a mail");
-        const ssize_t got = read(STDIN_FILENO, bytes, static_cast<size_t>(count));
+    pollfd watched = {STDIN_FILENO, POLLIN, 0};
+    while (count > 0 && poll(&watched, 1, LIMIT_MS) == 1) {
+        const auto most = static_cast<size_t>(std::min(count, AT_ONCE));
+        const ssize_t got = read(STDIN_FILENO, bytes, most);
         if (got <= 0)
             fail("the mail server has ended");
         count -= static_cast<int>(got);
     }
+    return count;
+}
+
+void awaitMails(int count) {
+    if (missingMails(count) > 0)
+        fail("a mail did not arrive");
 }
 
 void awaitTrap() {
@@ -157,25 +168,31 @@ void compareGeneric(Bench& bench) {
             [] { awaitMails(1); });
 }
 
-// Times each side until its last mail has arrived.
-void compareBurst(Bench& bench) {
+// Both sides are timed until the last mail has arrived.
+std::vector<Side> burstSides(Bench& bench, int count, int atOnce) {
     const BareCommand command = relay(bench, "generic");
-    const BareCommand xargs = {{"xargs", "-P", std::to_string(AT_ONCE), "-I{}", "sh", "-c",
+    const BareCommand xargs = {{"xargs", "-P", std::to_string(atOnce), "-I{}", "sh", "-c",
                                 "exec msmtp -C " + command.words[2] + " -t <" + command.input},
-                               bench.files + "/sixteen"};
+                               bench.files + "/lines" + std::to_string(count)};
     std::ofstream lines(xargs.input);
-    for (int i = 0; i < AT_ONCE; ++i)
+    for (int i = 0; i < count; ++i)
         lines << i << '\n';
     lines.close();
-    const auto detached = [&] {
-        for (int i = 0; i < AT_ONCE; ++i)
+    const auto detached = [&bench, count] {
+        for (int i = 0; i < count; ++i)
             sendGeneric(bench, false);
-        awaitMails(AT_ONCE);
+        awaitMails(count);
     };
-    const auto xargsRun = [&] {
+    const auto xargsRun = [xargs, count] {
         run(xargs);
-        awaitMails(AT_ONCE);
+        awaitMails(count);
     };
+    return {{"pm", detached}, {"bare", xargsRun}};
+}
+
+void compareBurst(Bench& bench) {
+    const BareCommand command = relay(bench, "generic");
+    std::vector<Side> sides = burstSides(bench, AT_ONCE, AT_ONCE);
     const auto spawned = [&] {
         std::vector<pid_t> pids;
         pids.reserve(AT_ONCE);
@@ -185,7 +202,20 @@ void compareBurst(Bench& bench) {
             finish(pid, command);
         awaitMails(AT_ONCE);
     };
-    compare(bench, {{"pm", detached}, {"bare", xargsRun}, {"spawned", spawned}}, [] {});
+    sides.push_back({"spawned", spawned});
+    compare(bench, sides, [] {});
+}
+
+void compareFlood(Bench& bench) {
+    int lost = 0;
+    std::vector<Side> sides = burstSides(bench, FLOOD, FLOOD_AT_ONCE);
+    sides[0].work = [&] {
+        for (int i = 0; i < FLOOD; ++i)
+            sendGeneric(bench, false);
+        lost += missingMails(FLOOD);
+    };
+    compare(bench, sides, [] {});
+    std::printf("lost %d\n", lost);
 }
 
 void compareTrap(Bench& bench) {
@@ -243,10 +273,10 @@ struct Mode {
     const char* name;
     void (*run)(Bench& bench);
 };
-constexpr Mode MODES[] = {{"once", recordOnce},      {"first", sendFirst},
-                          {"event", compareEvent},   {"generic", compareGeneric},
-                          {"burst", compareBurst},   {"trap", compareTrap},
-                          {"refused", timeRefusals}, {"load", load}};
+constexpr Mode MODES[] = {
+    {"once", recordOnce},        {"first", sendFirst},      {"event", compareEvent},
+    {"generic", compareGeneric}, {"burst", compareBurst},   {"flood", compareFlood},
+    {"trap", compareTrap},       {"refused", timeRefusals}, {"load", load}};
 
 } // namespace
 

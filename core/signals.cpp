@@ -5,10 +5,12 @@
 #include <cerrno>
 #include <csignal>
 #include <ctime>
+#include <poll.h>
 #include <string_view>
 #include <unistd.h>
 
 #include "common/signals.h"
+#include "mail/under_way.h"
 #include "platform/logging.h"
 
 namespace pm {
@@ -20,6 +22,10 @@ constexpr int LAST_SIGNAL = 29;
 // Logging is not safe in a handler: it only counts, and the main thread logs.
 std::atomic<unsigned> pendingUsr1{0};
 static_assert(std::atomic<unsigned>::is_always_lock_free);
+
+// A handler has begun to end the process.
+std::atomic<bool> ending{false};
+static_assert(std::atomic<bool>::is_always_lock_free);
 
 struct Fault {
     int sig;
@@ -39,6 +45,25 @@ void reportFault(int sig) {
         if (fault.sig == sig && write(STDERR_FILENO, fault.line.data(), fault.line.size()) < 0)
             return; // a failed report cannot be reported
     }
+}
+
+// Mails that end with pm. Without snprintf, which is not safe here; and not into a pipe
+// that is full, where it would hold the end.
+void reportMailsUnderWay() {
+    constexpr std::string_view before = "pm: ended with ";
+    constexpr std::string_view after = " mails under way\n";
+    char line[64];
+    char* end = std::copy(before.begin(), before.end(), line);
+    char* const number = end;
+    for (unsigned left = mailsUnderWay; left > 0; left /= 10)
+        *end++ = static_cast<char>('0' + left % 10);
+    std::reverse(number, end);
+    pollfd room = {STDERR_FILENO, POLLOUT, 0};
+    if (end == number || poll(&room, 1, 0) != 1 || (room.revents & POLLOUT) == 0)
+        return;
+    end = std::copy(after.begin(), after.end(), end);
+    if (write(STDERR_FILENO, line, static_cast<size_t>(end - line)) < 0)
+        return; // a failed report cannot be reported
 }
 
 time_t monotonicSeconds() {
@@ -67,7 +92,13 @@ void sigHandler(int sig) {
         pendingUsr1.fetch_add(1);
         break;
     default:
+        // Nobody may read standard error: a second signal, of this clock at the latest,
+        // ends pm without a word.
+        if (ending.exchange(true))
+            _exit(1);
+        alarm(1);
         reportFault(sig);
+        reportMailsUnderWay();
         // exit would run the libraries' exit handlers, which is not safe here. Standard output
         // is line-buffered, so that nothing of it is lost.
         _exit(1);

@@ -8,6 +8,7 @@
 #include "mail/footer.h"
 #include "mail/functions.h"
 #include "mail/sender_address.h"
+#include "mail/under_way.h"
 #include "platform/logging.h"
 
 namespace pm {
@@ -79,6 +80,7 @@ int32_t sendAlertEmail(uint32_t request_size, void* pAlertEmailStruct) {
     PM_LOG_WHOLE("[%d]:  Entering %s()\n");
     Text<255> destination;
     bool footerAppended = false;
+    const MailUnderWay underWay;
     const Ending end = makeAttempts(bMseCompatAlertEmail, [&] {
         destination.clear();
         return attemptOnce(request_size, static_cast<AlertEmailStruct*>(pAlertEmailStruct),

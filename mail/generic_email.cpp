@@ -15,6 +15,7 @@
 #include "mail/hostname.h"
 #include "mail/sender_address.h"
 #include "mail/thread_files.h"
+#include "mail/under_way.h"
 #include "platform/logging.h"
 
 namespace pm {
@@ -55,6 +56,7 @@ struct GenericEmailThreadRequest {
 struct ThreadRequestRelease {
     void operator()(GenericEmailThreadRequest* request) const {
         detachedBytes -= request->detached;
+        --mailsUnderWay;
         std::free(request->request_data);
         std::free(request);
     }
@@ -64,7 +66,10 @@ using ThreadRequestOwner = std::unique_ptr<GenericEmailThreadRequest, ThreadRequ
 // Null if there is no memory for it.
 ThreadRequestOwner copyRequest(uint32_t request_size, const void* request_data, bool detached) {
     ThreadRequestOwner request(allocateCleared<GenericEmailThreadRequest>().release());
-    if (!request || (detached && !reserveDetached(request_size)))
+    if (!request)
+        return nullptr;
+    ++mailsUnderWay; // until it is released
+    if (detached && !reserveDetached(request_size))
         return nullptr;
     request->detached = detached ? request_size : 0;
     request->request_size = request_size;
@@ -114,12 +119,6 @@ std::string_view destinationOf(const GenericEmailThreadRequest& request) {
     return textAt(request, offsetof(GenericEmailStruct, szTo)).substr(0, HEADER_BOUND - 1);
 }
 
-// A mail whose thread could not be started.
-void reportNotStarted(const GenericEmailThreadRequest& request, int error) {
-    PM_LOG_AS("sendGenericEmail", "ERROR : %s\n", std::strerror(error));
-    logFailedMail("sendGenericEmail", destinationOf(request), retry(VESK_ERROR_GENERAL));
-}
-
 int32_t sendAndWait(ThreadRequestOwner& request) {
     pthread_t thread;
     void* result = nullptr;
@@ -127,7 +126,7 @@ int32_t sendAndWait(ThreadRequestOwner& request) {
     if (error == 0)
         pthread_join(thread, &result);
     else
-        reportNotStarted(*request, error);
+        PM_LOG_AS("sendGenericEmail", "ERROR : %s\n", std::strerror(error));
     const auto retVal = std::bit_cast<ssize_t>(result);
     PM_LOG_AS("sendGenericEmail", "retVal = %zd\n", retVal);
     return static_cast<int32_t>(retVal);
@@ -137,7 +136,7 @@ void sendDetached(ThreadRequestOwner& request) {
     pthread_t thread;
     const int error = startThread(thread, PTHREAD_CREATE_DETACHED, request);
     if (error != 0)
-        reportNotStarted(*request, error);
+        PM_LOG_AS("sendGenericEmail", "ERROR : %s\n", std::strerror(error));
 }
 
 bool writeTo(Attempt& attempt, MessageFile& message, std::string_view to) {

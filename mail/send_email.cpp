@@ -4,6 +4,7 @@
 #include "config/read.h"
 #include "mail/attempt.h"
 #include "mail/sender_address.h"
+#include "mail/under_way.h"
 #include "platform/attributes.h"
 #include "platform/logging.h"
 
@@ -128,6 +129,7 @@ Ending attemptOnce(const char* destination, const char* subject, const char* bod
 
 int32_t sendEmail(const char* destination, const char* subject, const char* body) {
     PM_LOG_WHOLE("[%d]:  Entering %s()\n");
+    const MailUnderWay underWay;
     const Ending end =
         makeAttempts(bMseCompatSendEmail, [&] { return attemptOnce(destination, subject, body); });
     logFailedMail(SENDER, destination, end);

@@ -7,6 +7,7 @@
 #include "mail/footer.h"
 #include "mail/functions.h"
 #include "mail/sender_address.h"
+#include "mail/under_way.h"
 #include "platform/logging.h"
 
 namespace pm {
@@ -92,6 +93,7 @@ int32_t sendTestEmail(uint32_t request_size, void* pTestEmailStruct) {
     PM_LOG_WHOLE("[%d]:  Entering %s()\n");
     auto* request = static_cast<TestEmailStruct*>(pTestEmailStruct);
     bool footerAppended = false;
+    const MailUnderWay underWay;
     const Ending end = makeAttempts(
         bMseCompatTestEmail, [&] { return attemptOnce(request_size, request, footerAppended); });
     logFailedMail(SENDER, destinationOf(request_size, request), end);

@@ -2,11 +2,13 @@
 
 #include <condition_variable>
 #include <cstdlib>
+#include <cstring>
 #include <glob.h>
 #include <mutex>
 #include <unistd.h>
 
 #include "mail/attempt.h"
+#include "platform/logging.h"
 
 namespace pm {
 
@@ -38,7 +40,26 @@ bool takeSpare(Text<6>& text) {
     return false;
 }
 
-void removeMatches(const char* path) {
+// What has been removed, in lines of a bounded length.
+struct Removed {
+    Text<512> paths;
+
+    void tell() {
+        if (!paths.empty())
+            PM_LOG_ERROR_AS("removeLeftFiles", "removed what an earlier pm has left:%s\n",
+                            paths.c_str());
+        paths.clear();
+    }
+    void remove(const char* path) {
+        if (unlink(path) != 0)
+            return;
+        if (paths.length() + std::strlen(path) + 2 > paths.capacity())
+            tell();
+        paths.append(" %s", path);
+    }
+};
+
+void removeMatches(const char* path, Removed& removed) {
     // Matches the path followed by one to five digits.
     Text<255> pattern(path);
     for (int digits = 1; digits <= 5; ++digits) {
@@ -46,7 +67,7 @@ void removeMatches(const char* path) {
         glob_t found = {};
         if (glob(pattern.c_str(), GLOB_NOSORT, nullptr, &found) == 0) {
             for (size_t i = 0; i < found.gl_pathc; ++i)
-                unlink(found.gl_pathv[i]);
+                removed.remove(found.gl_pathv[i]);
         }
         globfree(&found);
     }
@@ -73,9 +94,11 @@ ThreadText::~ThreadText() {
 }
 
 void removeLeftFiles() {
-    unlink(MESSAGE_PATH);
-    removeMatches(GENERIC_MESSAGE_PATH);
-    removeMatches(RELAY_CONFIG_PATH);
+    Removed removed;
+    removed.remove(MESSAGE_PATH);
+    removeMatches(GENERIC_MESSAGE_PATH, removed);
+    removeMatches(RELAY_CONFIG_PATH, removed);
+    removed.tell();
 }
 
 } // namespace pm

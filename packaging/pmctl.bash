@@ -67,20 +67,20 @@ hardware.smbios_guid
 # The options of a verb; the first word behind it is completed by _pmctl.
 _pmctl_options() {
     case $1 in
-    alert) echo --subject --body --body-file --host ;;
-    test-message) echo --to --subject --body --body-file ;;
-    alert-mail) echo --body --body-file ;;
-    mail) echo --to --subject --body --body-file --no-wait ;;
+    alert) echo --subject --body --body-file --host --skip-empty ;;
+    test-message) echo --to --subject --body --body-file --skip-empty ;;
+    alert-mail) echo --body --body-file --skip-empty ;;
+    mail) echo --to --subject --body --body-file --no-wait --skip-empty ;;
     test-trap) echo --via ;;
     set) echo --file ;;
     drain) echo --timeout --cancel ;;
     watch) echo --utc ;;
-    get) echo -v --json ;;
+    get) echo -v --verbose --json ;;
     event) echo --message --filter-id --type --size --attribute --record --no-wait ;;
     call) echo --record ;;
     check) echo --offline --json ;;
-    log) echo -n -f --level --since --utc ;;
-    status) echo --json --utc ;;
+    log) echo -n --lines -f --follow -l --level --since --utc ;;
+    status) echo --json --openmetrics --utc ;;
     list) echo --json ;;
     esac
 }
@@ -111,7 +111,7 @@ _pmctl() {
     --via) choices='ipmi log-manager' ;;
     --level | -l) choices='fatal error warning notice trace' ;;
     --attribute) choices=$(printf %s "$_pmctl_keys" | grep '#') ;;
-    --timeout | --subject | --body | --host | --to | --message | --filter-id | --type | --size | --since | -n) return ;;
+    --timeout | --subject | --body | --host | --to | --message | --filter-id | --type | --size | --since | -n | --lines) return ;;
     *)
         if [ -z "$verb" ]; then
             choices='alert test-mail test-message alert-mail mail test-trap get set unset list event
@@ -129,7 +129,7 @@ _pmctl() {
             call) choices=$(pmctl "${global[@]}" --timeout 1 list 2>/dev/null | grep -o 'pm_function_[A-Za-z]*') ;;
             check) compopt -o default ;;
             esac
-        elif [[ $verb == get && ${COMP_WORDS[at + 1]} == -v ]]; then
+        elif [[ $verb == get && ${COMP_WORDS[at + 1]} == -* ]]; then
             choices=$_pmctl_keys
         fi
         ;;

@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/client/machine.h"
 #include "platform/client/schema.h"
 #include "platform/client/settings_file.h"
 
@@ -63,11 +64,14 @@ std::string typeWords(const SchemaRow& row) {
     return {};
 }
 
-std::string typeAndDefault(const SchemaRow& row) {
+std::string typeAndDefault(KeyId key) {
+    const SchemaRow& row = schemaRow(key);
+    const char* machine = isFromMachine(key) ? "from the machine, else " : "";
     std::string words = typeWords(row);
     words[0] = static_cast<char>(words[0] - 'a' + 'A');
     return words + "; " +
-           (row.fallback == nullptr ? "no default" : "default " + written(row, row.fallback));
+           (row.fallback == nullptr ? "no default"
+                                    : "default " + (machine + written(row, row.fallback)));
 }
 
 // The key's name in the settings file, without the table; attributes are quoted.
@@ -112,7 +116,7 @@ std::string sampleText() {
             (text.empty() ? "[" : "\n[") + std::string(table.name) + "]\n# " + table.about + '\n';
         eachKeyOf(table, [&](KeyId key, const SchemaRow& row) {
             if (isFirstOfRow(key))
-                text += std::string("\n# ") + row.meaning + ".\n# " + typeAndDefault(row) + ".\n";
+                text += std::string("\n# ") + row.meaning + ".\n# " + typeAndDefault(key) + ".\n";
             text += "#" + exampleLine(key, table) + '\n';
         });
     }
@@ -130,7 +134,7 @@ std::string manText() {
             text += ".TP\n.B " + keyName(key) + '\n';
             if (row.count > 1)
                 text += ".TQ\n\\&... to\n.TQ\n.B " + keyName(static_cast<KeyId>(last)) + '\n';
-            text += row.meaning + std::string(".\n") + typeAndDefault(row) +
+            text += row.meaning + std::string(".\n") + typeAndDefault(key) +
                     ".\nExample: " + written(row, row.example) + '\n';
         });
     }

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "common/trap_rules.h"
+#include "platform/client/machine.h"
 #include "pmctl/checks.h"
 
 namespace pm::ctl {
@@ -13,6 +14,7 @@ namespace {
 
 constexpr std::string_view IPV4 = "Norvu.Embedded.1#IPv4.1#Enable";
 constexpr std::string_view IPV6 = "Norvu.Embedded.1#IPv6.1#Enable";
+constexpr std::string_view ADDRESS4 = "Norvu.Embedded.1#IPv4.1#Address";
 constexpr std::string_view ADDRESS6 = "Norvu.Embedded.1#IPv6.1#Address1";
 constexpr std::string_view COMMUNITY = "hardware.community";
 
@@ -96,8 +98,12 @@ void checkServer(Checked& checked) {
                                                "contain it; set it, for example ") +
                      example);
     };
-    ownAddress(on4, "Norvu.Embedded.1#IPv4.1#Address", AF_INET, "192.0.2.10");
+    ownAddress(on4, ADDRESS4, AF_INET, "192.0.2.10");
     ownAddress(on6, ADDRESS6, AF_INET6, "2001:db8::10");
+    if (on4 && valueInForce(checked, ADDRESS4) == "0.0.0.0")
+        find(checked, Severity::Warning, ADDRESS4,
+             "mails and their links name 0.0.0.0, nobody's address: this machine has none, or it "
+             "is set; set the controller's");
     if (on6 && (!on4 || family == AF_INET6) && valueInForce(checked, ADDRESS6) == "::")
         find(
             checked, Severity::Error, ADDRESS6,
@@ -140,9 +146,11 @@ void checkTraps(Checked& checked) {
 
 std::string valueInForce(const Checked& checked, std::string_view key) {
     const KeyId id = idOf(key);
-    const SettingsEntry* entry = entryInForce(checked, id);
-    return valueText(entry != nullptr ? entry->value
-                                      : defaultValue(valueKey(id)).value_or(Value()));
+    if (const SettingsEntry* entry = entryInForce(checked, id))
+        return valueText(entry->value);
+    const auto machine =
+        machineValue(id, entryInForce(checked, idOf("hardware.chassis_code")) != nullptr);
+    return valueText(machine ? *machine : defaultValue(valueKey(id)).value_or(Value()));
 }
 
 bool isOn(const Checked& checked, std::string_view key) {

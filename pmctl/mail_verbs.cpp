@@ -1,11 +1,13 @@
 // alert, test-mail, test-message, alert-mail, mail.
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 
 #include "common/records.h"
 #include "pmctl/checks.h"
 #include "pmctl/exchange.h"
 #include "pmctl/input.h"
+#include "pmctl/mail_room.h"
 #include "pmctl/verbs.h"
 
 namespace pm::ctl {
@@ -25,6 +27,14 @@ void declareBody(CLI::App& verb, Options& options) {
     body->add_option("--body", options.body, "Text");
     body->add_option("--body-file", options.bodyFile, "File with the text; - for standard input");
     body->require_option(1);
+    verb.add_flag("--skip-empty", options.skipEmpty, "Send nothing if the text is empty");
+}
+
+// The body; or, if nothing is to be sent, the exit status.
+std::optional<int> takeBody(const Options& options, std::string& body) {
+    if (!readBody(options, body))
+        return EXIT_WRONG_USE;
+    return options.skipEmpty && body.empty() ? std::optional<int>(EXIT_DONE) : std::nullopt;
 }
 
 void declareTestMail(CLI::App& verb, Options& options) {
@@ -56,9 +66,12 @@ void declareMail(CLI::App& verb, Options& options) {
 int alert(const Options& options) {
     EmailAlertsExStruct record{};
     std::string body;
-    if (!readBody(options, body) || !putText(record.szHostName, options.host, "host name") ||
+    if (const auto end = takeBody(options, body))
+        return *end;
+    if (!putText(record.szHostName, options.host, "host name") ||
         !putText(record.szSubject, options.subject, "subject") ||
-        !putText(record.szBodyText, body, "body"))
+        !putText(record.szBodyText, body, "body") || !fitsWithLinks(options, body) ||
+        !subjectFits(options))
         return EXIT_WRONG_USE;
     return callFunctionWith(options, "pm_function_sendEmailAlertsEx", record);
 }
@@ -77,9 +90,11 @@ int testMail(const Options& options) {
 int testMessage(const Options& options) {
     TestEmailStruct record{};
     std::string body;
-    if (!readBody(options, body) || !putText(record.szTo, options.to, "receiver") ||
+    if (const auto end = takeBody(options, body))
+        return *end;
+    if (!putText(record.szTo, options.to, "receiver") ||
         !putText(record.szSubject, options.subject, "subject") ||
-        !putText(record.szBody, body, "body"))
+        !putText(record.szBody, body, "body") || !fitsWithFooter(options, body))
         return EXIT_WRONG_USE;
     return callFunctionWith(options, "pm_function_sendTestEmail", record);
 }
@@ -88,7 +103,9 @@ int alertMail(const Options& options) {
     AlertEmailStruct record{};
     std::string body;
     record.index = options.index;
-    if (!readBody(options, body) || !putText(record.szBody, body, "body"))
+    if (const auto end = takeBody(options, body))
+        return *end;
+    if (!putText(record.szBody, body, "body") || !fitsWithFooter(options, body))
         return EXIT_WRONG_USE;
     return callFunctionWith(options, "pm_function_sendAlertEmail", record);
 }
@@ -97,7 +114,9 @@ int mail(const Options& options) {
     GenericEmailStruct head{};
     std::string body;
     head.blocking = options.noWait ? 0 : 1;
-    if (!readBody(options, body) || !fits(body, MESSAGE_LIMIT, "body") ||
+    if (const auto end = takeBody(options, body))
+        return *end;
+    if (!fits(body, MESSAGE_LIMIT, "body") ||
         !putText(head.szTo, options.to, "receiver", GENERIC_TO_LIMIT) ||
         !putText(head.szSubject, options.subject, "subject", GENERIC_SUBJECT_LIMIT))
         return EXIT_WRONG_USE;
@@ -120,7 +139,8 @@ constexpr Verb verbs[] = {
      "  pmctl alert-mail 2 --body 'Fan 3 failed'", declareAlertMail, alertMail},
     {"mail", "Sends a mail of any length",
      "  pmctl mail --to ops@example.com --subject Log --body-file -  < log.txt\n"
-     "  pmctl mail --to ops@example.com --subject Log --body-file log.txt --no-wait",
+     "  pmctl mail --to ops@example.com --subject Log --body-file log.txt --no-wait\n"
+     "  backup 2>&1 | pmctl mail --to ops@example.com --subject Backup --body-file - --skip-empty",
      declareMail, mail},
 };
 

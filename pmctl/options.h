@@ -12,6 +12,7 @@ struct Options {
     double timeout = 300; // seconds
     bool verbose = false;
     bool json = false;
+    bool openmetrics = false;
 
     std::string name; // function, topic or key
     std::string value;
@@ -31,6 +32,7 @@ struct Options {
     std::string body;
     std::string bodyFile;
     bool noWait = false;
+    bool skipEmpty = false;
 
     int32_t lines = 0;
     bool follow = false;

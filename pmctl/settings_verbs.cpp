@@ -84,7 +84,8 @@ int get(const Options& options) {
                                         {"source", jsonText(source)}})
                                 .c_str());
     else if (options.verbose)
-        std::printf("%s = %s (%s)\n", name.c_str(), value.c_str(), source.c_str());
+        std::printf("%s = %s (%s%s)\n", name.c_str(), value.c_str(),
+                    source == "machine" ? "from the " : "", source.c_str());
     else
         std::printf("%s\n", value.c_str());
     return EXIT_DONE;

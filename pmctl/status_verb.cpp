@@ -3,12 +3,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <map>
 #include <string_view>
 
 #include "platform/client/printable.h"
 #include "pmctl/exchange.h"
+#include "pmctl/openmetrics.h"
 #include "pmctl/output.h"
+#include "pmctl/status_values.h"
 #include "pmctl/statuses.h"
 #include "pmctl/verbs.h"
 
@@ -18,46 +19,12 @@ using namespace client;
 
 namespace {
 
-// "done", "failed", "running" and, for functions, "waiting".
-using Counts = std::map<std::string, std::string>;
-using Table = std::map<std::string, Counts>;
-
-struct Status {
-    std::map<std::string, std::string> values;
-    Table functions;
-    Table topics;
-
-    std::string text(const char* what) const {
-        const auto found = values.find(what);
-        return found == values.end() ? "" : found->second;
-    }
-    int64_t number(const char* what) const { return std::strtoll(text(what).c_str(), nullptr, 10); }
-};
-
-// "function NAME done" is a count of that function; all else is a value.
-Status sorted(const Reply& reply) {
-    Status status;
-    for (size_t at = 0; at + 1 < reply.fields.size(); at += 2) {
-        const std::string& what = reply.fields[at];
-        const std::string& value = reply.fields[at + 1];
-        const size_t kind = what.find(' ');
-        const size_t count = what.rfind(' ');
-        if (kind == count) {
-            status.values[what] = value;
-            continue;
-        }
-        Table& table = what.starts_with("function ") ? status.functions : status.topics;
-        table[what.substr(kind + 1, count - kind - 1)][what.substr(count + 1)] = value;
-    }
-    return status;
-}
-
 // Formats a count as a number, whatever the reply contains.
 std::string number(const std::string& text) {
     return std::to_string(std::strtoll(text.c_str(), nullptr, 10));
 }
 
-std::string jsonTable(const Table& table) {
+std::string jsonTable(const CountTable& table) {
     std::vector<JsonMember> rows;
     for (const auto& [name, counts] : table) {
         std::vector<JsonMember> members;
@@ -102,7 +69,7 @@ void printJson(const Status& status) {
     std::printf("%s\n", text.c_str());
 }
 
-void printTable(const char* title, const Table& table, bool waiting) {
+void printTable(const char* title, const CountTable& table, bool waiting) {
     std::printf("\n%7s %7s %7s%s  %s\n", "done", "failed", "running", waiting ? " waiting" : "",
                 title);
     for (const auto& [name, counts] : table) {
@@ -162,24 +129,30 @@ void printText(const Status& status, bool utc) {
 void declareStatus(CLI::App& verb, Options& options) {
     declareJson(verb, options);
     declareUtc(verb, options);
+    verb.add_flag("--openmetrics", options.openmetrics, "Print counters for Prometheus")
+        ->excludes("--json");
 }
 
 int showStatus(const Options& options) {
     Reply reply;
     const int result = ask(options, {"status", {}, {}}, reply);
-    if (result != EXIT_DONE)
-        return result;
-    if (options.json)
-        printJson(sorted(reply));
-    else
-        printText(sorted(reply), options.utc);
-    return EXIT_DONE;
+    const Status status = sorted(reply);
+    if (options.openmetrics) {
+        const bool up = result == EXIT_DONE;
+        std::printf("%s", openmetricsText(up ? &status : nullptr).c_str());
+    } else if (result == EXIT_DONE && options.json) {
+        printJson(status);
+    } else if (result == EXIT_DONE) {
+        printText(status, options.utc);
+    }
+    return result;
 }
 
 constexpr Verb verbs[] = {
     {"status", "Prints what pm has done since its start, and its last failure",
      "  pmctl status\n"
-     "  pmctl status --json | jq .last_failure",
+     "  pmctl status --json | jq .last_failure\n"
+     "  pmctl status --openmetrics",
      declareStatus, showStatus},
 };
 

@@ -1,7 +1,7 @@
 """Sends mixed requests and events to a pm that is killed and restarted, with a mail server that
-refuses, hangs and drops connections. Fails if a mail reported as sent did not arrive, if one
-arrived more often than pm makes attempts, if files, processes or descriptors are left, or if
-memory grows."""
+refuses, hangs and drops connections; with bursts of detached mails, callers that do not read, and
+first starts meanwhile. Fails if a mail reported as sent did not arrive, if one arrived more often
+than pm makes attempts, if files, processes or descriptors are left, or if memory grows."""
 import collections
 import contextlib
 import os
@@ -21,11 +21,14 @@ import zmq
 TREE = pathlib.Path(__file__).resolve().parents[1]
 sys.path[:0] = [str(TREE / "tests/system"), str(TREE / "scripts")]
 from conftest import BUILD, Pm, settings, until  # noqa: E402
+from test_process import test_what_the_first_answer_says_holds  # noqa: E402
 from smtp_sink import SmtpSink  # noqa: E402
 
 CLIENTS = 6
+BURST = 500  # detached mails at once
+UNREAD = 10_000  # requests before the first reply is read
 ATTEMPTS = 2  # maximum for one mail
-GROWTH = 1024  # kB by which a pm process may grow after the first third of its life
+GROWTH = 2048  # kB by which a pm process may grow after the first third of its life
 KINDS = {  # name: (weight, receivers that must each have the mail if pm reported success)
     "mail": (4, ["x@example.com"]), "detached": (2, []), "message": (2, ["x@example.com"]),
     "alert": (1, [f"user{n}@example.com" for n in range(1, 5)]),
@@ -63,7 +66,8 @@ class Soak:
         self.pm, self.sink = pm, sink
         self.lives, self.over, self.growth = 0, threading.Event(), 0
         self.answers = {}  # token: (kind, whether pm reported success; None: no answer)
-        self.context = zmq.Context()
+        self.context, self.calm = zmq.Context(), threading.Lock()
+        self.bursts, self.unread, self.firsts, self.faults = 0, 0, [], []
 
     # --- Callers
 
@@ -91,6 +95,57 @@ class Soak:
             self.answers[token] = (kind, None)
             self.answers[token] = (kind, self.ask(kind, token))
 
+    def send_many(self, requests):
+        """Sends all before it reads; the replies, or None if pm was ended meanwhile."""
+        life, replies = self.lives, []
+        with self.context.socket(zmq.DEALER) as client:
+            client.linger = client.sndhwm = 0
+            client.connect(f"ipc://{self.pm.root}/run/pm/requests")
+            for each in requests:
+                client.send_multipart([b"pm/1", b"", *each])
+            end = time.monotonic() + 120
+            while len(replies) < len(requests):
+                if client.poll(50):
+                    replies.append(client.recv_multipart()[2:])
+                elif self.lives != life:
+                    return None
+                assert time.monotonic() < end, f"{len(replies)} of {len(requests)} replies"
+        return replies
+
+    def burst(self):
+        """Tokens of the mails that were answered with success; none if pm was ended."""
+        tokens = [f"token-{len(self.answers)}-{n}-{random.randrange(1 << 40)}."
+                  for n in range(BURST)]
+        self.answers |= {token: ("detached", None) for token in tokens}
+        replies = self.send_many([request("detached", token) for token in tokens])
+        # The queue of the mail functions holds 512: others may fill it.
+        sent = [token for token, reply in zip(tokens, replies or []) if reply[1] == b"0"]
+        self.answers |= {token: ("detached", True) for token in sent}
+        return sent
+
+    def overload(self):
+        while not self.over.wait(random.uniform(1, 8)):
+            with self.calm:
+                self.bursts += len(self.burst()) > 0
+                replies = self.send_many([[b"get", b"NVC/productinfo"]] * UNREAD)
+                self.unread += replies is not None
+
+    def start_anew(self, area):
+        """First starts of pms of their own, each asked before it serves."""
+        def make(*arguments):
+            self.firsts.append(Pm(pathlib.Path(tempfile.mkdtemp(dir=area)), *arguments))
+            return self.firsts[-1]
+        while not self.over.wait(random.uniform(0.5, 2)):
+            test_what_the_first_answer_says_holds(make, 0)
+            self.firsts[-1].close()
+
+    def watched(self, work, *arguments):
+        try:
+            work(*arguments)
+        except BaseException as fault:  # told at the end
+            self.faults.append(fault)
+            raise
+
     # --- Faults of the mail server, and kills of pm
 
     def misbehave(self):
@@ -113,8 +168,11 @@ class Soak:
                 int(pid) != self.pm.process.pid and mounts(pid) == own]
 
     def memory(self):
-        status = pathlib.Path(f"/proc/{self.pm.process.pid}/status").read_text()
-        return int(re.search(r"RssAnon:\s*(\d+)", status)[1])
+        """What pm holds while no burst is under way."""
+        with self.calm:
+            until(lambda: len(os.listdir(f"/proc/{self.pm.process.pid}/task")) < 100, 120)
+            status = pathlib.Path(f"/proc/{self.pm.process.pid}/status").read_text()
+            return int(re.search(r"RssAnon:\s*(\d+)", status)[1])
 
     def live(self, seconds):
         """Lets pm run, and notes how much its memory grows after the first third of the time."""
@@ -136,9 +194,10 @@ class Soak:
 
     # --- Run, and check the results
 
-    def run(self, seconds):
-        threads = [threading.Thread(target=self.call, args=(n,)) for n in range(CLIENTS)]
-        threads.append(threading.Thread(target=self.misbehave))
+    def run(self, seconds, area):
+        works = [(self.call, n) for n in range(CLIENTS)]
+        works += [(self.misbehave,), (self.overload,), (self.start_anew, area)]
+        threads = [threading.Thread(target=self.watched, args=work) for work in works]
         held = self.pm.start().held()
         for thread in threads:
             thread.start()
@@ -156,6 +215,11 @@ class Soak:
                 thread.join()
             self.sink.mode, self.sink.refuse = "serve", 0
             self.sink.release()
+        assert not self.faults, self.faults
+        last = self.burst()
+        assert len(last) == BURST, f"only {len(last)} mails of the last burst were taken"
+        until(lambda: len({match[0].decode() for mail in list(self.sink.mails) if (
+            match := re.search(rb"token-[0-9-]+\.", mail.data))} & set(last)) == BURST, 120)
         self.pm.ctl("test-message", "--to", "x@example.com", "--subject", "S", "--body", "last")
         until(lambda: self.pm.holds_no_more_than(held) and not self.processes(), 60)
         assert self.pm.left() == ["zorqemailconfig.txt"], self.pm.left()
@@ -179,6 +243,9 @@ class Soak:
         for kind in KINDS:
             print(f"{kind:10}  success {kinds[kind, True]:6}  failure {kinds[kind, False]:6}  "
                   f"no answer {kinds[kind, None]:4}")
+        print(f"{self.bursts} bursts of {BURST} detached mails, the last one without a loss; "
+              f"{self.unread} times {UNREAD} requests before the first reply was read; "
+              f"{len(self.firsts)} first starts")
         print(f"{len(self.sink.mails)} mails arrived, pm ended {self.lives} times, memory grew by "
               f"at most {self.growth} kB in one life")
         assert kinds["mail", True] and kinds["event", True] and kinds["mail", False], "too little"
@@ -194,7 +261,7 @@ if __name__ == "__main__":
         tested = Pm(pathlib.Path(tempfile.mkdtemp(dir=area)),
                     settings(server.port, attributes=traps, hardware={"community": "public"}))
         try:
-            Soak(tested, server).run(float(sys.argv[1]))
+            Soak(tested, server).run(float(sys.argv[1]), area)
         finally:
             if tested.process and tested.process.poll() is None:
                 tested.stop(signal.SIGKILL)

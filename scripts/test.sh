@@ -21,6 +21,7 @@ set -uo pipefail
 cd "$(dirname "$0")/.." || exit
 . scripts/lib.sh
 
+preset=${PM_TEST_PRESET:-asan}
 brief=(format share units system)
 all=("${brief[@]}" tidy odr tsan release coverage fuzz soak)
 case $# in
@@ -57,11 +58,13 @@ check_format() {
 check_share() { python3 tests/share.py .; }
 
 check_units() {
-    build asan pm pmctl pm_unit_tests pm_host_tests &&
-        with_private_tmp ctest --test-dir "$builds/asan" --output-on-failure -j "$(nproc)"
+    build "$preset" pm pmctl pm_unit_tests pm_host_tests pm_schema_texts &&
+        with_private_tmp ctest --test-dir "$builds/$preset" --output-on-failure -j "$(nproc)"
 }
 
-check_system() { build asan pm pmctl && PM_BUILD=$builds/asan system_tests -m "not release"; }
+check_system() {
+    build "$preset" pm pmctl && PM_BUILD=$builds/$preset system_tests -m "not release"
+}
 
 check_tidy() {
     # clang-tidy cannot read the compiler's precompiled headers.

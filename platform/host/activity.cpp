@@ -101,22 +101,15 @@ void beginGenericThread() {
     current.name = GENERIC_FUNCTION;
 }
 
-// Counts an accepted generic mail as failed, as its thread could not start. Mutex held.
-void endGenericWithoutThread() {
-    Tally& tally = state().activity.generic;
-    --tally.running;
-    count(tally, 1);
-    count(state().activity.mails, 1);
-    state().activity.last = {milliseconds(), current.name, VESK_ERROR_GENERAL, current.reason, ""};
-}
-
 // Returns the reason if it is not logged yet, else an empty text. Mutex held.
 std::string takeFailedMail(const StepLine& line, int error) {
     // This status means a file or a setting; a setting's failure has set a reason by now.
     if (current.reason.empty() && line.status == VESK_ERROR_FILE_ACCESS_FAIL && error != 0 &&
-        !line.text.empty())
+        !line.text.empty()) {
         current.reason =
             std::string("a file of the mail in /tmp cannot be written: ") + std::strerror(error);
+        current.byCommand = false;
+    }
     const Failure failure = {milliseconds(), current.name, line.status, current.reason, line.text};
     state().activity.last = failure;
     count(state().activity.mails, line.status);
@@ -124,7 +117,7 @@ std::string takeFailedMail(const StepLine& line, int error) {
         current.mails.push_back(failure);
     genericThread.failed = true;
     const std::string reason = std::exchange(current.reason, {});
-    return current.byCommand ? "" : reason;
+    return std::exchange(current.byCommand, false) ? "" : reason;
 }
 
 void takeReason(std::string text) {
@@ -208,12 +201,13 @@ std::string noteLogLine(std::string_view text, int error) {
     case Told::GenericThread:
         beginGenericThread();
         break;
-    case Told::GenericError:
+    case Told::GenericError: // of an accepted mail, whose own line follows
         takeReason(std::move(line.text));
-        if (!current.genericBegun)
+        if (!std::exchange(current.genericBegun, false))
             break;
-        endGenericWithoutThread();
-        return current.reason;
+        --state().activity.generic.running;
+        count(state().activity.generic, 1);
+        break;
     }
     return {};
 }

@@ -13,6 +13,7 @@
 #include "platform/host/delivery.h"
 #include "platform/host/root.h"
 #include "platform/host/server.h"
+#include "platform/host/socket_group.h"
 #include "platform/host/start_steps.h"
 #include "platform/host/store.h"
 #include "platform/host/subscriptions.h"
@@ -154,6 +155,7 @@ bool openServer(Server& server, const qornc_init_record& record) {
     setEventTable(record.events);
     if (!startDelivery(record.events))
         return false;
+    openSocketsToGroup();
     setAttributeChangeHook(attributeChanged);
     setStartDoneHook(wakeLoop);
     server.context.manager = server.functions;

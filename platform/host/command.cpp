@@ -24,6 +24,7 @@
 #include "platform/commands.h"
 #include "platform/host/activity.h"
 #include "platform/host/command_turn.h"
+#include "platform/host/mail_lines.h"
 #include "platform/host/store.h"
 #include "platform/host/words.h"
 #include "platform/logging.h"
@@ -266,6 +267,8 @@ int runCommand(const char* command, const char* inputPath) {
                       reason.c_str());
     }
     noteCommand(program, outcome.started, outcome.status, reason);
+    if (outcome.status == 0)
+        logMailTaken(program, inputPath);
     errno = outcome.error; // callers log it; calls made after the failure may have changed it
     return outcome.status;
 }

@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
+#include <vector>
 
 #define SD_JOURNAL_SUPPRESS_LOCATION
 #include <systemd/sd-journal.h>
@@ -20,6 +21,7 @@
 #include "platform/client/printable.h"
 #include "platform/host/activity.h"
 #include "platform/host/kept_log.h"
+#include "platform/host/mail_lines.h"
 #include "platform/host/outbox.h"
 #include "platform/logging.h"
 
@@ -77,16 +79,17 @@ std::string_view numberIn(std::string_view line) {
 }
 
 bool writeJournal(int level, int module, const std::string& line) {
-    const std::string fields[] = {"MESSAGE=" + line, std::string("PRIORITY=") + priorityOf(level),
-                                  "PM_MODULE=" + std::to_string(module),
-                                  "CODE_LINE=" + std::string(numberIn(line)),
-                                  "CODE_FUNC=" + std::string(operationIn(line))};
-    iovec vectors[std::size(fields)];
-    int count = 0;
-    for (const std::string& field : fields)
-        if (!field.ends_with('=') || count == 0)
-            vectors[count++] = {const_cast<char*>(field.data()), field.size()};
-    return sd_journal_sendv(vectors, count) >= 0;
+    std::vector<std::string> fields = {
+        "MESSAGE=" + line, std::string("PRIORITY=") + priorityOf(level),
+        "PM_MODULE=" + std::to_string(module), "CODE_LINE=" + std::string(numberIn(line)),
+        "CODE_FUNC=" + std::string(operationIn(line))};
+    if (level < PM_LEVEL_TRACE)
+        std::ranges::move(journalFields(line), std::back_inserter(fields));
+    std::vector<iovec> vectors;
+    for (std::string& field : fields)
+        if (!field.ends_with('=') || vectors.empty())
+            vectors.push_back({field.data(), field.size()});
+    return sd_journal_sendv(vectors.data(), static_cast<int>(vectors.size())) >= 0;
 }
 
 void writeError(const timespec& now, int level, int module, const std::string& line) {

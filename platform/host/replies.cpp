@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <exception>
 #include <iterator>
+#include <malloc.h>
 #include <new>
 
 #include "platform/host/accept.h"
@@ -99,6 +100,8 @@ int sendKept(zloop_t*, int, void* argument) {
     replies.delay = sendToAll(server) ? FIRST_DELAY : std::min(2 * replies.delay, LONGEST_DELAY);
     if (!replies.kept.empty())
         startTimer(server);
+    else
+        malloc_trim(0); // thousands of small blocks leave the heap large
     return 0;
 }
 

@@ -77,7 +77,7 @@ std::vector<std::string> statusReport(const Server& server) {
 
 std::vector<std::string> drainReport(const Server& server) {
     Report report;
-    size_t waiting = deliveryQueue("").waiting() + settingsQueue().waiting();
+    size_t waiting = waitingEvents() + waitingChanges();
     for (const std::string& name : functionNames(server.functions))
         waiting += findFunction(server.functions, name)->queue->waiting(name);
     const Activity now = activity();

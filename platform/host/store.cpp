@@ -5,6 +5,7 @@
 #include <mutex>
 #include <vector>
 
+#include "platform/client/machine.h"
 #include "platform/client/printable.h"
 #include "platform/client/settings_file.h"
 #include "platform/host/root.h"
@@ -39,19 +40,28 @@ struct Found {
     ValueSource source = ValueSource::None;
 };
 
-// Mutex held.
-Found lookUp(KeyId key) {
+Found lookUpInLayers(KeyId key) {
+    const std::lock_guard lock(store().mutex);
     if (const SettingsEntry* entry = findEntry(store().runTime, key))
         return {entry->value, ValueSource::RunTime};
     if (const SettingsEntry* entry = findEntry(store().file, key))
         return {entry->value, ValueSource::File};
-    const auto fallback = defaultValue(valueKey(key));
-    return {fallback, fallback ? ValueSource::Default : ValueSource::None};
+    return {};
 }
 
-Found lookUpLocked(KeyId key) {
-    const std::lock_guard lock(store().mutex);
-    return lookUp(key);
+Found lookUp(KeyId key) {
+    static const KeyId chassisCode = findKey("hardware.chassis_code").value();
+    Found found = lookUpInLayers(key);
+    if (found.value)
+        return found;
+    if (isFromMachine(key))
+        found = {machineValue(key, lookUpInLayers(chassisCode).value.has_value()),
+                 ValueSource::Machine};
+    if (!found.value)
+        found = {defaultValue(valueKey(key)), ValueSource::Default};
+    if (!found.value)
+        found.source = ValueSource::None;
+    return found;
 }
 
 void tellFindings(const SettingsFile& file) {
@@ -86,11 +96,9 @@ std::optional<KeyId> knownKey(std::string_view name, std::string& error) {
 // Replaces the run-time layer, first on disk, then in memory. A null value removes the entry.
 bool changeRunTime(KeyId key, const Value* value, std::string& error) {
     Layer changed;
-    std::optional<Value> before;
     {
         const std::lock_guard lock(store().mutex);
         changed = store().runTime;
-        before = lookUp(key).value;
     }
     const SettingsEntry* present = findEntry(changed, key);
     if (value == nullptr ? present == nullptr : present != nullptr && present->value == *value)
@@ -114,10 +122,10 @@ bool write(KeyId key, const Value* value, std::string& error) {
             error = "the settings are not loaded yet; try again";
             return false;
         }
-        const auto before = lookUpLocked(key).value;
+        const auto before = lookUp(key).value;
         if (!changeRunTime(key, value, error))
             return false;
-        changed = lookUpLocked(key).value != before;
+        changed = lookUp(key).value != before;
     }
     const auto attribute = attributeOf(key);
     auto* const hook = store().changeHook.load();
@@ -147,7 +155,7 @@ bool settingsLoaded() {
 }
 
 std::optional<Value> storedValue(KeyId key) {
-    return lookUpLocked(key).value;
+    return lookUp(key).value;
 }
 
 std::optional<Value> storedValue(std::string_view name) {
@@ -196,7 +204,7 @@ bool describeValue(std::string_view name, ValueDescription& description, std::st
     const auto key = knownKey(name, error);
     if (!key)
         return false;
-    const Found found = lookUpLocked(*key);
+    const Found found = lookUp(*key);
     description.name = keyName(*key);
     description.text = found.value ? valueText(*found.value) : "";
     description.source = found.source;
@@ -207,6 +215,8 @@ const char* sourceName(ValueSource source) {
     switch (source) {
     case ValueSource::Default:
         return "default";
+    case ValueSource::Machine:
+        return "machine";
     case ValueSource::File:
         return "pm.conf";
     case ValueSource::RunTime:

@@ -11,7 +11,7 @@
 
 namespace pm::host {
 
-enum class ValueSource : uint8_t { None, Default, File, RunTime };
+enum class ValueSource : uint8_t { None, Default, Machine, File, RunTime };
 
 struct ValueDescription {
     std::string name; // full name, in the schema's spelling
@@ -43,7 +43,7 @@ bool unsetValue(std::string_view name, std::string& error);
 
 // Returns false if the key is unknown; error then names a similar one.
 bool describeValue(std::string_view name, ValueDescription& description, std::string& error);
-const char* sourceName(ValueSource source); // "unset", "default", "pm.conf", "run time"
+const char* sourceName(ValueSource source); // "unset", "default", "machine" and so on
 
 // Sets the function to call after each write that changes the value of an attribute or of a
 // setting that has an attribute as alias. It runs on the writing thread without locks of the

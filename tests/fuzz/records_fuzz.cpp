@@ -14,6 +14,7 @@
 
 using namespace pm;
 using namespace pm::host;
+using pm::client::Frame;
 
 namespace {
 

@@ -52,7 +52,9 @@ def until(test, seconds=LIMIT):
 def settings(port=25, count=4, flat=None, attributes=None, hardware=None):
     """Returns a settings file with count mail destinations and a mail server on a port."""
     tables = {"settings": {"pm_str_email_server_address": "127.0.0.1"},
-              "attributes": {"IPv4.1#Address": "192.0.2.10", "Remotehosts.1#smtpport": port,
+              "attributes": {"IPv4.1#Address": "192.0.2.10", "IPv4.1#Enable": 1,
+                             "IPv6.1#Enable": 0, "IPv6.1#Address1": "::",  # not the machine's
+                             "network.1#dnsnvcname": "", "Remotehosts.1#smtpport": port,
                              "Remotehosts.1#SenderEmail": "norvu@example.com"},
               "hardware": {"host_name": "host12"} | (hardware or {})}
     for n in range(1, count + 1):

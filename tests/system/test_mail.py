@@ -57,6 +57,16 @@ VERBS = {
 }
 
 
+@pytest.mark.parametrize("verb, end", [
+    ("alert", FOOTER), ("alert-mail", LINK), ("test-message", LINK)])
+def test_longest_body_keeps_its_links(pm, sink, verb, end):
+    call = [*VERBS[verb][0][:-1]]
+    room = int(re.search(r"at most (\d+) are", pm.ctl(*call, "b" * (2039 if verb == "alert" else 254),
+                                                      status=2))[1])
+    pm.ctl(*call, "b" * room)
+    assert text(sink.mails[0]).endswith("b" * room + end + "\n\n")
+
+
 @pytest.mark.parametrize("verb", VERBS)
 def test_second_attempt_and_all_that_follow_use_the_bare_domain(make_pm, make, verb):
     sink = make(SmtpSink, domain=r"192\.0\.2\.10")
@@ -200,6 +210,6 @@ def test_hanging_relay_stops_nothing_else(make_pm, make):
     until(lambda: pm.ctl("get", "pam_int_ldap_enable_mode") == "0")
     assert "pm_function_sendTestTrap" in pm.ctl("list")
     assert [client.poll() for client in slow] == [None, None]
-    assert pm.stop() == 1
+    assert pm.stop() == 1 and pm.errors().endswith("pm: ended with 2 mails under way\n")
     sink.release()
     assert [(client.communicate(timeout=20), client.returncode)[1] for client in slow] == [3, 3]

@@ -6,7 +6,7 @@ import subprocess
 
 import pytest
 import zmq
-from conftest import BUILD, CERTIFICATE_ROOT, NAMESPACES, PREFIX, SmtpSink, settings, until
+from conftest import BUILD, CERTIFICATE_ROOT, NAMESPACES, PREFIX, TREE, SmtpSink, settings, until
 
 SECRET, COMMUNITY = "hunter2 of spades", "very private"
 at = "'Norvu.Embedded.1#{}' = {}".format
@@ -36,7 +36,9 @@ FILE = ("[settings]|pm_str_email_server_address = '127.0.0.1'|pm_bool_email_aler
     (FILE.format("", at("SNMPAlert.1#Destination", "'::1'"), ""), ["hardware.community: no SNMP"])])
 def test_check_finds(make_pm, text, findings):
     pm = make_pm(text.replace("|", "\n"))
-    found, told = (pm.ctl("check", "--offline", *form, status=1) for form in ([], ["--json"]))
+    found, told = (subprocess.run(  # without the machine's network, whose addresses are defaults
+        [*NAMESPACES, "-n", BUILD / "pmctl/pmctl", "--root", pm.root, "check", "--offline", *form],
+        stdout=subprocess.PIPE, text=True).stdout.rstrip() for form in ([], ["--json"]))
     for line, finding in zip(found.split("\n"), findings, strict=True):
         assert re.match(rf"(error|warning|note): {pm.root}/etc/pm.conf:? ?{finding}", line), line
     assert [str(finding["line"] or "") for finding in json.loads(told)["findings"]] == [
@@ -195,6 +197,10 @@ def test_status_counts(failed):
     assert (status["service"], status["module"]) == ("email_trap_lqorn", 220)
     assert status["last_failure"]["destination"] == "user4@example.com"
     assert "0 taken by the mail server, 4 failed" in failed.ctl("status")
+    metrics = failed.ctl("status", "--openmetrics").split("\n")
+    assert {"pm_up 1", 'pm_mails_total{result="failed"} 4', "# TYPE pm_mails counter",
+            'pm_function_calls_total{function="pm_function_sendTestEmailEx",result="failed"} 1'
+            } < set(metrics) and metrics[-1] == "# EOF"
     assert value["value"] is False and value["source"] == "run time"
 
 
@@ -226,6 +232,26 @@ def test_reasons(make_pm, sink, place):
     for root, says in ((pm.root, "no pm is running"), (place, "has no etc/pm.conf")):
         done = subprocess.run([BUILD / "pmctl/pmctl", "--root", root, "list"], stderr=subprocess.PIPE)
         assert done.returncode == 3 and says in done.stderr.decode()
+
+
+def test_examples_of_neighbours(pm, sink):
+    tools = TREE / "packaging/examples"
+    environment = os.environ | {
+        "PATH": f"{BUILD}/pmctl:{os.environ['PATH']}", "PM_HOST_ROOT": str(pm.root),
+        "SMARTD_FULLMESSAGE": "m" * 2500, "SMARTD_FAILTYPE": "Health", "SMARTD_DEVICESTRING": "sda",
+        "MONIT_HOST": "web1", "MONIT_SERVICE": "root", "MONIT_EVENT": "Resource limit matched",
+        "MONIT_DATE": "now", "MONIT_DESCRIPTION": "space usage 95%"}
+    for tool, lines, says in (("smartd-pm", None, b": SMART Health on sda"),
+                              ("monit-pm", None, b"web1: root: Resource limit matched"),
+                              ("lines-pm", b"PSU 2 lost\n\n" + b"x" * 600 + b"\n", b"\r\nPSU 2 lost\r\n")):
+        sink.mails.clear()
+        subprocess.run([tools / tool], env=environment, input=lines, check=True)
+        sink.wait(lambda s: len(s.mails) == (8 if lines else 4))
+        assert says in sink.mails[0].data and b"/console" in sink.mails[0].data
+    pm.ctl("mail", "--to", "a@b", "--subject", "S", "--body-file", "-", "--skip-empty", stdin=b"")
+    assert len(sink.mails) == 8
+    pm.stop()
+    assert 'pm_up 0\n# EOF' in pm.ctl("status", "--openmetrics", status=3)
 
 
 def test_colours_on_a_terminal_alone(place):

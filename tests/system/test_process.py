@@ -158,6 +158,8 @@ def test_second_instance_is_refused(make_pm, shared):
     (second.tmp / "zorqgenericemail12x").touch()  # not a name that pm uses
     second.start()
     assert second.left() == ["zorqgenericemail12x"]
+    assert ("left: /tmp/zorqemail.txt /tmp/zorqgenericemail123 /tmp/zorqemailconfig.txt123\n"
+            in second.errors())
     second.stop()
     # For root, files in /tmp cannot hinder the start, as the claim is elsewhere.
     (second.tmp / "pm.lock").unlink(missing_ok=True)

@@ -3,11 +3,12 @@ import os
 import pathlib
 import signal
 import stat
+import subprocess
 import time
 
 import pytest
 import zmq
-from conftest import PREFIX, SmtpSink, settings, until
+from conftest import BUILD, PREFIX, SmtpSink, settings, until
 
 SUBJECT = "pm_str_email_alert1_subject"
 LDAP, AD = "pam_int_ldap_enable_mode", "pam_int_ad_enable_mode_pl"
@@ -38,6 +39,35 @@ def test_written_values(make_pm):
     for arguments, value in ((["-"], "from a pipe"), (["--file", pm.root / "value"], "from a file")):
         pm.ctl("set", SUBJECT, *arguments, stdin=b"from a pipe\n")
         assert pm.ctl("get", SUBJECT) == value
+
+
+MACHINE = r"""
+hostname web7.example.net
+set -- unshare -n sh -c 'ip link add d0 type dummy && ip link set d0 up && ip link set lo up &&
+    ip address add 198.51.100.7/24 dev d0 && ip address add 2001:db8::7/64 dev d0 nodad &&
+    ip route add default dev d0 && ip -6 route add default dev d0 && exec "$@"' sh "$@"
+"""
+
+
+def test_defaults_come_from_the_machine(make_pm):
+    pm = make_pm(f"[settings]\n{SUBJECT} = ''\n", mounts=MACHINE).start()
+    keys = [PREFIX + key for key in ("network.1#dnsnvcname", "IPv4.1#Address", "IPv4.1#Enable",
+                                     "IPv6.1#Address1", "IPv6.1#Enable")]
+    inside = ["nsenter", "-n", "-t", str(pm.process.pid)]
+    told = lambda: [pm.ctl("get", "-v", key).split(" = ")[1] for key in keys]  # noqa: E731
+    check = lambda: subprocess.run(  # noqa: E731
+        [*inside, BUILD / "pmctl/pmctl", "--root", pm.root, "check", "--offline"],
+        stdout=subprocess.PIPE).stdout
+    assert told() == [value + " (from the machine)" for value in (
+        "web7", "198.51.100.7", "1", "2001:db8::7", "1")]
+    assert b"0.0.0.0" not in check().replace(b"server_address", b"")
+    subprocess.run([*inside, "ip", "-4", "address", "flush", "dev", "d0"], check=True)
+    pm.ctl("set", keys[0], "mine")
+    assert told() == ["mine (run time)", "0.0.0.0 (default)", "0 (from the machine)",
+                      "2001:db8::7 (from the machine)", "1 (from the machine)"]
+    subprocess.run([*inside, "ip", "address", "flush", "dev", "d0"], check=True)
+    assert told()[1:] == [value + " (default)" for value in ("0.0.0.0", "1", "::", "0")]
+    assert b"nobody's address" in check()
 
 
 def test_killed_while_writing(make_pm):

@@ -1,5 +1,7 @@
 // The process: options, signals, settings, the service thread, subscriptions and callbacks.
 #include <csignal>
+#include <fstream>
+#include <unistd.h>
 
 #include "common/signals.h"
 #include "core/options.h"
@@ -15,26 +17,42 @@ namespace {
 
 class Core : public Cases {};
 
+const int DEFAULTS_AT_START = factoryDefaults;
+constexpr const char* USAGE =
+    " unknown \nUsage:\n      -debug (-d) debug mode\n      -factorydefaults (-fd) factory defaults\n\n";
+
 TEST_F(Core, TakesOptionsUpToAnUnknownOne) {
-    const std::tuple<Lines, bool, int, int> rows[] = {
-        // ..., trace, factory defaults
-        {{"pm"}, true, 0, 0},
-        {{"pm", "-DEBUG"}, true, 1, 0},
-        {{"pm", "-d", "-FactoryDefaults"}, true, 1, 1},
-        {{"pm", "-fd", "-D", "-d"}, false, 0, 1},
-        {{"pm", "-FD"}, false, 0, 0}};
-    for (auto [arguments, good, trace, factory] : rows) {
+    const std::tuple<Lines, int, int, string> rows[] = {
+        // trace, factory defaults, output
+        {{"pm"}, 0, 0, ""},
+        {{"pm", "-DEBUG"}, 1, 0, "argc:1 argv[n]:-DEBUG\n"},
+        {{"pm", "-d", "-FactoryDefaults"}, 1, 1, "argc:2 argv[n]:-FactoryDefaults\n"},
+        {{"pm", "-fd", "-D", "-d"}, 0, 1, string("argc:2 argv[n]:-D\nargc:4 -D") + USAGE},
+        {{"pm", "-FD"}, 0, 0, string("argc:2 -FD") + USAGE}};
+    EXPECT_EQ(0, DEFAULTS_AT_START);
+    for (auto [arguments, trace, factory, output] : rows) {
         begin({}, arguments.back());
         factoryDefaults = 0;
         std::vector<char*> argv;
         for (string& argument : arguments)
             argv.push_back(argument.data());
+        argv.push_back(nullptr);
         testing::internal::CaptureStdout();
-        EXPECT_EQ(good, parseOptions(static_cast<int>(argv.size()), argv.data()));
-        EXPECT_EQ(good, testing::internal::GetCapturedStdout().find("Usage:") == string::npos);
+        testing::internal::CaptureStderr();
+        const bool isGood = parseOptions(static_cast<int>(arguments.size()), argv.data());
+        EXPECT_EQ(isGood, output.find("Usage") == string::npos);
+        EXPECT_TRUE(testing::internal::GetCapturedStdout().ends_with(output)) << output;
+        EXPECT_EQ("", testing::internal::GetCapturedStderr());
         EXPECT_EQ(trace, g_bTrace);
         EXPECT_EQ(factory, factoryDefaults);
+        EXPECT_EQ(1U, called("buffering 1"));
     }
+}
+
+// Whether the signal is taken, and no other one beyond.
+bool takesSignals() {
+    installSignalHandler();
+    return std::signal(29, SIG_DFL) == sigHandler && std::signal(30, SIG_DFL) == SIG_DFL;
 }
 
 TEST_F(Core, Signals) {
@@ -46,12 +64,19 @@ TEST_F(Core, Signals) {
     EXPECT_EQ(SIG_IGN, std::signal(SIGPIPE, SIG_DFL)) << "from the first one on it is ignored";
     EXPECT_EXIT(sigHandler(SIGTERM), testing::ExitedWithCode(1), "^$");
     EXPECT_EXIT(sigHandler(SIGBUS), testing::ExitedWithCode(1), "SIGBUS .bad memory access.\n$");
+    EXPECT_EXIT(_exit(takesSignals() ? 3 : 4), testing::ExitedWithCode(3), "");
     const Step usr1 = {"SIGUSR1", [] { sigHandler(SIGUSR1); }},
-               slept = during("sleep 1", fails("sleep 1", 0));
-    check("sleep", [] { return sleepThroughSignals(1), 0; },
-          {{.calls = 1, .log = "received SIGUSR1 signal"},
-           {.given = {during("sleep 1", usr1)}, .calls = 1, .log = "received SIGUSR1 signal"},
-           {.given = {fails("sleep 1", 1), slept}, .calls = 2}});
+               slept = during("sleep 0", fails("sleep 0", 0));
+    size_t left[] = {1, 1, 0}, n = 0; // signals to be logged
+    check(
+        "sleep", [] { return sleepThroughSignals(0), 0; },
+        {{.calls = 1},
+         {.given = {during("sleep 0", usr1)}, .calls = 1},
+         {.given = {fails("sleep 0", 1), slept}, .calls = 2}},
+        [&] {
+            EXPECT_EQ(left[n++], logged("received SIGUSR1 signal"));
+            EXPECT_EQ(script.calls.size(), called("sleep 0"));
+        });
     const sigset_t set = allButFaults();
     for (const int sig : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS, SIGTERM})
         EXPECT_EQ(sig == SIGTERM, sigismember(&set, sig));
@@ -85,7 +110,15 @@ TEST_F(Core, ServiceThread) {
     for (const FunctionRow* row : {pmEmailFunctionTable, pmTrapFunctionTable}) {
         for (; row->name != nullptr; ++row)
             EXPECT_EQ(0U, row->unused) << row->name;
+        EXPECT_EQ(0U, row->unused);
     }
+    for (const string name :
+         {"email.txt", "genericemail1", "genericemail12345", "genericemail123456", "genericemailx",
+          "emailconfig.txt", "emailconfig.txt00017"})
+        std::ofstream("/tmp/zorq" + name) << "left";
+    exitStatusOf([] { PM_LQORNThread(nullptr); });
+    EXPECT_EQ((Lines{RELAY_CONFIG_PATH, "/tmp/zorqgenericemail123456", "/tmp/zorqgenericemailx"}),
+              mailFiles());
 }
 
 TEST_F(Core, SettingsAndSubscriptions) {

@@ -23,6 +23,7 @@ const string B254(254, 'b'), S300(300, 's'), M510(510, 'm'), EVENT = "\nFan 3 fa
 
 const std::vector<Case> EVENT_CASES = {
     {.to = "1234", .message = TYPE + "Message: Body 4" + EVENT, .log = "for filter ID: 200"},
+    {.given = {ONE_OFF, unreadable(bodyKey(2)), unreadable(bodyKey(3)), FOUR_OFF}, .to = ""},
     {.given = {ONE_FAILS}, .to = "11234"},
     {.given = {FOUR_FAILS}, .status = -1, .to = "12344"},
     {.given = {THREE_FAILS, FOUR_OFF}, .status = -1, .to = "1233", .log = "notify 4 not enabled"},

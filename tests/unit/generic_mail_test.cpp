@@ -56,6 +56,9 @@ TEST_F(GenericMail, HeadersAreCutAndLoggedAtTheirBounds) {
         check(log, [&] { return sendGeneric(request); }, {{.message = lines, .log = log}});
         EXPECT_EQ(log.empty() ? 0U : 1U, logged("truncated"));
     }
+    check(
+        "told", [&] { return sendGeneric(genericRequest(t255, "s", 1, "b")); },
+        {{.given = {relayResults({5, 5})}, .status = -1, .log = "\"" + t255.substr(1) + "\" fa"}});
 }
 
 TEST_F(ConcurrentMail, CollidingThreadIdsEachKeepTheirOwnFiles) {

@@ -23,8 +23,8 @@ TEST(HostReasons, OfAnOperationWithoutMails) {
         {{"[9]: getDomainLiteral()-szServerAddress=mail, arr_size=255",
           "[9]: getDomainLiteral() - getaddrinfo error: Name unknown"},
          "the mail server mail does not resolve: Name unknown"},
-        {{"[9]: WriteEmailConfig: the user name holds a line end, no relay configuration"},
-         "the user name holds a line end"},
+        {{"[9]: WriteEmailConfig() - no relay configuration is written: a line end in the user name"},
+         "a line end in the user name"},
         {{"[9]: Failed to call method: Gone", "[9]: x() - Exit with status=-1"},
          "the log manager was not reached or failed: Gone"},
         {{"[9]: x() - Exit with status=-7"}, "the log manager answered -7"},
@@ -81,7 +81,8 @@ TEST(HostReasons, OfGenericMails) {
     // Accepted, but its thread could not start.
     noteBegin(Work::Function, GENERIC);
     EXPECT_EQ(note({"[9]: sendGenericEmail() - Blocking Mode disabled",
-                    "[9]: sendGenericEmail() - ERROR : Out of threads"}),
+                    "[9]: sendGenericEmail() - ERROR : Out of threads",
+                    "[9]: sendGenericEmail() - mail to \"a\" failed with status -1"}),
               "no thread for the mail: Out of threads");
     noteEnd(Work::Function, GENERIC, 0);
     EXPECT_EQ(activity().generic.done, 3U);

@@ -144,7 +144,7 @@ void Scripted::begin(const Steps& given, const string& name) {
     applyAll({text("servers", "4"), text("domain", "example.org"), text("clock", "1000000000")});
     applyAll({text(IPV4, "1"), text(ADDRESS4, "192.0.2.7"), text(ADDRESS6, "2001:db8::7")});
     applyAll({text(HOST, "ctl1"), text(PREFIX, ""), text(SMTP_PORT, "25"), text("chassis", "")});
-    applyAll({text("guid", "8f112233-4455-6677-8899-aabbccddeeff"), text("host name", "\001ab")});
+    applyAll({text("guid", "8f102233-4455-6677-8899-aabbccddeeff"), text("host name", "\001ab")});
     applyAll({text("community", "public"), text(TRAP_PORT, "162"), text(TRAP_STATE, "1")});
     applyAll({text(TRAP_ADDRESS, "192.0.2.1")});
     for (int n = 1; n <= 4; ++n)
@@ -302,8 +302,10 @@ int qornc_initialize(qornc_context** context, const qornc_init_record* record) {
     for (const uint64_t word : record->reserved6)
         reserved |= word;
     string topics;
-    for (const qornc_event_row* row = record->events; row->topic != nullptr; ++row)
+    const qornc_event_row* row = record->events;
+    for (; row->topic != nullptr; ++row)
         topics += words("", row->topic, row->flag);
+    reserved |= row->flag;
     return outcome(
         words("client", record->service->name, record->service->module, record->word5, reserved) +
         topics);

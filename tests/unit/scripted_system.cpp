@@ -29,6 +29,7 @@ REAL(void*, malloc, size_t);
 REAL(int, open, const char*, int, ...);
 REAL(FILE*, fopen, const char*, const char*);
 REAL(size_t, fwrite, const void*, size_t, size_t, FILE*);
+REAL(int, setvbuf, FILE*, char*, int, size_t);
 REAL(int, fclose, FILE*);
 REAL(int, unlink, const char*);
 
@@ -120,6 +121,8 @@ int __wrap_open(const char* path, int flags, ...) {
     va_end(arguments);
     return fileCallFails(words("open", path)) ? -1 : __real_open(path, flags, mode);
 }
+ANSWER(int, __wrap_setvbuf, (FILE * file, char* buffer, int mode, size_t size),
+       outcome(words("buffering", mode)), __real_setvbuf(file, buffer, mode, size))
 ANSWER(size_t, __wrap_fwrite, (const void* text, size_t size, size_t count, FILE* file),
        fileCallFails("write " + string(static_cast<const char*>(text), size* count))
            ? 0

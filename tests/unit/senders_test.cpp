@@ -15,7 +15,7 @@ const std::vector<Case> EACH = {
     {.given = {NO_RELAY}, .status = -17, .attempts = 1, .log = "configuration file: No space"},
     {.given = {fails("write Date")}, .attempts = 1, .to = "2", .message = "Subject 2\n" + TYPE},
     {.given = {fails("write \n")}, .attempts = 1, .to = "2", .message = TYPE + "Body"},
-    {.name = "relay refuses twice", .given = {relayResults({5, 5})}, .status = -1, .to = "22"},
+    {.given = {relayResults({5, 5})}, .status = -1, .to = "22", .log = "to \"2@example.org\""},
     {.given = {NO_DOMAIN}, .attempts = 1, .relay = "domain [192.0.2.7]\n"},
     {.given = {NO_DOMAIN, relayResults({5})}, .attempts = 2, .relay = "domain 192.0.2.7\n"},
     {.given = {relayResults({5}), during("run", unreadable(IPV6))}, .status = -1, .attempts = 2},
@@ -45,7 +45,10 @@ const std::vector<Case> OWN[] = {
      {.given = {relayResults({5})}, .log = "failed, return code:5 error: Broken pipe"}},
     {DATE_ALONE,
      {.given = {unreadable(addressKey(2))}, .status = -17, .attempts = 2, .log = "to \"\" failed"},
-     {.given = {unreadable(subjectKey(2))}, .status = -17, .attempts = 2, .runs = 0}},
+     {.given = {unreadable(subjectKey(2))}, .status = -17, .attempts = 2, .runs = 0},
+     {.given = {relayResults({5}), during("run", unreadable(IPV6))},
+      .status = -1,
+      .log = "to \"\" fa"}},
     {DATE_ALONE,
      {.given = {fails("thread attributes", 11)}, .calls = 1, .log = "ERROR : Resource temporarily"},
      {.given = {fails("thread detached", 11)}, .calls = 2, .log = "ERROR : Resource temporarily"},
@@ -53,7 +56,11 @@ const std::vector<Case> OWN[] = {
      {.given = {noMemory(1)}, .status = -1, .calls = 0, .log = "ERROR : Cannot allocate memory"},
      {.given = {noMemory(2)}, .status = -1, .calls = 0, .log = "ERROR : Cannot allocate memory"}}};
 
+const int FLAGS_AT_START =
+    bMseCompatSendEmail | bMseCompatTestEmail | bMseCompatAlertEmail | bMseCompatGenericEmail;
+
 TEST_F(Senders, EachFailure) {
+    EXPECT_EQ(0, FLAGS_AT_START);
     for (size_t i = 0; i < 4; ++i) {
         const auto after = [i] {
             for (const Sender& each : senders)

@@ -60,6 +60,8 @@ const std::vector<Case> CASES = {
     {.given = domain(" a.b."), .relay = "domain a.b\nauto_from off\nfrom ctl1@a.b\n"},
     {.given = domain("  \t"), .relay = "from ctl1@[192.0.2.7]\n", .log = "empty senderEmail"},
     {.given = domain("(none)"), .relay = "domain [192.0.2.7]\n", .log = "using szDomainLiteral"},
+    {.given = domain(LONG), .relay = "domain " + LONG.substr(46) + "\n"},
+    {.given = domain("", text(ADDRESS4, "")), .relay = "domain \n"},
     {.given = domain("."), .relay = "domain [192.0.2.7]\n"},
     {.given = domain("ipV6:::1"), .relay = "domain [ipV6:::1]\n"},
     {.given = domain("IPv6:2001:xyz"), .relay = "domain IPv6:2001:xyz\n"},

@@ -1,0 +1,203 @@
+#include "platform/client/machine.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <climits>
+#include <cstring>
+#include <fstream>
+#include <ifaddrs.h>
+#include <memory>
+#include <net/if.h>
+#include <net/route.h>
+#include <sstream>
+#include <unistd.h>
+#include <vector>
+
+namespace pm::client {
+
+namespace {
+
+enum class Own : uint8_t { Name, Address4, Address6, Enabled4, Enabled6 };
+
+struct Row {
+    const char* name;
+    Own own;
+};
+constexpr Row rows[] = {
+    {"Norvu.Embedded.1#network.1#dnsnvcname", Own::Name},
+    {"Norvu.Embedded.1#IPv4.1#Address", Own::Address4},
+    {"Norvu.Embedded.1#IPv6.1#Address1", Own::Address6},
+    {"Norvu.Embedded.1#IPv4.1#Enable", Own::Enabled4},
+    {"Norvu.Embedded.1#IPv6.1#Enable", Own::Enabled6},
+};
+
+const Row* findRow(KeyId key) {
+    const auto* row =
+        std::ranges::find_if(rows, [name = std::string_view(schemaRow(key).name)](const Row& each) {
+            return name == each.name;
+        });
+    return row == std::end(rows) ? nullptr : row;
+}
+
+std::string hostName() {
+    char text[HOST_NAME_MAX + 1] = {};
+    if (::gethostname(text, HOST_NAME_MAX) != 0)
+        return {};
+    const std::string name(text, std::strcspn(text, "."));
+    return name == "localhost" || name == "(none)" ? "" : name;
+}
+
+// The words of a line; /proc has them apart by blanks or tabs.
+std::vector<std::string> wordsOf(const std::string& line) {
+    std::istringstream stream(line);
+    std::vector<std::string> words;
+    for (std::string word; stream >> word;)
+        words.push_back(word);
+    return words;
+}
+
+// Where a line of a route has what, and what its numbers are in.
+struct RouteTable {
+    const char* path;
+    size_t words;
+    size_t target;
+    size_t bits; // prefix or mask of the target
+    size_t metric;
+    int metricBase;
+    size_t flags;
+    size_t interface;
+};
+constexpr RouteTable ROUTES4 = {"/proc/net/route", 8, 1, 7, 6, 10, 3, 0};
+constexpr RouteTable ROUTES6 = {"/proc/net/ipv6_route", 10, 0, 1, 5, 16, 8, 9};
+
+// The interface of the default route with the lowest metric; empty without one.
+std::string defaultInterface(const RouteTable& table) {
+    std::ifstream file(table.path);
+    std::string interface;
+    unsigned long lowest = ULONG_MAX;
+    for (std::string line; std::getline(file, line);) {
+        const std::vector<std::string> words = wordsOf(line);
+        if (words.size() < table.words)
+            continue;
+        const auto isZero = [&](size_t at) {
+            return words[at].find_first_not_of('0') == std::string::npos;
+        };
+        const unsigned long flags = std::strtoul(words[table.flags].c_str(), nullptr, 16);
+        const unsigned long metric =
+            std::strtoul(words[table.metric].c_str(), nullptr, table.metricBase);
+        if (!isZero(table.target) || !isZero(table.bits) || (flags & RTF_UP) == 0 ||
+            (flags & RTF_REJECT) != 0 || metric >= lowest)
+            continue;
+        lowest = metric;
+        interface = words[table.interface];
+    }
+    return interface;
+}
+
+struct Address {
+    std::string interface;
+    std::string text;
+    bool lasting = true;
+};
+
+std::vector<Address> addresses4() {
+    ifaddrs* first = nullptr;
+    if (::getifaddrs(&first) != 0)
+        return {};
+    const std::unique_ptr<ifaddrs, void (*)(ifaddrs*)> owned(first, freeifaddrs);
+    std::vector<Address> found;
+    for (const ifaddrs* entry = first; entry != nullptr; entry = entry->ifa_next) {
+        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET ||
+            (entry->ifa_flags & IFF_UP) == 0 || (entry->ifa_flags & IFF_LOOPBACK) != 0)
+            continue;
+        char text[INET_ADDRSTRLEN] = {};
+        const auto* address = reinterpret_cast<const sockaddr_in*>(entry->ifa_addr);
+        inet_ntop(AF_INET, &address->sin_addr, text, sizeof text);
+        found.push_back({entry->ifa_name, text});
+    }
+    return found;
+}
+
+// A line of /proc/net/if_inet6: address, index, prefix, scope, flags, interface.
+std::vector<Address> addresses6() {
+    constexpr unsigned long GLOBAL = 0;
+    constexpr unsigned long UNUSABLE = 0x08 | 0x40; // duplicate, tentative
+    constexpr unsigned long PASSING = 0x01 | 0x20;  // temporary, deprecated
+    std::ifstream file("/proc/net/if_inet6");
+    std::vector<Address> found;
+    for (std::string line; std::getline(file, line);) {
+        const std::vector<std::string> words = wordsOf(line);
+        if (words.size() < 6 || words[0].size() != 32)
+            continue;
+        const unsigned long flags = std::strtoul(words[4].c_str(), nullptr, 16);
+        if (std::strtoul(words[3].c_str(), nullptr, 16) != GLOBAL || (flags & UNUSABLE) != 0)
+            continue;
+        in6_addr address{};
+        for (size_t at = 0; at < sizeof address.s6_addr; ++at)
+            address.s6_addr[at] =
+                static_cast<uint8_t>(std::strtoul(words[0].substr(2 * at, 2).c_str(), nullptr, 16));
+        char text[INET6_ADDRSTRLEN] = {};
+        inet_ntop(AF_INET6, &address, text, sizeof text);
+        found.push_back({words[5], text, (flags & PASSING) == 0});
+    }
+    return found;
+}
+
+std::string chosen(const std::vector<Address>& addresses, const std::string& interface) {
+    const Address* best = nullptr;
+    const auto rank = [&](const Address& each) {
+        return (each.interface == interface ? 2 : 0) + (each.lasting ? 1 : 0);
+    };
+    for (const Address& each : addresses)
+        if (best == nullptr || rank(each) > rank(*best))
+            best = &each;
+    return best == nullptr ? "" : best->text;
+}
+
+std::string address4() {
+    return chosen(addresses4(), defaultInterface(ROUTES4));
+}
+
+std::string address6() {
+    return chosen(addresses6(), defaultInterface(ROUTES6));
+}
+
+std::optional<Value> textValue(std::string text) {
+    if (text.empty())
+        return std::nullopt;
+    return Value{ValueKind::Text, 0, std::move(text)};
+}
+
+// Without any address nothing is known of the families.
+std::optional<Value> enabled(const std::string& address, std::string (*other)()) {
+    if (address.empty() && other().empty())
+        return std::nullopt;
+    return Value{ValueKind::Int, address.empty() ? 0 : 1, {}};
+}
+
+} // namespace
+
+bool isFromMachine(KeyId key) {
+    return findRow(key) != nullptr;
+}
+
+std::optional<Value> machineValue(KeyId key, bool hasChassisCode) {
+    const Row* row = findRow(key);
+    if (row == nullptr)
+        return std::nullopt;
+    switch (row->own) {
+    case Own::Name:
+        return textValue(hasChassisCode ? "" : hostName());
+    case Own::Address4:
+        return textValue(address4());
+    case Own::Address6:
+        return textValue(address6());
+    case Own::Enabled4:
+        return enabled(address4(), address6);
+    case Own::Enabled6:
+        return enabled(address6(), address4);
+    }
+    return std::nullopt;
+}
+
+} // namespace pm::client

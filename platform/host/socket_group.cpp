@@ -1,0 +1,66 @@
+#include "platform/host/socket_group.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <grp.h>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+#include "platform/client/printable.h"
+#include "platform/host/root.h"
+#include "platform/logging.h"
+
+namespace pm::host {
+
+namespace {
+
+constexpr const char* VARIABLE = "PM_HOST_SOCKET_GROUP";
+
+void refuse(const std::string& reason) {
+    mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE,
+                  "%s: %s; only pm's user and root can use the sockets", VARIABLE, reason.c_str());
+}
+
+// 0, or the error number; a group that does not exist is ENOENT.
+int findGroup(const char* name, gid_t& id) {
+    constexpr size_t MOST = size_t{1} << 20U; // of a group's list of members
+    group entry{};
+    group* found = nullptr;
+    std::vector<char> room(4096);
+    int error = 0;
+    while ((error = getgrnam_r(name, &entry, room.data(), room.size(), &found)) == ERANGE &&
+           room.size() < MOST)
+        room.resize(room.size() * 4);
+    if (found == nullptr)
+        return error == 0 ? ENOENT : error;
+    id = found->gr_gid;
+    return 0;
+}
+
+bool openTo(gid_t id, const std::string& path, mode_t mode) {
+    if (::chown(path.c_str(), static_cast<uid_t>(-1), id) == 0 && ::chmod(path.c_str(), mode) == 0)
+        return true;
+    refuse(path + ": " + std::strerror(errno));
+    return false;
+}
+
+} // namespace
+
+void openSocketsToGroup() {
+    const char* name = std::getenv(VARIABLE);
+    if (name == nullptr || *name == '\0')
+        return;
+    gid_t id = 0;
+    if (const int error = findGroup(name, id); error != 0)
+        return refuse((error == ENOENT ? "there is no group \"" : "cannot look up the group \"") +
+                      client::escapeControls(name) + '"');
+    const std::string folder = hostPath("run/pm");
+    // The folder is the last: until then nobody else reaches the sockets.
+    if (openTo(id, folder + "/requests", 0660) && openTo(id, folder + "/events", 0660))
+        openTo(id, folder, 0750);
+}
+
+} // namespace pm::host
