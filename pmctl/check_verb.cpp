@@ -1,4 +1,4 @@
-// check: what is wrong with the settings, before it hurts.
+// check: finds faults in the settings before they do harm.
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -30,8 +30,8 @@ void checkAll(Checked& checked, bool offline) {
     checked.file = readSettingsFile(checked.path);
     takeFindings(checked, checked.file);
     if (checked.file.error != 0) {
-        checked.findings.back().where.message += "; is it there, and may you read it?";
-        return; // what would follow is about defaults alone
+        checked.findings.back().where.message += "; does it exist, and may you read it?";
+        return; // further findings would be about defaults only
     }
     checked.runTime = readSettingsFile(checked.runTimePath);
     if (checked.runTime.error != ENOENT)
@@ -43,7 +43,7 @@ void checkAll(Checked& checked, bool offline) {
         checkNetwork(checked);
         checkLogManager(checked);
     }
-    // The settings file first, by line; what has no line behind those that have one.
+    // The settings file first, by line; findings without a line last.
     std::ranges::stable_sort(checked.findings, {}, [&](const Finding& finding) {
         const auto line = static_cast<unsigned>(finding.where.line) - 1U;
         return std::pair(finding.where.file != checked.path, line);
@@ -98,8 +98,8 @@ int check(const Options& options) {
 }
 
 constexpr Verb verbs[] = {
-    {"check", "Tells what is wrong with the settings, a line each; needs no running pm",
-     "  pmctl check                     # /etc/pm.conf and what was written at run time\n"
+    {"check", "Finds faults in the settings, one a line; needs no running pm",
+     "  pmctl check                     # /etc/pm.conf and the values set at run time\n"
      "  pmctl check --offline draft.conf\n"
      "  pmctl check --json | jq -r '.findings[].message'",
      declareCheck, check},

@@ -1,4 +1,4 @@
-// Test of the log manager, which sends traps when it is asked on the system bus.
+// Checks the log manager, a service on the system bus that sends traps on request.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -22,7 +22,7 @@ bool holds(char** names, const char* name) {
     return found;
 }
 
-// What keeps it from being asked; empty if nothing does.
+// Says why the log manager cannot be called; empty if it can.
 std::string faultOfBus() {
     sd_bus* bus = nullptr;
     char** owned = nullptr;
@@ -34,10 +34,10 @@ std::string faultOfBus() {
     const bool isOwned = holds(owned, LOG_MANAGER);
     const bool isStartable = holds(startable, LOG_MANAGER);
     if (result < 0)
-        return std::string("the system bus is not reached (") + std::strerror(-result) + ")";
+        return std::string("the system bus cannot be reached (") + std::strerror(-result) + ")";
     return isOwned || isStartable
                ? ""
-               : std::string("nobody on the system bus has the name ") + LOG_MANAGER;
+               : std::string("no service on the system bus has the name ") + LOG_MANAGER;
 }
 
 } // namespace
@@ -50,7 +50,7 @@ void checkLogManager(Checked& checked) {
         const std::string fault = faultOfBus();
         if (!fault.empty())
             find(checked, Severity::Note, state,
-                 "a trap by the log manager goes to nobody: " + fault +
+                 "a trap cannot be sent by the log manager: " + fault +
                      "; \"pmctl test-trap\" sends without it");
         return;
     }

@@ -1,4 +1,4 @@
-// Tests of the certificate and the key that msmtp needs for an encrypted connection.
+// Checks the certificate and key that msmtp needs for an encrypted connection.
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -13,15 +13,15 @@ namespace pm::ctl {
 
 namespace {
 
-// As the relay's configuration names them.
+// The paths in msmtp's configuration.
 #define CERTIFICATE "/etc/certs/CA/certs/host.crt"
 #define KEY "/flash/data0/cv/private/host.key"
 
-// What openssl prints; status: its exit status. A program that is there or not, in
-// place of a library of several megabytes that all verbs would load.
+// Runs an openssl command; returns its output, and its exit status in status. The program is
+// optional; linking the library would add megabytes to every verb.
 std::string openssl(const char* command, int& status) {
     std::string printed;
-    std::FILE* pipe = ::popen(command, "re"); // a fixed text
+    std::FILE* pipe = ::popen(command, "re"); // no user input in command
     char part[4096];
     while (pipe != nullptr && std::fgets(part, sizeof part, pipe) != nullptr)
         printed += part;
@@ -33,13 +33,13 @@ void tell(Checked& checked, Severity severity, const char* file, const std::stri
     find(checked, severity, ENCRYPTION_KEY, "encryption is on, but " + (file + message));
 }
 
-// The unit's pm is root without the right to read other users' files.
+// The service runs as root without capabilities, so it cannot read other users' files.
 bool isReadable(Checked& checked, const char* file) {
     struct stat state {};
     if (::access(file, R_OK) != 0 || ::stat(file, &state) != 0) {
         tell(checked, Severity::Error, file,
              std::string(" cannot be read (") + std::strerror(errno) +
-                 "), no mail can go out; pm(8) tells how to make it, 0 switches encryption off");
+                 "), no mail can be sent; pm(8) shows how to make it, value 0 disables encryption");
         return false;
     }
     if (state.st_uid != 0 && (state.st_mode & 04U) == 0)
@@ -62,12 +62,13 @@ void checkContent(Checked& checked) {
     const std::string ofCertificate =
         openssl("openssl x509 -in " CERTIFICATE " -noout -pubkey 2>/dev/null", status);
     if (status != 0)
-        return tell(checked, Severity::Error, CERTIFICATE, " is no certificate in PEM form");
+        return tell(checked, Severity::Error, CERTIFICATE, " is no certificate in PEM format");
     const std::string ofKey =
         openssl("openssl pkey -in " KEY " -pubout -passin pass: 2>/dev/null </dev/null", status);
     if (status != 0)
-        return tell(checked, Severity::Error, KEY,
-                    " is no private key in PEM form, or has a passphrase, which nobody enters");
+        return tell(
+            checked, Severity::Error, KEY,
+            " is no private key in PEM format, or needs a passphrase, which pm cannot enter");
     if (ofKey != ofCertificate)
         tell(checked, Severity::Error, KEY, " is not the key of " CERTIFICATE);
     const std::string end =
@@ -84,7 +85,7 @@ void checkContent(Checked& checked) {
 
 void checkCertificate(Checked& checked) {
     const int32_t mode = numberInForce(checked, ENCRYPTION_KEY);
-    if (mode < 1 || mode > 2) // any other is none
+    if (mode < 1 || mode > 2) // no encryption
         return;
     const bool certificate = isReadable(checked, CERTIFICATE);
     const bool key = isReadable(checked, KEY);
@@ -93,8 +94,8 @@ void checkCertificate(Checked& checked) {
         checkContent(checked);
     else if (certificate && key)
         find(checked, Severity::Note, ENCRYPTION_KEY,
-             "whether certificate and key belong together and have not expired is not tested, "
-             "openssl is not found; run: apt-get install openssl");
+             "certificate and key were not tested for expiry and for a match, because openssl is "
+             "not found; run: apt-get install openssl");
 }
 
 } // namespace pm::ctl

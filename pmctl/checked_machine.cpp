@@ -1,4 +1,4 @@
-// Tests of what the settings need of the machine: files, rights, programs.
+// Checks the machine: file permissions and installed programs.
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -35,7 +35,7 @@ bool isOthers(const struct stat& state) {
     return state.st_uid != 0 && state.st_uid != ::geteuid();
 }
 
-// A file of settings, or the folder in which pm keeps one.
+// path: a settings file, or pm's folder for the values set at run time.
 void checkRights(Checked& checked, const std::string& path, bool secrets) {
     struct stat state {};
     if (::stat(path.c_str(), &state) != 0)
@@ -43,12 +43,12 @@ void checkRights(Checked& checked, const std::string& path, bool secrets) {
     const char* right = S_ISDIR(state.st_mode) ? "chmod 700 " : "chmod 600 ";
     if (secrets && (state.st_mode & 077U) != 0)
         tell(checked, path,
-             "holds a password or community, and others than its owner may use it (mode " +
+             "holds a password or community, and users other than its owner may access it (mode " +
                  modeText(state.st_mode) + "); run: " + right + path);
     else if ((state.st_mode & 022U) != 0)
         tell(checked, path,
              "others than its owner may change it (mode " + modeText(state.st_mode) +
-                 "), and with it where mails go; run: " + right + path);
+                 "), and so redirect mails; run: " + right + path);
     if (isOthers(state))
         tell(checked, path,
              "belongs to another user (number " + std::to_string(state.st_uid) +
@@ -79,10 +79,10 @@ namespace {
 void checkPrograms(Checked& checked) {
     if (!isInPath("msmtp"))
         find(checked, Severity::Error, {},
-             "msmtp is not found, no mail can go out; run: apt-get install msmtp");
+             "msmtp is not found, no mail can be sent; run: apt-get install msmtp");
     if (!isInPath("snmptrap"))
         find(checked, Severity::Warning, {},
-             "snmptrap is not found, no trap can go out; run: apt-get install snmp");
+             "snmptrap is not found, no trap can be sent; run: apt-get install snmp");
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-// Tests of what goes to the relay's configuration: who sends, login, encryption.
+// Checks what goes into msmtp's configuration: sender, login, encryption.
 #include <algorithm>
 #include <unistd.h>
 
@@ -17,11 +17,11 @@ constexpr std::string_view USER = "alert_str_smtp_user";
 constexpr std::string_view PASSWORD = "alert_str_smtp_password";
 constexpr std::string_view MECHANISM = "alert_int_smtp_sasl";
 constexpr const char* MAIL_NAME = "/etc/mailname";
-// What msmtp replaces in the two values; a sign doubled is no escape.
+// msmtp replaces % and one of these letters; %% does not escape it.
 constexpr std::string_view IN_SENDER = "UHCM";
 constexpr std::string_view IN_DOMAIN = "HCM";
 
-// what: the value in words, empty where the key is told with it.
+// what: describes the value if key is empty; else empty.
 void checkPatterns(Checked& checked, std::string_view key, const std::string& what,
                    std::string_view value, std::string_view letters) {
     for (const char letter : letters) {
@@ -33,9 +33,9 @@ void checkPatterns(Checked& checked, std::string_view key, const std::string& wh
         message.append("holds ").append(pattern);
         if (fails)
             message.append(", for which msmtp reads ").append(MAIL_NAME);
-        message.append(fails ? ", which cannot be read: no mail can go out"
-                             : ", which msmtp replaces; mails name another");
-        message.append("; there is no escape, so choose a value without it");
+        message.append(fails ? ", which cannot be read: no mail can be sent"
+                             : ", which msmtp replaces by another text");
+        message.append("; it cannot be escaped, so choose a value without it");
         find(checked, fails ? Severity::Error : Severity::Warning, key, message);
     }
 }
@@ -43,10 +43,11 @@ void checkPatterns(Checked& checked, std::string_view key, const std::string& wh
 void checkAddress(Checked& checked, std::string_view key) {
     const std::string address = valueInForce(checked, key);
     if (!address.empty() && address.find('@') == std::string::npos)
-        find(checked, Severity::Warning, key,
-             address.find_first_not_of(' ') == std::string::npos
-                 ? "holds blanks only: mails have an empty address; give one, or set it to \"\""
-                 : "is an address without \"@\", which most mail servers refuse; add its domain");
+        find(
+            checked, Severity::Warning, key,
+            address.find_first_not_of(' ') == std::string::npos
+                ? "holds blanks only: mails would have an empty address; give one, or set it to \"\""
+                : "is an address without \"@\", which most mail servers refuse; add its domain");
 }
 
 std::string systemDomain() {
@@ -57,7 +58,7 @@ std::string systemDomain() {
 void checkSender(Checked& checked) {
     const std::string sender = valueInForce(checked, SENDER);
     const std::string domain = systemDomain();
-    const bool composed = sender.empty(); // from name and domain
+    const bool composed = sender.empty(); // pm builds it from name and domain
     if (composed)
         checkPatterns(checked, NAME, "", valueInForce(checked, NAME), IN_SENDER);
     else
@@ -66,28 +67,28 @@ void checkSender(Checked& checked) {
                   composed ? IN_SENDER : IN_DOMAIN);
     if (domain.find_first_of("\r\n") != std::string::npos)
         find(checked, Severity::Error, {},
-             "the system's domain name holds a line end: no relay configuration is written, mails "
-             "end with status -17; set another with domainname");
+             "the system's domain name holds a line end: msmtp's configuration cannot be "
+             "written, and mails end with status -17; set another with domainname");
     checkAddress(checked, SENDER);
     for (int number = 1; number <= MAIL_DESTINATIONS; ++number)
         checkAddress(checked, numbered("pm_str_email_alert*_destination", number));
 }
 
 void checkLogin(Checked& checked, int32_t encryption) {
-    // By mechanism: what a login without encryption comes to.
+    // By login mechanism: the risk without encryption.
     constexpr const char* UNENCRYPTED[] = {
-        "mechanism 0 without encryption: msmtp refuses unless the server has a challenge login",
+        "mechanism 0 without encryption: msmtp refuses unless the server offers a challenge login",
         "login without encryption: the password goes in clear",
         "login without encryption: the password goes in clear",
-        "login without encryption: who listens can try out passwords on what is sent",
-        "login without encryption: who listens can try out passwords on what is sent"};
+        "login without encryption: an eavesdropper can try out passwords on the response",
+        "login without encryption: an eavesdropper can try out passwords on the response"};
     if (!isOn(checked, LOGIN))
         return;
     for (const std::string_view key : {USER, PASSWORD})
         if (valueInForce(checked, key).empty())
             find(checked, Severity::Error, LOGIN,
-                 std::string("login to the mail server is on, but there is no ") +
-                     (key == USER ? "user" : "password") + ", no mail can go out; set " +
+                 std::string("login to the mail server is enabled, but there is no ") +
+                     (key == USER ? "user" : "password") + ", no mail can be sent; set " +
                      std::string(key) + ", or this one to false");
     const auto mechanism = static_cast<size_t>(numberInForce(checked, MECHANISM));
     if (encryption == 0)
@@ -102,7 +103,7 @@ void checkMail(Checked& checked) {
     const int32_t encryption = numberInForce(checked, ENCRYPTION_KEY);
     if (encryption != 0)
         find(checked, Severity::Note, ENCRYPTION_KEY,
-             "the mail server's certificate is never verified: encryption keeps out listeners, "
+             "the mail server's certificate is never verified: encryption stops eavesdroppers, "
              "not a false server; use a network that you trust");
     checkSender(checked);
     checkLogin(checked, encryption);

@@ -1,4 +1,4 @@
-// Tests that ask the network, each for a short time.
+// Checks that use the network, each for a short time.
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -20,7 +20,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds LIMIT{3}; // for all names together, then for the port
+constexpr std::chrono::seconds LIMIT{3}; // for all names together, and again for the port
 constexpr int NO_ANSWER = EAI_INPROGRESS;
 
 struct Name {
@@ -35,7 +35,7 @@ int64_t millisecondsLeft(Clock::time_point end) {
         std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count(), 0);
 }
 
-// Asks for all of them at once, since each name server that is silent takes its time.
+// Resolves all names at once, as each silent name server costs its full time limit.
 void resolve(std::vector<Name>& names) {
     static const addrinfo hints = [] {
         addrinfo wanted{};
@@ -69,7 +69,7 @@ void resolve(std::vector<Name>& names) {
 void checkName(Checked& checked, const Name& name) {
     if (name.result == NO_ANSWER)
         find(checked, Severity::Error, name.key,
-             "no answer about " + name.text +
+             "no answer to a query for " + name.text +
                  " within 3 seconds; check /etc/resolv.conf and the "
                  "name server");
     else if (name.result != 0)
@@ -78,7 +78,7 @@ void checkName(Checked& checked, const Name& name) {
                  "); check the name and /etc/resolv.conf");
 }
 
-// Starts a connection to each address. failure: the errno of one that failed at once.
+// Starts connecting to each address. failure: errno of one that failed at once.
 std::vector<Fd> startConnections(const std::vector<const addrinfo*>& addresses, int port,
                                  int& failure) {
     std::vector<Fd> sockets;
@@ -98,13 +98,14 @@ std::vector<Fd> startConnections(const std::vector<const addrinfo*>& addresses, 
     return sockets;
 }
 
-// Tries all addresses at once and gives the first that answers; else failure is the
-// errno of one that did not.
+// Connects to all addresses at once; returns the first connection. If none succeeds, returns
+// an invalid Fd and the errno of one in failure.
 Fd connectToAny(const std::vector<const addrinfo*>& addresses, int port, int& failure) {
     std::vector<Fd> sockets = startConnections(addresses, port, failure);
     const auto end = Clock::now() + LIMIT;
     while (!sockets.empty()) {
         std::vector<pollfd> watched;
+        watched.reserve(sockets.size());
         for (const Fd& socket : sockets)
             watched.push_back({socket.get(), POLLOUT, 0});
         failure = ETIMEDOUT;
@@ -125,7 +126,7 @@ Fd connectToAny(const std::vector<const addrinfo*>& addresses, int port, int& fa
     return {};
 }
 
-// Whether a mail server greets. With TLS from the start it waits for us to begin.
+// Checks the mail server's greeting. With TLS from the start the client speaks first.
 void checkGreeting(Checked& checked, const Name& server, const Fd& socket) {
     constexpr int TLS_FROM_START = 1;
     if (numberInForce(checked, ENCRYPTION_KEY) == TLS_FROM_START)
@@ -139,15 +140,16 @@ void checkGreeting(Checked& checked, const Name& server, const Fd& socket) {
     line = line.substr(0, line.find_first_of("\r\n"));
     const std::string port = std::to_string(numberInForce(checked, PORT_KEY));
     if (!spoke)
-        find(checked, Severity::Error, server.key,
-             server.text + " accepts connections at port " + port +
-                 " but does not greet within 3 seconds; is a mail server there, or is its TLS from "
-                 "the start (" +
-                 std::string(ENCRYPTION_KEY) + " 1)?");
+        find(
+            checked, Severity::Error, server.key,
+            server.text + " accepts connections at port " + port +
+                " but does not greet within 3 seconds; is it a mail server, or does it use TLS from "
+                "the start (" +
+                std::string(ENCRYPTION_KEY) + " 1)?");
     else if (!line.starts_with("220"))
         find(checked, Severity::Error, server.key,
              server.text + " at port " + port + " greets with \"" + std::string(line) +
-                 "\", which is no mail server that takes mail");
+                 "\", so it is no mail server, or accepts no mail now");
 }
 
 void checkPortAnswers(Checked& checked, const Name& server) {
@@ -157,7 +159,7 @@ void checkPortAnswers(Checked& checked, const Name& server) {
             familyIsOn(checked, at->ai_family))
             addresses.push_back(at);
     if (addresses.empty()) {
-        if (familyOf(server.text) == AF_UNSPEC) // a literal has had its finding
+        if (familyOf(server.text) == AF_UNSPEC) // checkServer has reported an address
             find(checked, Severity::Error, server.key,
                  server.text + " has no address of an enabled family; enable the other of IPv4 "
                                "and IPv6, or name another server");
@@ -177,7 +179,7 @@ void checkPortAnswers(Checked& checked, const Name& server) {
 } // namespace
 
 void checkNetwork(Checked& checked) {
-    // Never freed: where a name server is silent, the resolver still holds the question.
+    // Never freed: if a name server is silent, the resolver still uses the query.
     static auto& names = *new std::vector<Name>;
     const std::string server = valueInForce(checked, SERVER_KEY);
     if (isServerSet(server))

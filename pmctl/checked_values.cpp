@@ -1,4 +1,4 @@
-// Tests of the values of settings and attributes.
+// Checks the values of settings and attributes.
 #include <arpa/inet.h>
 #include <unistd.h>
 
@@ -24,7 +24,7 @@ const SettingsEntry* entryInForce(const Checked& checked, KeyId key) {
 }
 
 KeyId idOf(std::string_view key) {
-    return findKey(key).value(); // a key that is spelt wrong here must not pass
+    return findKey(key).value(); // throws if this program misspells a key
 }
 
 void checkShadowed(Checked& checked) {
@@ -36,7 +36,7 @@ void checkShadowed(Checked& checked) {
         std::string message = "has no effect: a value written at run time";
         if (!schemaRow(entry.key).secret)
             message += ", \"" + valueText(newer->value) + "\",";
-        message += " stands before it; \"pmctl unset " + name + "\" drops that one";
+        message += " overrides it; \"pmctl unset " + name + "\" deletes that one";
         checked.findings.push_back({Severity::Warning, {checked.path, entry.line, name, message}});
     }
 }
@@ -51,15 +51,15 @@ void checkMailDestinations(Checked& checked) {
         any = true;
         if (valueInForce(checked, address).empty())
             find(checked, Severity::Error, enabled,
-                 "the destination has no address; set " + address + ", or switch it off");
+                 "the destination has no address; set " + address + ", or disable it");
     }
     if (!any)
         find(checked, Severity::Warning, {},
-             "no mail destination is enabled, so that nobody learns of an event; set "
+             "no mail destination is enabled, so events are not mailed; set "
              "pm_bool_email_alert1_enabled to true and give it an address");
 }
 
-// Whether it names this machine; nobody is asked.
+// Whether the server is this machine, without a DNS query.
 bool isLocal(const std::string& server) {
     char own[256] = {};
     return server == "localhost" || server == "::1" || server.starts_with("127.") ||
@@ -70,17 +70,17 @@ void checkServer(Checked& checked) {
     const std::string server = valueInForce(checked, SERVER_KEY);
     if (isServerSet(server) && !isLocal(server))
         find(checked, Severity::Note, SERVER_KEY,
-             "pm keeps no queue: mails are lost while this server is down; pm(8) tells how to put "
-             "a queue on this machine");
+             "pm keeps no queue: mails are lost while this server is down; pm(8) shows how to "
+             "set up a queue on this machine");
     const int family = familyOf(server);
     const bool on4 = familyIsOn(checked, AF_INET);
     const bool on6 = familyIsOn(checked, AF_INET6);
     if (!isServerSet(server))
         find(checked, Severity::Error, SERVER_KEY,
-             "no mail server is set, no mail can go out; give its name or address");
+             "no mail server is set, no mail can be sent; give its name or address");
     if (!on4 && !on6)
         find(checked, Severity::Error, IPV4,
-             "neither IPv4 nor IPv6 is enabled, no mail can go out; set this one or " +
+             "neither IPv4 nor IPv6 is enabled, no mail can be sent; set this one or " +
                  std::string(IPV6) + " to 1");
     else if (isServerSet(server) && family != AF_UNSPEC && !familyIsOn(checked, family))
         find(checked, Severity::Error, SERVER_KEY,
@@ -92,11 +92,10 @@ void checkServer(Checked& checked) {
         const std::string address = valueInForce(checked, key);
         if (on && familyOf(address) != wanted)
             find(checked, Severity::Error, key,
-                 std::string(address.empty()
-                                 ? "is empty, though its family is enabled: mails would "
-                                   "name no address; set it, for example "
-                                 : "is no address of its family, which mails would "
-                                   "name; for example ") +
+                 std::string(address.empty() ? "is empty, but its family is enabled: mails would "
+                                               "contain no address; set it, for example "
+                                             : "is no address of its family, but mails would "
+                                               "contain it; set it, for example ") +
                      example);
     };
     ownAddress(on4, ADDRESS4, AF_INET, "192.0.2.10");
@@ -106,8 +105,9 @@ void checkServer(Checked& checked) {
              "mails and their links name 0.0.0.0, nobody's address: this machine has none, or it "
              "is set; set the controller's");
     if (on6 && (!on4 || family == AF_INET6) && valueInForce(checked, ADDRESS6) == "::")
-        find(checked, Severity::Error, ADDRESS6,
-             "mails go out by IPv6, for which it must not be \"::\"; set the controller's address");
+        find(
+            checked, Severity::Error, ADDRESS6,
+            "mails go out over IPv6, for which it must not be \"::\"; set the controller's address");
 }
 
 void checkDirectories(Checked& checked) {
@@ -136,10 +136,10 @@ void checkTraps(Checked& checked) {
     const std::string community = valueInForce(checked, COMMUNITY);
     if (!isSafeCommunity(community))
         find(checked, Severity::Error, COMMUNITY,
-             "would be refused: it must hold neither ' nor \\; choose another");
+             "would be refused: it must contain neither ' nor \\; choose another");
     else if (any && community.empty())
         find(checked, Severity::Error, COMMUNITY,
-             "no SNMP community is set, no trap can go out; set community in [hardware]");
+             "no SNMP community is set, no trap can be sent; set community in [hardware]");
 }
 
 } // namespace
@@ -192,11 +192,11 @@ const char* destinationFault(const std::string& text) {
     const bool colon = text.find(':') != std::string::npos;
     if (text.find('[') != std::string::npos ||
         (colon && familyOf(text.substr(0, text.find('%'))) != AF_INET6))
-        return "is no address: an IPv6 address is given as it is, ::1 for example, without "
+        return "is no address: write an IPv6 address as ::1 for example, without "
                "brackets, \"udp6:\" or port";
     if (!text.empty() && !isSafeDestination(text))
-        return "would be refused: a name or address has letters, digits and .-_:% alone, and no "
-               "hyphen in front";
+        return "would be refused: a name or address may only contain letters, digits and .-_:%, "
+               "and must not start with a hyphen";
     return nullptr;
 }
 

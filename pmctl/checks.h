@@ -1,4 +1,4 @@
-// What "pmctl check" looks at, and what it has found.
+// State and checks of "pmctl check".
 #pragma once
 
 #include <cstdint>
@@ -10,11 +10,11 @@
 
 namespace pm::ctl {
 
-enum class Severity : uint8_t { Error, Warning, Note }; // a note is no failure
+enum class Severity : uint8_t { Error, Warning, Note }; // notes do not fail the check
 
 struct Finding {
     Severity severity;
-    client::SettingsFinding where; // and what
+    client::SettingsFinding where; // place and message
 };
 
 struct Checked {
@@ -25,14 +25,14 @@ struct Checked {
     std::vector<Finding> findings;
 };
 
-// The value in force as text: of run time, else of the file, else the default;
-// empty if there is none. key: as the schema spells it.
+// The value in force as text: set at run time, else in the file, else the default; empty
+// without any. key: in the schema's spelling.
 std::string valueInForce(const Checked& checked, std::string_view key);
-bool isOn(const Checked& checked, std::string_view key); // true, or 1
-// The value as a number; 0 if it is none.
+bool isOn(const Checked& checked, std::string_view key); // whether it is true or 1
+// The value as a number; 0 if it is not one.
 int32_t numberInForce(const Checked& checked, std::string_view key);
 
-// Adds a finding at the line that gives the key its value, or at the file.
+// Adds a finding. Its place is the line that sets the key, else the file.
 void find(Checked& checked, Severity severity, std::string_view key, std::string message);
 
 inline constexpr std::string_view SERVER_KEY = "pm_str_email_server_address";
@@ -41,25 +41,25 @@ inline constexpr std::string_view ENCRYPTION_KEY =
     "Norvu.Embedded.1#Remotehosts.1#ConnectionEncryption";
 inline constexpr int MAIL_DESTINATIONS = 4;
 inline constexpr int TRAP_DESTINATIONS = 8;
-// Keys of a family: "pm_str_email_alert*_destination" with its number in place.
+// Replaces the * of "pm_str_email_alert*_destination" by the number.
 std::string numbered(std::string_view pattern, int number);
 
 bool isServerSet(std::string_view server);
 // AF_INET or AF_INET6 of an address, AF_UNSPEC of anything else.
 int familyOf(const std::string& text);
-// Why a trap destination is refused or cannot be reached as it is written; else null.
+// Says why a trap destination is refused or cannot work in this form; null if it can.
 const char* destinationFault(const std::string& text);
 bool familyIsOn(const Checked& checked, int family);
 
-// Whether the values go together, and with what pm makes of them.
+// Checks the values, and whether they fit together.
 void checkValues(Checked& checked);
-// What goes to the relay's configuration: who sends, login, encryption.
+// Checks what goes into msmtp's configuration: sender, login, encryption.
 void checkMail(Checked& checked);
-// Rights of settings, certificate and key, programs.
+// Checks file permissions, certificate and key, and programs.
 void checkMachine(Checked& checked);
 void checkCertificate(Checked& checked);
 bool isInPath(std::string_view program);
-// Whether names resolve, the mail server talks, and the log manager is there.
+// Checks that names resolve, the mail server greets, and the log manager is on the bus.
 void checkNetwork(Checked& checked);
 void checkLogManager(Checked& checked);
 

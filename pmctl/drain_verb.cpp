@@ -1,4 +1,4 @@
-// drain: waits until what pm has accepted is done, and keeps new work out.
+// drain: makes pm refuse new work, and waits until the accepted work is done.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -42,7 +42,7 @@ Left leftIn(const Reply& reply) {
 }
 
 void declareDrain(CLI::App& verb, Options& options) {
-    verb.add_flag("--cancel", options.cancel, "Take new work again");
+    verb.add_flag("--cancel", options.cancel, "Accept new work again");
 }
 
 int drain(const Options& options) {
@@ -60,8 +60,8 @@ int drain(const Options& options) {
             return EXIT_DONE;
         each.timeout = std::chrono::duration<double>(end - Clock::now()).count();
         if (each.timeout <= 0.001) {
-            complain("the time limit of %g s is over; left are %d waiting and %d running requests "
-                     "or events, and %d generic mails under way; pm takes no new work until "
+            complain("the time limit of %g s is over; %d waiting and %d running requests or "
+                     "events and %d generic mails are not done; pm accepts no new work until "
                      "\"pmctl drain --cancel\" or its next start",
                      options.timeout, left.waiting, left.running, left.generic);
             return EXIT_FAILED;
@@ -71,10 +71,10 @@ int drain(const Options& options) {
 }
 
 constexpr Verb verbs[] = {
-    {"drain", "Makes pm refuse new work, and waits until what it has accepted is done",
-     "  pmctl drain --timeout 30 && systemctl stop pm   # as the unit does by itself\n"
-     "  pmctl drain --cancel                            # takes new work again\n"
-     "At the time limit it tells what is left, with exit status 1.",
+    {"drain", "Makes pm refuse new work, and waits until the accepted work is done",
+     "  pmctl drain --timeout 30 && systemctl stop pm   # as the unit does itself\n"
+     "  pmctl drain --cancel                            # accepts new work again\n"
+     "At the time limit it prints what is not done and exits with status 1.",
      declareDrain, drain},
 };
 

@@ -16,18 +16,18 @@ constexpr std::string_view CHANGE_TOPIC = ATTRIBUTE_CHANGE_TOPIC;
 
 void declareEvent(CLI::App& verb, Options& options) {
     verb.add_option("TOPIC", options.name, "Topic of the event")->required();
-    auto* made = verb.add_option_group("Record", "What stands in the record");
+    auto* made = verb.add_option_group("Record", "Fields of the record");
     made->add_option("--message", options.message, "Text of the event");
     made->add_option("--filter-id", options.filterId, "Filter ID of the event, 0 to 255");
     made->add_option("--type", options.type,
-                     "Header type; by default 3, for an attribute change 1");
-    made->add_option("--size", options.size, "Size field; by default the record's true size");
+                     "Header type; default 3, or 1 for an attribute change");
+    made->add_option("--size", options.size, "Size field; default the record's true size");
     made->add_option("--attribute", options.attribute,
-                     "Changed attribute's name; by default the one in the topic");
+                     "Name of the changed attribute; default the one in the topic");
     auto* record = verb.add_option("--record", options.record,
-                                   "File with the whole record, - for standard input");
+                                   "File with the whole record; - for standard input");
     made->excludes(record);
-    verb.add_flag("--no-wait", options.noWait, "Do not wait until the event is worked off");
+    verb.add_flag("--no-wait", options.noWait, "Do not wait until the event has been handled");
 }
 
 std::string bytesOf(const void* record, size_t size) {

@@ -27,7 +27,7 @@ struct FailedMail {
     std::string reason;
 };
 
-// What follows the status in a reply, if anything failed.
+// The reasons after the status in a reply.
 struct Failures {
     std::string reason;
     std::vector<FailedMail> mails;
@@ -54,8 +54,8 @@ void tellMail(std::string_view name, const FailedMail& mail) {
              mail.reason.empty() ? statusMeaning(name, mail.status) : mail.reason.c_str());
 }
 
-// A status of 0 does not say that all went well: it is that of the last mail, and a
-// trap's is 0 once it is tried.
+// Status 0 does not mean success: it is the status of the last mail only, and a trap has it
+// once snmptrap was run.
 int tellStatus(const std::string& name, int32_t status, const Reply& reply) {
     const Failures failures = failuresIn(reply);
     for (const FailedMail& mail : failures.mails)
@@ -67,7 +67,7 @@ int tellStatus(const std::string& name, int32_t status, const Reply& reply) {
     else if (failures.mails.empty())
         complain("%s: status %d: %s", name.c_str(), status,
                  failures.reason.empty() ? statusMeaning(name, status) : failures.reason.c_str());
-    std::fprintf(stderr, "pmctl: \"pmctl log\" tells each step\n");
+    std::fprintf(stderr, "pmctl: \"pmctl log\" shows each step\n");
     return EXIT_FAILED;
 }
 
@@ -116,7 +116,7 @@ std::string orAsMember(const std::string& folder) {
            (entry != nullptr ? entry->gr_name : std::to_string(state.st_gid));
 }
 
-// Why nobody is reached: no right to look, a wrong root, or no pm.
+// Prints why pm is not reached: no permission, a wrong root, or no pm.
 void tellNotReached(const Options& options) {
     const std::string folder = runFolder(options);
     const std::string socket = folder + "/requests";
@@ -130,7 +130,7 @@ void tellNotReached(const Options& options) {
                         options.root.c_str());
     complain("no pm is running%s%s; %s", options.root.empty() ? "" : " below ",
              options.root.c_str(),
-             options.root.empty() ? "\"systemctl start pm\" starts it, \"journalctl -u pm\" tells "
+             options.root.empty() ? "\"systemctl start pm\" starts it, \"journalctl -u pm\" shows "
                                     "why it ended"
                                   : "start it with PM_HOST_ROOT set to that root");
 }
@@ -146,12 +146,12 @@ int tellNotAnswered(const Options& options, Outcome outcome) {
         complain("pm ended before it answered");
         break;
     case Outcome::TimedOut:
-        complain("pm in %s gave no answer within %g s; it may still do it",
+        complain("pm in %s did not answer within %g s; it may still do what was asked",
                  runFolder(options).c_str(), options.timeout);
         break;
     case Outcome::NoMemory:
     case Outcome::Answered:
-        complain("there is no memory for the request");
+        complain("out of memory for the request");
         break;
     }
     return EXIT_NOT_REACHED;
@@ -162,7 +162,7 @@ int listenOn(const Options& options, std::string_view subscription,
              const std::function<void(std::string_view, std::string_view)>& take) {
     constexpr timespec PAUSE = {0, 200'000'000};
     bool known = false; // pm was reached before
-    bool lost = false;
+    bool lost = false;  // pm has ended since
     for (;;) {
         Connection connection(eventsEndpoint(runFolder(options)));
         Frames frames;
@@ -170,7 +170,7 @@ int listenOn(const Options& options, std::string_view subscription,
         if (outcome != Outcome::Answered && !known)
             return tellNotAnswered(options, outcome);
         if (outcome == Outcome::Answered && lost)
-            std::fprintf(stderr, "pmctl: pm is there again\n");
+            std::fprintf(stderr, "pmctl: pm is running again\n");
         if (outcome == Outcome::Answered && !begin())
             return EXIT_FAILED;
         lost = lost && outcome != Outcome::Answered;
@@ -180,7 +180,7 @@ int listenOn(const Options& options, std::string_view subscription,
                 take(frames[1].view(), frames[2].view());
             std::fflush(stdout);
             if (std::ferror(stdout) != 0)
-                return EXIT_FAILED; // nobody reads on
+                return EXIT_FAILED; // the reader has closed it
         }
         if (!std::exchange(lost, true))
             std::fprintf(stderr, "pmctl: pm has ended; waiting for its next start\n");
@@ -190,7 +190,7 @@ int listenOn(const Options& options, std::string_view subscription,
 
 int ask(const Options& options, const Request& request, Reply& reply) {
     if (messageSize(request) > MESSAGE_LIMIT)
-        return wrongUse("a request has at most 64 MiB, this one has " +
+        return wrongUse("a request can have at most 64 MiB, this one has " +
                         std::to_string(messageSize(request)) + " bytes");
     const std::string endpoint = requestEndpoint(runFolder(options));
     if (endpoint.size() - std::string_view("ipc://").size() >= sizeof(sockaddr_un::sun_path))

@@ -1,4 +1,4 @@
-// The talk with pm, and what becomes of it on standard error and as exit status.
+// Sends requests to pm; prints failures on standard error and returns exit statuses.
 #pragma once
 
 #include <functional>
@@ -13,37 +13,36 @@ namespace pm::ctl {
 enum ExitStatus : int {
     EXIT_DONE = 0,
     EXIT_FAILED = 1,      // pm answered with a failure
-    EXIT_WRONG_USE = 2,   // pm was not asked
-    EXIT_NOT_REACHED = 3, // or no answer in time
+    EXIT_WRONG_USE = 2,   // nothing was sent
+    EXIT_NOT_REACHED = 3, // no connection, or no answer in time
 };
 
-// "pmctl: ..." on standard error; gives EXIT_WRONG_USE.
+// Prints "pmctl: TEXT" on standard error; returns EXIT_WRONG_USE.
 int wrongUse(const std::string& text);
 
-// A path below the root, without "/" in front.
+// Returns the path below the root. path: without a leading "/".
 std::string belowRoot(const Options& options, std::string_view path);
 std::string runFolder(const Options& options);
 std::chrono::milliseconds timeLimit(const Options& options);
 
-// Tells why there was no answer; gives EXIT_NOT_REACHED.
+// Prints why no answer came; returns EXIT_NOT_REACHED.
 int tellNotAnswered(const Options& options, client::Outcome outcome);
-// Listens to what pm raises until nobody reads standard output or begin gives false;
-// a pm that ends is waited for. begin is called when a subscription is active, take
-// with the kind and the text of each message that follows. Gives the exit status.
+// Subscribes and calls take(kind, text) for each message; reconnects whenever pm restarts.
+// Calls begin each time the subscription is active. Ends, with an exit status, when begin
+// returns false or standard output is closed.
 int listenOn(const Options& options, std::string_view subscription,
              const std::function<bool()>& begin,
              const std::function<void(std::string_view, std::string_view)>& take);
 
-// Asks pm. On anything but EXIT_DONE the reason has been told: not reached,
-// refused, or a status that is not 0, with its meaning for that function (of a
-// "call") or topic.
+// Sends a request and waits for the reply. Returns an exit status; unless it is EXIT_DONE, the
+// reason has been printed: not reached, refused, or a status other than 0 with its meaning.
 int ask(const Options& options, const client::Request& request, client::Reply& reply);
 int ask(const Options& options, const client::Request& request);
 
-// A key's value in force, printable; "?" if pm does not tell it.
+// A key's value in force, escaped for a terminal; "?" if pm does not return it.
 std::string valueOf(const Options& options, const std::string& key);
 
-// The same for a named function's record, whose bytes are taken as they stand.
+// Calls a named function; record: its bytes, sent unchanged. Returns an exit status as ask().
 int callFunction(const Options& options, const std::string& function, std::string_view record);
 template <typename Record>
 int callFunctionWith(const Options& options, const std::string& function, const Record& record) {

@@ -37,9 +37,9 @@ bool readBody(const Options& options, std::string& body) {
 
 bool fits(std::string_view text, size_t limit, const char* what) {
     if (text.size() > limit)
-        complain("the %s has %zu bytes, at most %zu are possible", what, text.size(), limit);
+        complain("the %s has %zu bytes; at most %zu are allowed", what, text.size(), limit);
     else if (text.find('\0') != std::string_view::npos)
-        complain("the %s holds a zero byte, where it would end", what);
+        complain("the %s has a zero byte, which would end it", what);
     else
         return true;
     return false;

@@ -1,4 +1,4 @@
-// From arguments and files into records; nothing is cut to fit.
+// Fills records from arguments and files. Texts that are too long are refused, never cut.
 #pragma once
 
 #include <cstring>
@@ -9,16 +9,16 @@
 
 namespace pm::ctl {
 
-// Reads a file, "-" being standard input, as it stands. False after a line.
+// Reads a file, or standard input for "-". On failure prints why and returns false.
 bool readInput(const std::string& file, std::string& content);
 
-// The text of --body or --body-file. False after a line.
+// Reads the text of --body or --body-file. On failure prints why and returns false.
 bool readBody(const Options& options, std::string& body);
 
-// False after a line, if the text has more bytes than limit or a zero byte.
+// Prints why and returns false if the text has more bytes than limit, or a zero byte.
 bool fits(std::string_view text, size_t limit, const char* what);
 
-// Puts a text into a field of a record with room for its terminator.
+// Copies a text into a record's field, with its terminator. Fails as fits() does.
 template <size_t N>
 bool putText(char (&field)[N], std::string_view text, const char* what, size_t limit = N - 1) {
     if (!fits(text, limit, what))

@@ -1,4 +1,4 @@
-// log: the last log lines, and those to come.
+// log: prints the last log lines, and follows the log.
 #include <array>
 #include <charconv>
 #include <cinttypes>
@@ -29,18 +29,18 @@ constexpr std::array<Level, 5> levels = {
 
 void declareLog(CLI::App& verb, Options& options) {
     options.lines = MOST_LINES;
-    verb.add_option("-n,--lines", options.lines, "How many; by default all that are kept")
+    verb.add_option("-n,--lines", options.lines, "Number of lines; default all that pm keeps")
         ->type_name("N")
         ->check(CLI::Range(0, MOST_LINES));
     verb.add_option("-l,--level", options.level,
-                    "Only lines of this level or a worse one: fatal, error, warning, notice, trace")
+                    "Only this level and more severe ones: fatal, error, warning, notice, trace")
         ->type_name("LEVEL")
         ->check(CLI::IsMember({"fatal", "error", "warning", "notice", "trace"}));
     verb.add_option("--since", options.since,
-                    "Only lines from then on: 10m, 2h, 1d ago; 14:30; 2026-01-31 14:30:05")
+                    "Only lines since a time: 10m, 2h or 1d (ago), 14:30, 2026-01-31 14:30:05")
         ->type_name("TIME");
     verb.add_flag("-f,--follow", options.follow,
-                  "Go on with the lines to come, over restarts of pm, until interrupted");
+                  "Go on with new lines, across restarts of pm, until interrupted");
     declareUtc(verb, options);
 }
 
@@ -51,8 +51,8 @@ int64_t levelOf(const Options& options) {
     return INT64_MAX;
 }
 
-// Milliseconds since 1970 of "10m", "14:30", "2026-01-31 14:30" and the like; -1 if it
-// is no such time.
+// Parses "10m", "14:30", "2026-01-31 14:30" and the like to milliseconds since 1970; returns
+// -1 if it cannot.
 int64_t timeOf(const std::string& text) {
     const int64_t now = std::time(nullptr);
     int64_t number = 0;
@@ -79,7 +79,7 @@ int64_t timeOf(const std::string& text) {
     return -1;
 }
 
-// Takes a number and the blank after it off the line's start; 0 if there is none.
+// Removes a number and a blank from the start of the line; returns 0 without a number.
 int64_t takeNumber(std::string_view& line) {
     int64_t number = 0;
     while (!line.empty() && line.front() >= '0' && line.front() <= '9') {
@@ -91,14 +91,14 @@ int64_t takeNumber(std::string_view& line) {
     return number;
 }
 
-// Where a reader of the log has come to.
+// The last line printed.
 struct Position {
     int64_t number = 0;
     int64_t time = 0;
-    bool counted = false; // lines come one by one, so that a gap is a loss
+    bool counted = false; // each line is sent, so a gap in the numbers means lost lines
 };
 
-// Prints a line, if it is a later one than the last.
+// Prints a line if it is later than the last one.
 void printLine(const Options& options, std::string_view line, Position& last) {
     const int64_t number = takeNumber(line);
     if (number <= last.number)
@@ -116,7 +116,7 @@ void printLine(const Options& options, std::string_view line, Position& last) {
 }
 
 int printLast(const Options& options, int64_t since, Position& last) {
-    // Of what a new pm has logged, all is to come.
+    // After a restart of pm, all of its lines are new.
     const int32_t count = last.time == 0 ? options.lines : MOST_LINES;
     Request request = {"log", {std::to_string(count)}, {}};
     const int64_t level = levelOf(options);
@@ -137,9 +137,8 @@ int printLast(const Options& options, int64_t since, Position& last) {
     return status;
 }
 
-// The subscription is active before the last lines are asked for, so that none is
-// lost in between; those that come twice are printed once. A pm that has started since
-// counts from 1 again: of its lines those are new whose time is later.
+// Subscribes before it asks for the last lines, so that none is lost in between; duplicates
+// are skipped by number. A restarted pm numbers from 1 again, so then by time.
 int followLog(const Options& options, int64_t since) {
     Position last;
     int status = EXIT_DONE;
@@ -162,19 +161,19 @@ int showLog(const Options& options) {
     const int64_t since = options.since.empty() ? 0 : timeOf(options.since);
     if (since < 0)
         return wrongUse("--since: \"" + options.since +
-                        "\" is no time; give 30s, 10m, 2h or 1d, or 14:30, or 2026-01-31 14:30");
+                        "\" is no time; use 30s, 10m, 2h or 1d, or 14:30, or 2026-01-31 14:30");
     Position last;
     return options.follow ? followLog(options, since) : printLast(options, since, last);
 }
 
 constexpr Verb verbs[] = {
-    {"log", "Prints pm's last log lines, trace included, kept with or without -debug",
+    {"log", "Prints pm's last log lines, including trace lines (even without -debug)",
      "  pmctl log -n 50\n"
      "  pmctl log --level error --since 1d # what failed, and why\n"
-     "  pmctl log -f                       # goes on with what comes\n"
+     "  pmctl log -f                       # goes on with new lines\n"
      "Each line: time, level (1 fatal, 2 error, 3 warning, 4 notice, 5 trace, 6 start),\n"
      "module in brackets (220 service, 258 mails and traps), text. pm keeps 500 lines,\n"
-     "and beyond these the last 100 of levels 1 to 3.",
+     "and also the last 100 of levels 1 to 3.",
      declareLog, showLog},
 };
 

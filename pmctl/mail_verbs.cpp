@@ -16,8 +16,7 @@ using namespace client;
 
 namespace {
 
-// A header line of a generic mail has 254 bytes with its line feed; what is longer
-// would be cut.
+// pm cuts a header line of a generic mail at 254 bytes, with its line feed.
 constexpr size_t LINE_LIMIT = 254;
 constexpr size_t GENERIC_TO_LIMIT = LINE_LIMIT - sizeof "To: ";
 constexpr size_t GENERIC_SUBJECT_LIMIT = LINE_LIMIT - sizeof "Subject: ";
@@ -26,7 +25,7 @@ static_assert(GENERIC_TO_LIMIT == 249 && GENERIC_SUBJECT_LIMIT == 244);
 void declareBody(CLI::App& verb, Options& options) {
     auto* body = verb.add_option_group("Body", "The mail's text");
     body->add_option("--body", options.body, "Text");
-    body->add_option("--body-file", options.bodyFile, "File with the text, - for standard input");
+    body->add_option("--body-file", options.bodyFile, "File with the text; - for standard input");
     body->require_option(1);
     verb.add_flag("--skip-empty", options.skipEmpty, "Send nothing if the text is empty");
 }
@@ -44,7 +43,7 @@ void declareTestMail(CLI::App& verb, Options& options) {
 
 void declareAlert(CLI::App& verb, Options& options) {
     verb.add_option("--subject", options.subject, "Subject")->required();
-    verb.add_option("--host", options.host, "Host's name, in front of the subject");
+    verb.add_option("--host", options.host, "Host name, printed before the subject");
     declareBody(verb, options);
 }
 
@@ -54,14 +53,14 @@ void declareAlertMail(CLI::App& verb, Options& options) {
 }
 
 void declareMessage(CLI::App& verb, Options& options) {
-    verb.add_option("--to", options.to, "Receiver's address")->required();
+    verb.add_option("--to", options.to, "Recipient's address")->required();
     verb.add_option("--subject", options.subject, "Subject")->required();
     declareBody(verb, options);
 }
 
 void declareMail(CLI::App& verb, Options& options) {
     declareMessage(verb, options);
-    verb.add_flag("--no-wait", options.noWait, "Do not wait for the outcome");
+    verb.add_flag("--no-wait", options.noWait, "Do not wait for the result");
 }
 
 int alert(const Options& options) {
@@ -121,7 +120,7 @@ int mail(const Options& options) {
         !putText(head.szTo, options.to, "receiver", GENERIC_TO_LIMIT) ||
         !putText(head.szSubject, options.subject, "subject", GENERIC_SUBJECT_LIMIT))
         return EXIT_WRONG_USE;
-    // In front of the body, which may be large; behind it the terminator.
+    // Insert the head before the body, which may be large; append the terminator.
     body.insert(0, reinterpret_cast<const char*>(&head), sizeof head).push_back('\0');
     return callFunction(options, "pm_function_sendGenericEmail", body);
 }
@@ -133,10 +132,10 @@ constexpr Verb verbs[] = {
      declareAlert, alert},
     {"test-mail", "Sends the fixed test mail to a destination", "  pmctl test-mail 1",
      declareTestMail, testMail},
-    {"test-message", "Sends a test mail of your own",
+    {"test-message", "Sends a test mail with your own text",
      "  pmctl test-message --to ops@example.com --subject Test --body 'Does this arrive?'",
      declareMessage, testMessage},
-    {"alert-mail", "Mails a text to a destination, with its subject",
+    {"alert-mail", "Mails a text to a destination, with the destination's subject",
      "  pmctl alert-mail 2 --body 'Fan 3 failed'", declareAlertMail, alertMail},
     {"mail", "Sends a mail of any length",
      "  pmctl mail --to ops@example.com --subject Log --body-file -  < log.txt\n"

@@ -1,4 +1,4 @@
-// pmctl: asks pm, or tells it something, from the command line.
+// pmctl: the command line client of pm.
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
@@ -24,19 +24,19 @@ constexpr const char* EXAMPLES =
     "  pmctl set pm_str_email_server_address mail.example.com\n"
     "  pmctl event event_ipmi_pet --message 'Fan 3 failed'\n"
     "  pmctl mail --to ops@example.com --subject Hello --body 'Hello there'\n"
-    "  pmctl check                                # what is wrong with the settings\n"
-    "  pmctl status; pmctl log -n 50              # what has happened, and why\n"
-    "\"pmctl VERB --help\" tells more.\n\n"
+    "  pmctl check                                # finds faults in the settings\n"
+    "  pmctl status; pmctl log -n 50              # counts, and the last log lines\n"
+    "\"pmctl VERB --help\" shows a verb's options.\n\n"
     "Exit status: 0 done, 1 pm answered with a failure or check found something,\n"
-    "2 wrong use, 3 pm not reached or no answer in time.";
+    "2 wrong usage, 3 pm not reached or no answer in time.";
 
 void declareGlobals(CLI::App& app, Options& options) {
     if (const char* root = std::getenv("PM_HOST_ROOT"))
         options.root = root;
-    app.add_option("--root", options.root, "Folder below which pm runs; default PM_HOST_ROOT")
+    app.add_option("--root", options.root, "Root folder of pm's files; default PM_HOST_ROOT")
         ->type_name("DIR")
         ->take_last();
-    app.add_option("--timeout", options.timeout, "Time to wait for an answer; default 300")
+    app.add_option("--timeout", options.timeout, "Time limit for an answer; default 300")
         ->type_name("SECONDS")
         ->check(CLI::Range(0.001, 86400.0))
         ->take_last();
@@ -57,7 +57,7 @@ void declareVerbs(CLI::App& app, Options& options, const Verb*& chosen) {
         }
 }
 
-// The verb that looks most like a misspelt one; empty if none comes near.
+// The verb most similar to a misspelt one; empty if none is similar.
 std::string nearestVerb(const CLI::App& app, const std::string& word) {
     std::string nearest;
     size_t best = 3;
@@ -75,7 +75,7 @@ int tellNoVerb(const CLI::App& app, const std::string& word) {
     const std::string nearest = nearestVerb(app, word);
     complain("there is no verb \"%s\"; %s%s%s", word.c_str(),
              nearest.empty() ? "" : "did you mean \"", nearest.c_str(),
-             nearest.empty() ? "\"pmctl help\" tells them" : "\"?");
+             nearest.empty() ? "\"pmctl help\" lists them" : "\"?");
     return EXIT_WRONG_USE;
 }
 
@@ -94,13 +94,13 @@ int tellHelp(CLI::App& app, const std::string& verb) {
 
 int tellParseError(CLI::App& app, const CLI::ParseError& error) {
     std::ostringstream text;
-    const bool asked = app.exit(error, std::cout, text) == 0; // for help
+    const bool asked = app.exit(error, std::cout, text) == 0; // the user asked for help
     const std::vector<std::string> words = app.remaining();
     if (!asked && app.get_subcommands().empty()) {
         if (!words.empty() && !words.front().starts_with('-'))
             return tellNoVerb(app, words.front());
         if (words.empty() && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr)
-            return wrongUse("a verb is needed; \"pmctl help\" tells them");
+            return wrongUse("a verb is needed; \"pmctl help\" lists them");
     }
     std::fputs(coloured(stderr, Colour::Red, text.str()).c_str(), stderr);
     return asked ? EXIT_DONE : EXIT_WRONG_USE;
@@ -108,11 +108,11 @@ int tellParseError(CLI::App& app, const CLI::ParseError& error) {
 
 int parseAndRun(int argc, char** argv) {
     Options options;
-    CLI::App app("Asks a running pm, or tells it something.", "pmctl");
+    CLI::App app("Calls a running pm: functions, events, settings, log.", "pmctl");
     declareGlobals(app, options);
     const Verb* chosen = nullptr;
     declareVerbs(app, options, chosen);
-    CLI::App* help = app.add_subcommand("help", "Tells the verbs, or a verb's options");
+    CLI::App* help = app.add_subcommand("help", "Lists the verbs, or a verb's options");
     help->add_option("VERB", options.name, "Verb")->type_name("");
     try {
         app.parse(argc, argv);

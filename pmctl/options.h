@@ -1,4 +1,4 @@
-// What stands on the command line.
+// The parsed command line.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@ struct Options {
 
     std::string name; // function, topic or key
     std::string value;
-    std::string record; // file
+    std::string record; // file name
     std::string via;
     int32_t index = 0;
 
@@ -40,9 +40,9 @@ struct Options {
     std::string level;
     std::string since;
 
-    bool cancel = false; // a drain
+    bool cancel = false; // end a drain
 
-    std::string file; // to check, or with a value
+    std::string file; // to check, or to read a value from
     bool offline = false;
 };
 

@@ -27,7 +27,7 @@ std::string joined(char open, const std::vector<std::string>& parts, char close)
     return text + close;
 }
 
-// Bytes of the UTF-8 sequence at the text's start; 0 if there is none.
+// Length of the UTF-8 sequence at the start of the text; 0 if it is not valid.
 size_t sequenceAt(std::string_view text) {
     for (size_t length = 1; length <= 4 && length <= text.size(); ++length)
         if (validUtf8(text.substr(0, length)))

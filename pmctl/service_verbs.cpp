@@ -15,7 +15,7 @@ using namespace client;
 
 namespace {
 
-// Fields are pairs: what it is, and its name.
+// The fields of the reply are pairs: kind and name.
 std::string jsonNames(const Reply& reply, std::string_view kind) {
     std::vector<std::string> names;
     for (size_t at = 1; at < reply.fields.size(); at += 2)
@@ -43,7 +43,7 @@ int list(const Options& options) {
 void declareCall(CLI::App& verb, Options& options) {
     verb.add_option("FUNCTION", options.name, "Name of the function")->required();
     verb.add_option("--record", options.record,
-                    "File with the request's record, - for standard input; none: no record");
+                    "File with the request record, - for standard input; default no record");
 }
 
 int call(const Options& options) {
@@ -70,13 +70,13 @@ int watch(const Options& options) {
 }
 
 constexpr Verb verbs[] = {
-    {"list", "Functions and topics that pm serves, one a line",
+    {"list", "Lists the functions and topics that pm serves",
      "  pmctl list\n  pmctl list --json | jq .topics", declareJson, list},
-    {"call", "Calls a named function with a record made elsewhere",
+    {"call", "Calls a named function with a record from a file",
      "  pmctl call pm_function_sendTestTrap --record request.bin\n"
      "  printf '\\001' | pmctl call pm_function_sendTestEmailEx --record -",
      declareCall, call},
-    {"watch", "Prints the events that pm raises with their time, until it is interrupted",
+    {"watch", "Prints the events that pm raises, with their time, until interrupted",
      "  pmctl watch", declareUtc, watch},
 };
 
@@ -100,7 +100,7 @@ void declareIndex(CLI::App& verb, Options& options, const char* what, int most) 
 }
 
 void declareUtc(CLI::App& verb, Options& options) {
-    verb.add_flag("--utc", options.utc, "Times in UTC, not in local time");
+    verb.add_flag("--utc", options.utc, "Print times in UTC instead of local time");
 }
 
 std::span<const Verb> serviceVerbs() {

@@ -23,7 +23,7 @@ void declareKey(CLI::App& verb, Options& options) {
 void declareGet(CLI::App& verb, Options& options) {
     declareKey(verb, options);
     auto* verbose =
-        verb.add_flag("-v,--verbose", options.verbose, "Also tell where the value comes from");
+        verb.add_flag("-v,--verbose", options.verbose, "Also print where the value comes from");
     declareJson(verb, options);
     verb.get_option("--json")->excludes(verbose);
 }
@@ -32,12 +32,12 @@ void declareSet(CLI::App& verb, Options& options) {
     declareKey(verb, options);
     auto* given = verb.add_option_group("Given", "The value");
     given->add_option("VALUE", options.value,
-                      "Value; - reads it from standard input; one with a leading hyphen after --");
-    given->add_option("--file", options.file, "File that holds the value");
+                      "Value; - reads standard input; write -- before a value with a hyphen");
+    given->add_option("--file", options.file, "File that contains the value");
     given->require_option(1);
 }
 
-// The value, from where it is to be read. False after a line.
+// Reads the value from the argument, a file or standard input. On failure prints why.
 bool readValue(const Options& options, std::string& value) {
     value = options.value;
     if (options.file.empty() && value != "-")
@@ -45,7 +45,7 @@ bool readValue(const Options& options, std::string& value) {
     value.clear();
     if (!readInput(options.file.empty() ? "-" : options.file, value))
         return false;
-    if (value.ends_with('\n')) // of the line, not of the value
+    if (value.ends_with('\n')) // ends the line, not part of the value
         value.pop_back();
     if (value.ends_with('\r'))
         value.pop_back();
@@ -57,7 +57,7 @@ bool isTrapDestination(const std::string& name) {
     return key && std::string_view(schemaRow(*key).name).ends_with("SNMPAlert.*#Destination");
 }
 
-// As its key's type has it; a text that is a whole number only for a key of such.
+// The value as JSON, by its key's type: text stays text even if it looks like a number.
 std::string jsonValue(const std::string& name, const std::string& value) {
     const auto key = findKey(name);
     const bool number = key && schemaRow(*key).type == ValueType::Int && wholeNumber(value);
@@ -74,7 +74,7 @@ int get(const Options& options) {
     const std::string& source = reply.fields[1];
     const std::string& name = reply.fields[2];
     if (source == "unset") {
-        complain("%s has no value; \"pmctl set %s VALUE\" gives it one", name.c_str(),
+        complain("%s has no value; set one with \"pmctl set %s VALUE\"", name.c_str(),
                  name.c_str());
         return EXIT_FAILED;
     }
@@ -111,13 +111,13 @@ constexpr Verb verbs[] = {
      "  pmctl get -v Norvu.Embedded.1#IPv4.1#Enable\n"
      "  pmctl get --json hardware.host_name",
      declareGet, get},
-    {"set", "Writes a value, which then stands before the one in pm.conf",
+    {"set", "Writes a value, which then overrides the one in pm.conf",
      "  pmctl set pm_str_email_alert1_destination ops@example.com\n"
-     "  pmctl set alert_str_smtp_password - <password-file   # in no argument list\n"
+     "  pmctl set alert_str_smtp_password - <password-file   # not visible in the process list\n"
      "  pmctl set hardware.community --file /root/community\n"
      "  pmctl set norvu.embedded.1#ldap.1#enable 1",
      declareSet, set},
-    {"unset", "Forgets a written value, so that pm.conf or the default holds",
+    {"unset", "Deletes a value set at run time; pm.conf or the default applies again",
      "  pmctl unset pm_str_email_alert1_destination", declareKey, unset},
 };
 

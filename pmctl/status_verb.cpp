@@ -1,4 +1,4 @@
-// status: what pm has done since it serves.
+// status: prints what pm has done since it started to serve.
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
@@ -19,7 +19,7 @@ using namespace client;
 
 namespace {
 
-// Counts go out as numbers whatever came in.
+// Formats a count as a number, whatever the reply contains.
 std::string number(const std::string& text) {
     return std::to_string(std::strtoll(text.c_str(), nullptr, 10));
 }
@@ -112,7 +112,7 @@ void printText(const Status& status, bool utc) {
     const auto text = [&](const char* what) { return number(status.text(what)); };
     std::printf("mails         %s taken by the mail server, %s failed\n",
                 text("mails taken").c_str(), text("mails failed").c_str());
-    std::printf("generic mails %s done, %s of them failed, %s under way\n",
+    std::printf("generic mails %s done, %s of them failed, %s running\n",
                 text("generic done").c_str(), text("generic failed").c_str(),
                 text("generic running").c_str());
     std::printf("relay runs    %s succeeded, %s failed\n", text("relay taken").c_str(),
@@ -149,7 +149,7 @@ int showStatus(const Options& options) {
 }
 
 constexpr Verb verbs[] = {
-    {"status", "Prints what pm has done since it serves, and its last failure",
+    {"status", "Prints what pm has done since its start, and its last failure",
      "  pmctl status\n"
      "  pmctl status --json | jq .last_failure\n"
      "  pmctl status --openmetrics",

@@ -1,4 +1,4 @@
-// What the statuses of pm's functions mean.
+// Explains the statuses of pm's functions.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +6,7 @@
 
 namespace pm::ctl {
 
-// name: of the function or topic that gave it.
+// name: the function or topic that returned the status.
 const char* statusMeaning(std::string_view name, int32_t status);
 
 } // namespace pm::ctl

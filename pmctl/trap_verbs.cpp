@@ -25,7 +25,7 @@ struct Via {
     bool logManager;
 };
 
-// The last two words are older ones.
+// The last two names are old ones that still work.
 constexpr std::array<Via, 4> vias = {{
     {"ipmi", "pm_function_sendIPMITestTrap", false},
     {"log-manager", "pm_function_sendTestTrap", true},
@@ -43,12 +43,12 @@ void declareTestTrap(CLI::App& verb, Options& options) {
         },
         "");
     verb.add_option("--via", options.via,
-                    "ipmi (default): pm sends it, by snmptrap; log-manager: it is asked for it")
+                    "ipmi (default): pm runs snmptrap; log-manager: pm asks the log manager")
         ->check(known);
-    verb.add_option("--road", options.via)->group("")->check(known); // its older name
+    verb.add_option("--road", options.via)->group("")->check(known); // the old name of --via
 }
 
-// snmptrap fails without a word where a name is not known.
+// snmptrap does not report a name that it cannot resolve, so report it here.
 void tellUnresolved(const std::string& destination) {
     addrinfo* found = nullptr;
     const int error = destination.empty() || familyOf(destination) != AF_UNSPEC
@@ -75,11 +75,11 @@ int testTrap(const Options& options) {
     if (status != EXIT_DONE)
         return status;
     if (via->logManager)
-        std::printf("the log manager was asked for a trap to destination %d; whether it went out, "
+        std::printf("the log manager was asked for a trap to destination %d; whether it was sent, "
                     "it alone knows\n",
                     options.index);
     else
-        std::printf("a test trap was sent to %s, port %s; nobody acknowledges a trap\n",
+        std::printf("a test trap was sent to %s, port %s; traps are not acknowledged\n",
                     valueOf(options, key + "#Destination").c_str(),
                     valueOf(options, "Norvu.Embedded.1#SNMP.1#AlertPort").c_str());
     return EXIT_DONE;
@@ -89,7 +89,7 @@ constexpr Verb verbs[] = {
     {"test-trap", "Sends a test trap to a destination",
      "  pmctl test-trap 1\n"
      "  pmctl test-trap 1 --via log-manager\n"
-     "A destination is a name or an address, an IPv6 address as it is: ::1, without\n"
+     "A destination is a name or an address. Write an IPv6 address as ::1, without\n"
      "brackets, \"udp6:\" or port.",
      declareTestTrap, testTrap},
 };

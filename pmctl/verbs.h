@@ -1,4 +1,4 @@
-// The verbs, a table for each group of them.
+// The tables of verbs, one for each source file.
 #pragma once
 
 #include <CLI/App.hpp>
@@ -12,8 +12,8 @@ struct Verb {
     const char* name;
     const char* summary;
     const char* examples;
-    void (*declare)(CLI::App& verb, Options& options); // its options
-    int (*run)(const Options& options);                // gives the exit status
+    void (*declare)(CLI::App& verb, Options& options); // declares its options
+    int (*run)(const Options& options);                // returns the exit status
 };
 
 std::span<const Verb> serviceVerbs();
@@ -26,10 +26,10 @@ std::span<const Verb> logVerbs();
 std::span<const Verb> statusVerbs();
 std::span<const Verb> drainVerbs();
 
-// The argument INDEX, 1 to most.
+// Declares the argument INDEX, from 1 to most.
 void declareIndex(CLI::App& verb, Options& options, const char* what, int most);
 
-// The options --json and --utc.
+// Declare the options --json and --utc.
 void declareJson(CLI::App& verb, Options& options);
 void declareUtc(CLI::App& verb, Options& options);
 

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Checks that includes run only the allowed way between the folders of a tree."""
+"""Checks that each folder includes headers only from the folders allowed for it."""
 import pathlib
 import re
 import sys
 
-ALLOWED = {  # beside the folder itself
+ALLOWED = {  # in addition to the folder itself
     "common": [], "platform": [], "config": ["platform", "common"],
     "mail": ["config", "platform", "common"], "trap": ["config", "platform", "common"],
     "core": ["mail", "trap", "config", "platform", "common"],

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Checks that the stand-in's schema has each setting and attribute that own code names, and
-that own code logs each line that the stand-in reads."""
+"""Checks that the schema has each setting and attribute that pm's code names, and that pm's
+code logs each line that platform/host/step_lines.cpp reads."""
 import pathlib
 import re
 import sys

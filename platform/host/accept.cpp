@@ -1,6 +1,5 @@
-// libzmq 4.3 aborts the process when accept fails for want of a descriptor, and has no
-// bound of its own. It calls accept4 through the dynamic linker, which finds the one
-// below first.
+// libzmq 4.3 does not limit connections, and aborts the process when accept4 finds no free
+// descriptor. It calls accept4 through the dynamic linker, which finds this definition first.
 #include "platform/host/accept.h"
 
 #include <algorithm>
@@ -26,32 +25,31 @@ namespace pm::host {
 
 namespace {
 
-// For 64 commands with three each, as many mails that are written, and what pm holds.
+// Descriptors kept free: three for each of 64 commands, 64 open mail files, and pm's own.
 constexpr rlim_t KEPT = 512;
 constexpr time_t SECONDS_BETWEEN_LINES = 10;
 
-// Of the connections, by descriptor. Numbers are given again: the inode tells whether it is
-// still the same one.
+// A connection. The system reuses descriptors, so the inode shows whether it is still this one.
 struct Known {
-    ino_t inode = 0; // 0: none
+    ino_t inode = 0; // 0: no connection
     uint64_t order = 0;
-    bool asked = false;
+    bool asked = false; // never closed to make room
 };
 struct Connections {
     std::mutex mutex;
-    std::vector<Known> known;
+    std::vector<Known> known; // by descriptor
     uint64_t accepted = 0;
 };
-// Never destroyed: libzmq's thread still uses it while the process ends.
+// Never destroyed: libzmq's thread may use it until the process has ended.
 Connections& connections() {
     static Connections& instance = *new Connections;
     return instance;
 }
 
-int spare = -1; // given up to take, and close, a connection when there is no other
+int spare = -1; // closed to free a descriptor for a connection that is refused
 
-// The lowest descriptor that is kept. A new one has the lowest free number: if that is
-// below, and no connection is above, more than the kept ones are free.
+// The lowest descriptor of the kept range. The system assigns the lowest free number, so a
+// connection with a number in this range means that fewer than KEPT are free.
 int firstKept() {
     rlimit limit{};
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY)
@@ -64,8 +62,8 @@ int systemAccept(int listener, sockaddr* address, socklen_t* length, int flags) 
     return static_cast<int>(::syscall(SYS_accept4, listener, address, length, flags));
 }
 
-// Takes and closes a connection when there is no other descriptor: one that is left
-// waiting would wake the thread at once, again and again.
+// Accepts and closes a connection when no descriptor is free. A connection that stays
+// unaccepted would wake libzmq's thread again and again.
 void refuseOnSpare(int listener) {
     if (spare >= 0)
         ::close(spare);
@@ -88,7 +86,7 @@ bool toRequestSocket(int connection) {
 }
 
 void remember(int connection) {
-    // Listeners ask for nothing, and stay.
+    // Subscribers of events send no requests; they must not be closed for it.
     const bool asked = !toRequestSocket(connection);
     const std::lock_guard lock(connections().mutex);
     auto& known = connections().known;
@@ -98,8 +96,8 @@ void remember(int connection) {
     known[at] = {inodeOf(connection), ++connections().accepted, asked};
 }
 
-// Ends the oldest connection over which no request has come. This thread is the one that
-// closes them, so that its number is not given to another meanwhile.
+// Shuts down the oldest connection that has sent no request. Only this thread closes
+// connections, so the descriptor cannot be reused meanwhile.
 bool evictIdle() {
     const std::lock_guard lock(connections().mutex);
     auto& known = connections().known;
@@ -127,7 +125,7 @@ bool anyFrom(int line) {
     return false;
 }
 
-// Nothing may be thrown through libzmq.
+// No exception may pass through libzmq.
 bool admit(int connection) {
     try {
         const int line = firstKept();
@@ -148,7 +146,7 @@ void tellRefusal() {
         return;
     told = now.tv_sec;
     mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE,
-                  "connections are refused: the descriptors that are left are kept for mails and "
+                  "connections are refused: the remaining descriptors are reserved for mails and "
                   "commands");
 }
 
@@ -175,7 +173,7 @@ void cutConnection(int connection) {
         ::shutdown(connection, SHUT_RDWR);
 }
 
-// Only libzmq's one thread for input and output calls it.
+// Called only by libzmq's I/O thread, of which there is one.
 extern "C" int accept4(int listener, sockaddr* address, socklen_t* length, int flags) {
     const int connection = systemAccept(listener, address, length, flags);
     const bool none = connection < 0 && (errno == EMFILE || errno == ENFILE);
@@ -186,7 +184,7 @@ extern "C" int accept4(int listener, sockaddr* address, socklen_t* length, int f
     else
         ::close(connection);
     tellRefusal();
-    errno = ECONNABORTED; // which libzmq takes for a caller that went away
+    errno = ECONNABORTED; // libzmq treats it as a peer that went away
     return -1;
 }
 

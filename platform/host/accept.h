@@ -1,16 +1,16 @@
-// Connections to pm's sockets: bounded, so that descriptors remain for all else.
+// Limits the connections to pm's sockets, so that descriptors remain for mails and commands.
 #pragma once
 
 namespace pm::host {
 
-// To be called before a socket is bound.
+// Reserves a spare descriptor for refusals. Call before a socket is bound.
 void keepDescriptorsFromConnections();
 
-// A request has come over the connection with this descriptor: it is not closed in
-// favour of a new one.
+// Marks a connection, by its descriptor, as one that has sent a request: only connections
+// that never did are closed to make room for new ones.
 void noteRequestOver(int connection);
 
-// Ends a connection; who is at its other side sees that.
+// Shuts a connection down, by its descriptor; the peer sees its end.
 void cutConnection(int connection);
 
 } // namespace pm::host

@@ -15,12 +15,12 @@ namespace {
 
 constexpr std::string_view GENERIC_FUNCTION = "pm_function_sendGenericEmail";
 
-// What a thread works on.
+// The operation that a thread is running.
 struct Operation {
-    std::string name;       // of its function or topic
-    std::string server;     // that was looked up last
-    std::string reason;     // of the step that failed last
-    bool byCommand = false; // the reason is a command's, which has a log line already
+    std::string name;       // function or topic
+    std::string server;     // mail server, as last looked up
+    std::string reason;     // why the last failed step failed
+    bool byCommand = false; // the reason came from a command and is already logged
     bool genericBegun = false;
     std::vector<Failure> mails;
 };
@@ -28,10 +28,10 @@ struct Operation {
 struct State {
     std::mutex mutex;
     Activity activity;
-    Operation* generic = nullptr; // that of the generic mail whose caller waits
+    Operation* generic = nullptr; // the generic mail whose caller waits
 };
 
-// Never destroyed: other threads may still count while the process ends.
+// Never destroyed: other threads may use it until the process has ended.
 State& state() {
     static State& instance = *new State;
     return instance;
@@ -39,7 +39,7 @@ State& state() {
 
 thread_local Operation current;
 
-// A generic mail's thread: its end is the end of the mail.
+// Counts a generic mail as done when its thread ends and destroys this.
 struct GenericThread {
     bool begun = false;
     bool failed = false;
@@ -101,9 +101,9 @@ void beginGenericThread() {
     current.name = GENERIC_FUNCTION;
 }
 
-// The mutex is held. Gives the reason, if it has no log line yet.
+// Returns the reason if it is not logged yet, else an empty text. Mutex held.
 std::string takeFailedMail(const StepLine& line, int error) {
-    // The status tells of a file or of a setting, and settings have their reason.
+    // This status means a file or a setting; a setting's failure has set a reason by now.
     if (current.reason.empty() && line.status == VESK_ERROR_FILE_ACCESS_FAIL && error != 0 &&
         !line.text.empty()) {
         current.reason =
@@ -170,7 +170,7 @@ void noteCommand(const std::string& program, bool started, int32_t status,
         count(activity.traps, status);
     if (relay && status == 0)
         count(activity.mails, 0);
-    else if (!relay && status != 0) // a mail's failure is that of its last attempt
+    else if (!relay && status != 0) // a failed mail is counted after its last attempt
         activity.last = {milliseconds(), program, status, current.reason, ""};
 }
 

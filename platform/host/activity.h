@@ -1,5 +1,5 @@
-// What pm has done since it serves, and why it failed: counted here, told by the verb
-// "status" and by replies.
+// Counts the work that pm has done since its start, and keeps the reasons of failures, for
+// the verb "status" and for replies.
 #pragma once
 
 #include <cstdint>
@@ -13,17 +13,17 @@ namespace pm::host {
 enum class Work : uint8_t { Function, Topic };
 
 struct Tally {
-    uint64_t done = 0; // failed ones included
+    uint64_t done = 0; // includes the failed ones
     uint64_t failed = 0;
     uint64_t running = 0;
 };
 using Tallies = std::map<std::string, Tally, std::less<>>;
 
 struct Failure {
-    int64_t milliseconds = 0; // since 1970; 0: there was none
+    int64_t milliseconds = 0; // since 1970; 0: no failure yet
     std::string name;         // function, topic or program
     int32_t status = 0;
-    std::string reason;      // empty: not known
+    std::string reason;      // empty if unknown
     std::string destination; // of a mail
 };
 
@@ -31,31 +31,31 @@ struct Activity {
     int64_t servingSince = 0; // milliseconds since 1970
     Tallies functions;
     Tallies topics;
-    Tally mails;   // each destination's
-    Tally generic; // generic mails, with or without a caller that waits
-    Tally relay;   // runs of msmtp, each one attempt at a mail
-    Tally traps;   // runs of snmptrap that could be started
+    Tally mails;   // one for each destination
+    Tally generic; // generic mails, whether or not the caller waits
+    Tally relay;   // runs of msmtp; each is one attempt to send a mail
+    Tally traps;   // runs of snmptrap; a failed start is not counted
     Failure last;
 };
 
 // Why the work of a thread failed.
 struct WorkOutcome {
-    std::string reason;         // of what is no mail; empty: none, or not known
-    std::vector<Failure> mails; // those that failed, at most FAILED_MAILS
+    std::string reason;         // if no mail was involved; empty if unknown
+    std::vector<Failure> mails; // the first FAILED_MAILS mails that failed
 };
 inline constexpr size_t FAILED_MAILS = 8;
 
-// Any thread may call all of these.
+// All of these may be called on any thread.
 void noteServing();
-// Around a handler or the callbacks of a topic, on its thread. name: one of those
-// that are served, so that there are only so many.
+// Call both around a handler or a topic's callbacks, on the thread that runs them. name: of a
+// registered function or topic, never a caller's text; each name takes memory for good.
 void noteBegin(Work work, std::string_view name);
 WorkOutcome noteEnd(Work work, std::string_view name, int32_t status);
-// After a command. status: 0 if it succeeded; reason without secrets.
+// Call after each command. status: 0 on success; reason: without secrets.
 void noteCommand(const std::string& program, bool started, int32_t status,
                  const std::string& reason);
-// After a log line of pm's operations, with the errno of that moment. Gives what else
-// is to be logged as an error, or an empty text.
+// Call for each log line of pm's operations, with errno as it was then. Returns a reason to
+// log as an error, or an empty text.
 std::string noteLogLine(std::string_view line, int error);
 
 Activity activity();

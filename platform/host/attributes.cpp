@@ -1,4 +1,4 @@
-// Attributes by key: CfgGetAttribute and CfgGetAttributeInt over the store.
+// CfgGetAttribute and CfgGetAttributeInt: read attributes from the store.
 #include "platform/attributes.h"
 
 #include <cstring>
@@ -14,7 +14,7 @@ namespace {
 
 constexpr int FAILED = -1;
 
-// The attribute of that name; settings do not answer here.
+// The value of an attribute; a setting's name is not found.
 std::optional<Value> attributeValue(const char* key) {
     if (key == nullptr)
         return std::nullopt;
@@ -31,7 +31,7 @@ extern "C" int CfgGetAttribute(const char* key, char* buffer, uint32_t* size) {
             return FAILED;
         const std::string text = valueText(*value);
         if (text.size() >= *size)
-            return FAILED; // half an address is none
+            return FAILED; // a cut address would be a wrong one
         std::memcpy(buffer, text.c_str(), text.size() + 1);
         *size = static_cast<uint32_t>(text.size());
         return 0;

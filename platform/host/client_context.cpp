@@ -1,4 +1,4 @@
-// Distribution client: what pm asks for first and gives back last.
+// qornc_initialize and qornc_destroy: open and close pm's sockets, loop and queues.
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -29,9 +29,9 @@ namespace {
 constexpr const char* RUN_FOLDER = "run/pm";
 constexpr size_t SCHEME_LENGTH = 6; // "ipc://"
 
-// A connection's share of messages that the loop has not read yet.
+// For each connection: messages that the loop has not read yet, and replies that the caller
+// has not read. pm keeps further replies itself.
 constexpr int UNREAD_MESSAGES = 16;
-// And of replies that its caller has not read; those beyond are kept in pm.
 constexpr int UNSENT_REPLIES = 128;
 constexpr int CONNECTIONS_AT_ONCE = 512;
 
@@ -39,12 +39,12 @@ std::atomic<bool> initialised{false};
 
 bool otherThreadsRun() {
     struct stat state {};
-    constexpr nlink_t NAMES_OF_FOLDER = 2; // itself and its parent; then one a thread
+    constexpr nlink_t NAMES_OF_FOLDER = 2; // "." and ".."; each thread adds one
     return stat("/proc/self/task", &state) != 0 || state.st_nlink > NAMES_OF_FOLDER + 1;
 }
 
-// Runs before CZMQ's exit hook, which would wait for sockets that other threads
-// hold, complain of them and could abort; and before statics that they use go.
+// Runs before CZMQ's exit handler, which would wait for sockets that other threads use and
+// could abort, and before statics are destroyed that those threads use.
 void leaveAtOnce(int status, void*) {
     if (!otherThreadsRun())
         return;
@@ -52,8 +52,8 @@ void leaveAtOnce(int status, void*) {
     _exit(status);
 }
 
-// Small allocations share one arena, large ones go back to the system: a service
-// that mostly waits holds what it needs and no more.
+// One arena for all threads, and large blocks returned to the system: pm mostly waits, and
+// should hold little memory meanwhile.
 void keepHeapSmall() {
     mallopt(M_ARENA_MAX, 1);
     mallopt(M_MMAP_THRESHOLD, 128 * 1024);
@@ -64,13 +64,14 @@ void setOption(void* socket, int option, int value) {
     zmq_setsockopt(socket, option, &value, sizeof value);
 }
 
-// A socket bound below the run folder; null after a line.
+// Returns a socket bound to the endpoint, or null after an error line.
 void* bindSocket(void* zmq, int type, const std::string& endpoint) {
     const char* path = endpoint.c_str() + SCHEME_LENGTH;
     if (std::strlen(path) >= sizeof(sockaddr_un::sun_path)) {
-        mirlog_printf(PM_LEVEL_FATAL, PM_MODULE_SERVICE,
-                      "%s: the path has %zu bytes, a socket's can have 107; use a shorter root",
-                      path, std::strlen(path));
+        mirlog_printf(
+            PM_LEVEL_FATAL, PM_MODULE_SERVICE,
+            "%s: the path has %zu bytes, a socket path can have at most 107; use a shorter root",
+            path, std::strlen(path));
         return nullptr;
     }
     void* socket = zmq_socket(zmq, type);
@@ -83,10 +84,10 @@ void* bindSocket(void* zmq, int type, const std::string& endpoint) {
     zmq_setsockopt(socket, ZMQ_MAXMSGSIZE, &limit, sizeof limit);
     if (type == ZMQ_ROUTER) {
         setOption(socket, ZMQ_SNDHWM, UNSENT_REPLIES);
-        setOption(socket, ZMQ_ROUTER_MANDATORY, 1); // tells of a reply that is not taken
+        setOption(socket, ZMQ_ROUTER_MANDATORY, 1); // sending fails if the caller cannot get it
     }
     if (type == ZMQ_XPUB)
-        setOption(socket, ZMQ_XPUB_VERBOSE, 1); // each listener is greeted
+        setOption(socket, ZMQ_XPUB_VERBOSE, 1); // reports every subscription, to confirm it
     if (zmq_bind(socket, endpoint.c_str()) == 0)
         return socket;
     mirlog_printf(PM_LEVEL_FATAL, PM_MODULE_SERVICE, "%s: cannot be bound: %s", path,
@@ -96,7 +97,7 @@ void* bindSocket(void* zmq, int type, const std::string& endpoint) {
 }
 
 void* startZeromq() {
-    // pm has handlers of its own; and the library's threads take no signals.
+    // pm handles signals itself; CZMQ's handlers must not replace its own.
     zsys_handler_set(nullptr);
     keepDescriptorsFromConnections();
     const SignalsBlocked blocked;
@@ -106,7 +107,7 @@ void* startZeromq() {
 }
 
 bool openSockets(Server& server, void* zmq) {
-    const SignalsBlocked blocked; // the first socket starts the library's threads
+    const SignalsBlocked blocked; // the first socket starts libzmq's threads, which inherit it
     const std::string folder = hostPath(RUN_FOLDER);
     server.requests = bindSocket(zmq, ZMQ_ROUTER, requestEndpoint(folder));
     if (server.requests != nullptr)
@@ -148,7 +149,7 @@ bool openServer(Server& server, const qornc_init_record& record) {
     void* zmq = startZeromq();
     if (zmq == nullptr || !openSockets(server, zmq) || !openLoop(server))
         return false;
-    server.incoming.reserve(FRAME_LIMIT); // a message is read whole, whatever the heap has
+    server.incoming.reserve(FRAME_LIMIT); // so that reading a request needs no memory for it
     server.functions = createFunctionManager();
     server.name = record.service;
     setEventTable(record.events);

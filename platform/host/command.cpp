@@ -1,4 +1,4 @@
-// Command runner: one program at a time for each caller, without a shell.
+// Runs a program for the calling thread and waits for its end; no shell is involved.
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
@@ -37,21 +37,20 @@ namespace {
 
 constexpr int64_t LIMIT_MS = 600'000;
 constexpr const char* LIMIT_VARIABLE = "PM_HOST_COMMAND_LIMIT_MS";
-constexpr int64_t GRACE_MS = 2000;       // between asking a command to end and killing it
-constexpr int64_t WITHOUT_PIDFD_MS = 20; // how often to look for the end without one
+constexpr int64_t GRACE_MS = 2000;       // between SIGTERM and SIGKILL
+constexpr int64_t WITHOUT_PIDFD_MS = 20; // poll interval where the kernel has no pidfd
 
-// As much of a command's standard error as a log line needs. It goes to a file in
-// memory that cannot grow: nobody has to drain it while the command runs, and a
-// grandchild that keeps it open holds nobody.
+// Bytes of standard error that go into a log line. A memory file of fixed size receives it:
+// unlike a pipe, it needs no reader, and a grandchild that keeps it open delays nothing.
 constexpr off_t SAID_LIMIT = 500;
-constexpr off_t SAID_FILE = off_t{64} * 1024; // a write that goes past its end is lost whole
+constexpr off_t SAID_FILE = off_t{64} * 1024; // a write that would exceed it is lost as a whole
 
 struct Outcome {
     int status = -1; // 0: the command succeeded
     bool started = false;
     std::string failure; // how it failed
     std::string said;
-    int error = 0; // errno of what kept the command from running
+    int error = 0; // errno if the command could not be run
 };
 
 int64_t milliseconds() {
@@ -68,15 +67,15 @@ int64_t limitOfCommand() {
     return limit > 0 ? limit : LIMIT_MS;
 }
 
-// Keeps clear of the numbers that the child gives to its own three.
+// Moves a descriptor above 2: the child replaces 0 to 2 by its own.
 Fd aboveStandard(Fd fd) {
     if (fd.valid() && fd.get() <= STDERR_FILENO)
         return Fd(::fcntl(fd.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
     return fd;
 }
 
-// The environment without what systemd told pm alone, and with one locale for all: msmtp
-// folds case by locale, so that logins fail under some, and its messages are to be read.
+// pm's environment without systemd's socket, and with a fixed locale: msmtp folds case by
+// locale, so logins fail under some, and its messages must be in English.
 std::vector<char*> environmentOfCommand() {
     static char locale[] = "LC_ALL=C.UTF-8";
     std::vector<char*> variables = {locale};
@@ -103,9 +102,8 @@ class SpawnPlan {
     SpawnPlan(const SpawnPlan&) = delete;
     SpawnPlan& operator=(const SpawnPlan&) = delete;
 
-    // Standard streams as given, nothing else open; signals as a program expects
-    // them; a session of its own, so that it cannot ask on pm's terminal. The
-    // session's process group lets all of it be ended.
+    // Opens the three standard streams only, and resets signals. The session of its own keeps
+    // the command off pm's terminal; its process group lets pm kill it with its children.
     bool prepare(int input, int error) {
         sigset_t all;
         sigset_t none;
@@ -123,7 +121,7 @@ class SpawnPlan {
                                                            POSIX_SPAWN_SETSID) == 0;
     }
 
-    // 0, or the error number of what failed.
+    // Returns 0 or an error number.
     int spawn(pid_t& pid, char* const* arguments) {
         const std::vector<char*> environment = environmentOfCommand();
         return posix_spawnp(&pid, arguments[0], &m_actions, &m_attributes, arguments,
@@ -144,7 +142,7 @@ Fd openSaid() {
 }
 
 std::string readSaid(const Fd& said) {
-    // The command wrote through this descriptor's own offset.
+    // The command shares this descriptor's offset, which is now the length.
     const off_t length = std::clamp<off_t>(::lseek(said.get(), 0, SEEK_CUR), 0, SAID_LIMIT);
     std::string text(static_cast<size_t>(length), '\0');
     const ssize_t got = ::pread(said.get(), text.data(), text.size(), 0);
@@ -152,8 +150,8 @@ std::string readSaid(const Fd& said) {
     return text;
 }
 
-// Waits for the child's end. Past the limit its group is asked to end, then
-// killed.
+// Waits for the child and returns its wait status. After the time limit, sends SIGTERM to its
+// group, then SIGKILL.
 int waitForEnd(pid_t pid, bool& expired) {
     const Fd process(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
     int64_t limit = milliseconds() + limitOfCommand();
@@ -176,7 +174,7 @@ int waitForEnd(pid_t pid, bool& expired) {
         limit = milliseconds() + GRACE_MS;
     }
     if (expired)
-        ::kill(-pid, SIGKILL); // what the child left; its number is still its own
+        ::kill(-pid, SIGKILL); // its children; the unreaped child still reserves the number
     int status = -1;
     while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
     }
@@ -201,7 +199,7 @@ void runWords(std::vector<std::string>& words, const char* inputPath, Outcome& o
         outcome.failure = std::string(step) + ": " + std::strerror(error);
         outcome.error = error;
     };
-    const Turn turn(commandTurns()); // before the first descriptor: a caller that waits holds none
+    const Turn turn(commandTurns()); // waits before any descriptor is open
     const Fd input = aboveStandard(
         Fd(::open(inputPath == nullptr ? "/dev/null" : inputPath, O_RDONLY | O_CLOEXEC)));
     if (!input.valid())
@@ -231,8 +229,7 @@ void mask(std::string& text, const std::string& secret) {
             text.replace(at, secret.size(), "***");
 }
 
-// What the command said, without the community and the password if it should
-// repeat them.
+// The command's standard error, with community and passwords masked in case it repeats them.
 std::string saidWithoutSecrets(const std::vector<std::string>& words, std::string_view said) {
     std::string text(said);
     while (text.ends_with('\n'))
@@ -252,7 +249,7 @@ int runCommand(const char* command, const char* inputPath) {
     if (!splitWords(command == nullptr ? "" : command, words)) {
         outcome.failure = "a quote is not closed";
         outcome.error = EINVAL;
-        if (words.size() == 1) // all may have run together in it
+        if (words.size() == 1) // it may contain the whole line, secrets included
             words.clear();
     } else if (words.empty() || words[0].empty()) {
         outcome.failure = "no program is named";
@@ -272,7 +269,7 @@ int runCommand(const char* command, const char* inputPath) {
     noteCommand(program, outcome.started, outcome.status, reason);
     if (outcome.status == 0)
         logMailTaken(program, inputPath);
-    errno = outcome.error; // callers log it, so none of ours may be left in it
+    errno = outcome.error; // callers log it; calls made after the failure may have changed it
     return outcome.status;
 }
 

@@ -13,7 +13,7 @@ void becomeWorker() {
 }
 
 Turns& commandTurns() {
-    // Never destroyed: other threads may still wait while the process ends.
+    // Never destroyed: other threads may use them until the process has ended.
     static Turns& workers = *new Turns(WORKER_COMMANDS);
     static Turns& others = *new Turns(OTHER_COMMANDS);
     return worker ? workers : others;

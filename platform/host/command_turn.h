@@ -1,19 +1,19 @@
-// So many commands at a time: each is a process and takes descriptors.
+// Limits the commands that run at a time: each is a process and needs descriptors.
 #pragma once
 
 #include "common/turns.h"
 
 namespace pm::host {
 
-// The stand-in's own threads run one command each at most. So many turns are kept for
-// them, so that mails on threads of pm's own that hang delay no other work.
+// Threads of the work queues have turns of their own: generic mails, which run on threads of
+// their own and may hang, then delay no other work.
 inline constexpr size_t WORKER_COMMANDS = 8;
 inline constexpr size_t OTHER_COMMANDS = 56;
 
-// Counts the calling thread among the stand-in's own.
+// Marks the calling thread as one that serves a work queue.
 void becomeWorker();
 
-// The turns in which the calling thread may run a command.
+// The turns of the calling thread: a worker's or another's.
 Turns& commandTurns();
 
 } // namespace pm::host

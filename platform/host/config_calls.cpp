@@ -1,4 +1,4 @@
-// Settings component: the vesk_config_* calls over the store.
+// Settings component: the vesk_config_* calls, which read and write the store.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -19,13 +19,13 @@ namespace {
 constexpr int DONE = 1;
 constexpr int FAILED = 0;
 
-// DONE if there is a key and call() says so, else FAILED.
+// Returns DONE if key is not null and call() returns true, else FAILED.
 template <typename Call>
 int doneIf(const char* key, Call call) {
     return key == nullptr ? FAILED : guarded(key, FAILED, [&] { return call() ? DONE : FAILED; });
 }
 
-// makeValue gives the value for a key.
+// makeValue(KeyId) returns the value to write.
 template <typename Call>
 int writeSetting(const char* key, Call makeValue) {
     return doneIf(key, [&] {
@@ -42,13 +42,13 @@ int writeSetting(const char* key, Call makeValue) {
 } // namespace
 
 extern "C" int vesk_init_config_from_file(const char* path, uint8_t factory_defaults) {
-    // Two pms must never share their files: there is no going on without the claim.
-    // The client's start is refused it too, and ends the process with its own status.
+    // Two pms must never share their files. qornc_initialize fails for the same reason, on
+    // another thread, and ends the process with the right status; until then this one waits.
     while (!claimHost())
         pause();
     bool loaded = false;
     doneIf(path, [&] { return loaded = loadSettings(path, factory_defaults == 1); });
-    // Nor is there with settings that the heap had no room for.
+    // Out of memory. pm must not run on defaults where pm.conf has other values.
     if (!loaded)
         std::exit(1);
     return DONE;
@@ -77,7 +77,7 @@ extern "C" int vesk_config_get_str_n(const char* key, char* buffer, uint32_t siz
         const auto stored = storedText(key);
         if (!stored || buffer == nullptr || size == 0)
             return false;
-        // With its terminator, if there is room for one.
+        // Includes the terminator only if it fits.
         std::memcpy(buffer, stored->c_str(), std::min<size_t>(stored->size() + 1, size));
         return true;
     });

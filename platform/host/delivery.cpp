@@ -21,16 +21,16 @@ struct DeliveryThread {
     WorkQueue queue;
     pthread_t thread{};
     bool running = false;
-    bool event = false; // no attribute change
+    bool event = false; // true: event, false: attribute change
 };
 
 struct Delivery {
-    std::deque<DeliveryThread> rows; // of the client's table
+    std::deque<DeliveryThread> rows; // one for each row of the client's table
     DeliveryThread subscribed;
     DeliveryThread settings;
 };
 
-// Never destroyed: their threads may still run while the process ends.
+// Never destroyed: its threads may run until the process has ended.
 Delivery& delivery() {
     static Delivery& instance = *new Delivery;
     return instance;
@@ -65,7 +65,7 @@ void queueChange(const std::string& attribute) {
     job.run = deliver;
     if (!job.record.frame || deliveryQueue(job.name).push(jobs, true) == Pushed::NoRoom)
         mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE,
-                      "the change of %s is not delivered: too much is waiting", attribute.c_str());
+                      "the change of %s is not delivered: the queues are full", attribute.c_str());
 }
 
 size_t waitingInRows(bool events) {

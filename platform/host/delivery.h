@@ -1,5 +1,5 @@
-// Delivery of events and attribute changes: a queue and a thread for each topic of the
-// client's table and one for what is subscribed, so that no topic's callback delays another.
+// Delivers events and attribute changes. Each topic of the client's table has a queue and a
+// thread, and all subscriptions share one, so that no topic's callback delays another's.
 #pragma once
 
 #include <string>
@@ -8,26 +8,26 @@
 
 namespace pm::host {
 
-// For the table of the client. False: a thread could not be started.
+// Starts the threads for the client's table. Returns false if one could not be started.
 bool startDelivery(const qornc_event_row* table);
-// Waits for the callbacks that run.
+// Stops the threads, after the callbacks that are running.
 void stopDelivery();
 
-// The topic's queue, and the one on which settings are written: waiting for the disk is
-// not the loop's.
+// The topic's queue; and the queue on which settings are written, as the loop must not wait
+// for the disk.
 WorkQueue& deliveryQueue(std::string_view topic);
 WorkQueue& settingsQueue();
 
-// Jobs that wait: events; and attribute changes with settings to be written.
+// Waiting jobs: events; attribute changes and settings to write.
 size_t waitingEvents();
 size_t waitingChanges();
 
-// A job's routine: hands the record to all callbacks, and the first result that
-// is not 0 to the publisher.
+// Runs a job: calls all callbacks with the record, and replies to the publisher with the
+// first result that is not 0.
 void deliver(Job& job);
 
-// Queues the change of an attribute (name in lower case) for all who take it. Any
-// thread; returns at once.
+// Queues the change of an attribute (name in lower case) for its subscribers. May be called
+// on any thread; never waits for them. A failure is logged.
 void attributeChanged(const std::string& attribute);
 
 } // namespace pm::host

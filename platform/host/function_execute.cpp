@@ -1,4 +1,4 @@
-// Requests to named functions of other services, which speak as pm does.
+// Calls a named function of another service, which uses pm's request protocol.
 #include <exception>
 
 #include "common/signals.h"
@@ -19,13 +19,13 @@ constexpr std::chrono::seconds TIME_LIMIT{30};
 const char* failureOf(Outcome outcome) {
     switch (outcome) {
     case Outcome::NotReached:
-        return "nobody serves it there";
+        return "no service listens there";
     case Outcome::Lost:
         return "the service ended before it answered";
     case Outcome::TimedOut:
         return "no answer within 30 seconds";
     case Outcome::NoMemory:
-        return "there is no memory for the request";
+        return "out of memory";
     case Outcome::Answered:
         break;
     }
@@ -35,8 +35,8 @@ const char* failureOf(Outcome outcome) {
 bool execute(const std::string& name, std::string_view request) {
     const auto endpoint = storedText("pm_str_endpoint_" + name);
     if (!endpoint || endpoint->empty())
-        return false;             // no such service here
-    const SignalsBlocked blocked; // the connection has a thread of its own
+        return false;             // the service is not configured
+    const SignalsBlocked blocked; // libzmq's new threads inherit the mask
     Connection connection(*endpoint);
     Reply reply;
     const Outcome outcome = connection.request({"call", {name}, request}, TIME_LIMIT, reply);

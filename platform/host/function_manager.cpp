@@ -1,4 +1,4 @@
-// Function manager: actors, each a thread with a queue of its own.
+// Function manager: an actor is a thread with its own queue, on which functions run.
 #include <algorithm>
 #include <czmq.h>
 #include <memory>
@@ -91,7 +91,7 @@ extern "C" void jelmux_fp_zactor_destroy(void*, void** actor) {
     std::erase_if(ending->manager->functions,
                   [&](const auto& function) { return function.queue == &ending->queue; });
     ending->queue.close();
-    zactor_destroy(&ending->thread); // waits for the handler that runs
+    zactor_destroy(&ending->thread); // waits for a running handler
 }
 
 extern "C" int jelmux_function_register_zactor(void* manager, void* actor, const char* name,

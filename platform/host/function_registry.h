@@ -1,4 +1,4 @@
-// The named functions and the actors on which they run.
+// The functions that callers can call by name, and the queues on which they run.
 #pragma once
 
 #include <string>
@@ -11,9 +11,9 @@ namespace pm::host {
 
 struct FunctionManager;
 
-// The handle that the client's context carries; belongs to the loop's thread.
+// The handle in the client's context. Used on the loop's thread only.
 FunctionManager* createFunctionManager();
-// Forgets all functions; actors are destroyed before.
+// Destroy all actors first: the functions refer to their queues.
 void destroyFunctionManager(FunctionManager* manager);
 
 struct RegisteredFunction {
@@ -21,11 +21,11 @@ struct RegisteredFunction {
     jelmux_function_handler handler;
     WorkQueue* queue; // of its actor
 };
-// Null if there is none of that name.
+// Returns null if no function has that name.
 const RegisteredFunction* findFunction(const FunctionManager* manager, std::string_view name);
 std::vector<std::string> functionNames(const FunctionManager* manager);
 
-// A job's routine: runs the handler, and replies with its status.
+// Runs a job: calls the handler, and replies with its status.
 void callFunction(Job& job);
 
 } // namespace pm::host

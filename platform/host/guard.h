@@ -1,4 +1,4 @@
-// The guard of the C interface: nothing is thrown into a caller.
+// Catches exceptions at the C interface: none may reach a caller.
 #pragma once
 
 #include <exception>
@@ -7,8 +7,8 @@
 
 namespace pm::host {
 
-// Returns call(), or failed after an error line if it throws. what: the operation, or the
-// key or name that it was called for.
+// Returns call(). If it throws, logs an error line and returns failed. what: names the
+// operation, key or function in that line.
 template <typename Result, typename Call>
 Result guarded(const char* what, Result failed, Call call) {
     try {

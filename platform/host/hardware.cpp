@@ -1,4 +1,4 @@
-// IPMI access and system information: pm.conf's [hardware], else the machine.
+// IPMI access and system information: from [hardware] of pm.conf, else from the machine.
 #include <cstring>
 #include <fcntl.h>
 #include <string>
@@ -21,13 +21,13 @@ constexpr const char* DMI_GUID = "/sys/class/dmi/id/product_uuid";
 constexpr const char* INFO_OBJECT = "/com/braxel/norvu/hwi/system_embedded_1/HWI_SystemInfo";
 constexpr const char* INFO_GUID = "smbiosGUID";
 
-// Into a field whose text has a terminator only if it is shorter.
+// Fills a fixed field; a text of the full length has no terminator.
 template <size_t N>
 void fillField(char (&field)[N], const std::string& text) {
     std::strncpy(field, text.c_str(), N);
 }
 
-// Empty if the machine has none or does not let us read it.
+// Empty if the machine has no GUID or it cannot be read.
 std::string machineGuid() {
     const Fd file(::open(DMI_GUID, O_RDONLY | O_CLOEXEC));
     char text[64] = {};
@@ -40,7 +40,7 @@ std::string systemName() {
     return ::gethostname(name, sizeof name) == 0 ? name : "";
 }
 
-// 0 if there is a target and read() fills it, else -1.
+// Returns 0 if target is not null and read() succeeds, else -1.
 template <typename Read>
 int filled(const void* target, Read read) {
     return guarded("reading the hardware's values", -1,

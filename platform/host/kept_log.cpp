@@ -13,7 +13,7 @@ namespace pm::host {
 namespace {
 
 constexpr size_t LONGEST_LINE = 1024;
-constexpr size_t LONGEST_NUMBERS = 40; // in front of a line, beyond the size of its head
+constexpr size_t LONGEST_NUMBERS = 40; // bytes of a line's numbers, beyond sizeof(Head)
 constexpr std::string_view COMMUNITY_OPTION = " -c '";
 constexpr std::string_view MASK = "***";
 
@@ -25,8 +25,8 @@ struct Head {
     uint8_t level;
 };
 
-// Lines one after the other in a ring of bytes. Places count on from the start,
-// so that the oldest and the newest are never the same place.
+// A ring buffer of lines, each a Head and its text. Places only ever grow (they are taken
+// modulo BYTES), so a full ring and an empty one differ.
 template <size_t BYTES, size_t LINES>
 struct Ring {
     char bytes[BYTES];
@@ -64,7 +64,7 @@ struct Ring {
     }
     uint64_t oldest() const { return lines == 0 ? UINT64_MAX : headAt(first).number; }
 
-    // Calls take(place, head) for each line that passes and is older than before.
+    // Calls take(place, head) for each line that passes and whose number is below before.
     template <typename Take>
     void walk(const LineFilter& filter, uint64_t before, Take take) const {
         for (uint64_t place = first; place != end;) {
@@ -86,14 +86,14 @@ struct Ring {
     }
 };
 
-// Not initialised, so that only what has been written to takes memory.
+// Zero-initialised static data: a page takes memory only once it is written.
 std::mutex mutex;
 Ring<KEPT_BYTES, KEPT_LINES> ring;
 Ring<KEPT_FAILURE_BYTES, KEPT_FAILURES> failures;
 uint64_t newest = 0;
 std::atomic<bool> followed{false};
 
-// With the mutex held. Two walks: what is grown step by step leaves holes in the heap.
+// Mutex held. The first walk measures: a growing string would fragment the heap.
 std::string passingLines(const LineFilter& filter) {
     size_t lines = 0;
     size_t bytes = 0;

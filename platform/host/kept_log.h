@@ -1,5 +1,5 @@
-// The last log lines of all levels, kept in memory: why something went wrong can
-// be asked afterwards, whether or not the trace was on.
+// Keeps the last log lines of all levels in memory, so that a failure can be explained
+// afterwards even if the trace was off.
 #pragma once
 
 #include <cstddef>
@@ -11,34 +11,34 @@
 namespace pm::host {
 
 inline constexpr size_t KEPT_LINES = 500;
-inline constexpr size_t KEPT_BYTES = size_t{64} << 10U; // what tells them apart included
-// Of the failures among them as many are kept beyond that, so that what succeeds
-// afterwards does not push them out.
-inline constexpr int FAILURE_LEVEL = 3; // and below
+inline constexpr size_t KEPT_BYTES = size_t{64} << 10U; // with their headers
+// Failures are kept in a second buffer too, so that later lines of success do not displace
+// them.
+inline constexpr int FAILURE_LEVEL = 3; // this level and lower numbers
 inline constexpr size_t KEPT_FAILURES = 100;
 inline constexpr size_t KEPT_FAILURE_BYTES = size_t{16} << 10U;
 
-// Keeps a line (printable, without a line end); the oldest make room. The value
-// behind an option -c, the SNMP community, becomes ***. Cuts what is above 1 kB.
+// Keeps a printable line without line end, cut at 1 kB; drops the oldest lines if needed. The
+// value of an option -c, which is the SNMP community, is replaced by ***.
 void keepLine(const timespec& time, int level, int module, std::string_view text);
 
 struct LineFilter {
-    size_t count = SIZE_MAX; // the last so many of those that pass the rest
-    int64_t level = INT64_MAX;
-    int64_t since = 0; // milliseconds since 1970
+    size_t count = SIZE_MAX;   // of the lines that pass, only the last ones
+    int64_t level = INT64_MAX; // and lower numbers
+    int64_t since = 0;         // milliseconds since 1970
 };
 
-// The kept lines that pass, each as "NUMBER MILLISECONDS LEVEL MODULE TEXT" and a
-// line feed: numbers count from 1, the time is that since 1970.
+// Returns the lines that pass the filter, each as "NUMBER MILLISECONDS LEVEL MODULE TEXT" and
+// a line feed. NUMBER counts from 1; MILLISECONDS are since 1970.
 std::string keptLines(const LineFilter& filter);
 
-// Whether somebody listens: then the loop is woken for each line.
+// Whether a caller follows the log. If so, each line wakes the loop, which sends it.
 void followLog(bool follow);
 bool logIsFollowed();
 
-// The same of the lines that came after line last, which becomes the newest.
+// The same for the lines after number last. Sets last to the newest line's number.
 std::string keptLinesAfter(uint64_t& last);
-// The newest line's number.
+// The newest line's number; 0 before the first line.
 uint64_t newestLine();
 
 } // namespace pm::host

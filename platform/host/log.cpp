@@ -1,4 +1,4 @@
-// Logging component: to the journal, or a line each to standard error.
+// Logging component: writes each line to the journal, else to standard error.
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
@@ -36,15 +36,15 @@ namespace {
 constexpr int LEVEL_NOTICE = 4;
 constexpr size_t LINE_LIMIT = 65536;
 
-// Whether standard error is the journal's stream, as systemd names it to its
-// services; a redirected standard error is another file.
+// Whether standard error is the journal's stream: systemd passes that stream's device and
+// inode in JOURNAL_STREAM. A redirected standard error has others.
 bool journalListens() {
     static const bool listens = [] {
         const char* stream = std::getenv("JOURNAL_STREAM");
         struct stat state {};
         if (stream == nullptr || ::fstat(STDERR_FILENO, &state) != 0 ||
             ::access("/run/systemd/journal/socket", W_OK) != 0)
-            return false; // without its socket, what is sent to the journal is lost
+            return false; // without the journal's socket the lines would be lost
         return std::to_string(state.st_dev) + ":" + std::to_string(state.st_ino) == stream;
     }();
     return listens;
@@ -59,7 +59,7 @@ bool isNameLetter(char letter) {
     return std::isalnum(static_cast<unsigned char>(letter)) != 0 || letter == '_';
 }
 
-// The operation's name in front of the first "()" of a line, if it has one.
+// The operation's name: the word before the first "()"; empty without one.
 std::string_view operationIn(std::string_view line) {
     const size_t end = line.find("()");
     if (end == std::string_view::npos)
@@ -70,7 +70,7 @@ std::string_view operationIn(std::string_view line) {
     return line.substr(start, end - start);
 }
 
-// The source line in front: "[123]: ...".
+// The source line's number in "[123]: ..."; empty without one.
 std::string_view numberIn(std::string_view line) {
     const size_t end = line.find(']');
     if (!line.starts_with('[') || end == std::string_view::npos || end > 8)
@@ -103,7 +103,7 @@ void writeError(const timespec& now, int level, int module, const std::string& l
     for (size_t done = 0; done < whole.size();) {
         const ssize_t written = ::write(STDERR_FILENO, whole.data() + done, whole.size() - done);
         if (written < 0 && errno != EINTR)
-            return; // nobody left to tell
+            return; // the failure can be reported nowhere
         done += written < 0 ? 0 : static_cast<size_t>(written);
     }
 }
@@ -114,7 +114,7 @@ timespec currentTime() {
     return now;
 }
 
-// Each line is kept; those of the trace are written only if it is on.
+// Keeps every line; writes trace lines only if the trace is on.
 void takeLine(int level, int module, std::string_view text) {
     const std::string line = escapeControls(text);
     const timespec now = currentTime();
@@ -127,7 +127,7 @@ void takeLine(int level, int module, std::string_view text) {
         writeError(now, level, module, line);
 }
 
-// Takes a line and what follows from it: why a mail was not sent.
+// Logs a line, and after it the reason if it says that a mail was not sent.
 void takeLineOfStep(int level, int module, std::string_view text, int error) {
     while (text.ends_with('\n'))
         text.remove_suffix(1);
@@ -160,13 +160,13 @@ __attribute__((format(printf, 4, 0))) void formatLine(int level, int module, int
 extern "C" int mirlog_printf(int level, int module, const char* format, ...) {
     if (format == nullptr)
         return 0;
-    const int before = errno; // a line may stand between a failure and its report
+    const int before = errno; // callers may log before they report a failure by errno
     va_list arguments;
     va_start(arguments, format);
     try {
         formatLine(level, module, before, format, arguments);
     } catch (const std::exception&) {
-        writeError(currentTime(), level, module, "a line was lost: no memory");
+        writeError(currentTime(), level, module, "a line was lost: out of memory");
     }
     va_end(arguments);
     errno = before;

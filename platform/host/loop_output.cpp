@@ -1,4 +1,4 @@
-// What the loop sends for others, and the beginning of service.
+// Sends replies, events and log lines on the loop's thread, and starts to serve.
 #include <exception>
 #include <systemd/sd-daemon.h>
 
@@ -35,8 +35,8 @@ void sendLogLines(Server& server) {
                         std::string_view(lines).substr(start, end - start));
 }
 
-// What the events' socket says of a subscription: that it begins, or that the last
-// one to that text has ended.
+// Handles a message of the events socket: byte 1 and the text of a new subscription, or
+// byte 0 and the text of one that no listener has any longer.
 void takeSubscription(Server& server, std::string_view message) {
     const bool begins = message.starts_with('\1');
     const bool log = !message.empty() && message.substr(1) == LOG_SUBSCRIPTION;
@@ -96,7 +96,7 @@ extern "C" int vesk_event_occurred(const char* name, uint64_t, uint64_t) {
     } catch (const std::exception&) {
         name = name == nullptr ? "" : name;
     }
-    mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "event %s is lost: it can't be sent now",
+    mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "event %s is lost: it cannot be sent now",
                   name == nullptr ? "without a name" : name);
     return -1;
 }

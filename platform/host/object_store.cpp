@@ -1,5 +1,5 @@
-// Object store client: an attribute as an object in one heap block, which holds
-// head, body and text.
+// Object store client: returns an attribute as an object, one heap block with head, body and
+// text.
 #include "platform/object_store.h"
 
 #include <cstdlib>
@@ -14,11 +14,11 @@ using namespace client;
 
 namespace {
 
-constexpr uint32_t MARK = 0x6a626f70; // "pobj": nothing else is taken for an object
+constexpr uint32_t MARK = 0x6a626f70; // "pobj": recognises a pointer to an object
 
 struct Object {
     uint32_t mark;
-    uint32_t size; // of the whole block, the text with its terminator included
+    uint32_t size; // of the whole block, including the text and its terminator
     uint16_t type;
     uint8_t reserved10[6];
     struct {
@@ -49,7 +49,7 @@ constexpr uint16_t typeOf(ValueKind kind) {
     return OBJECT_TYPE_ENUM;
 }
 
-// Null if there is no memory.
+// Returns null if memory is exhausted.
 Object* makeObject(const Value* value) {
     const uint16_t type = value == nullptr ? uint16_t{OBJECT_TYPE_STRING} : typeOf(value->kind);
     const bool number = type == OBJECT_TYPE_INTEGER;
@@ -96,11 +96,11 @@ extern "C" int client_get_string_ptr(void* object, uint32_t reference, const cha
     const auto* known = static_cast<const Object*>(object);
     if (!isObject(known) || text == nullptr)
         return -1;
-    if (reference == 0) // no value: the text stays null
+    if (reference == 0) // no value: *text is left as it is
         return 0;
     if (reference < sizeof(Object) || reference >= known->size)
         return -1;
-    *text = static_cast<const char*>(object) + reference; // the block ends in a terminator
+    *text = static_cast<const char*>(object) + reference; // a terminator ends the block
     return 0;
 }
 

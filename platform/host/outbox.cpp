@@ -18,13 +18,13 @@ struct Outbox {
     Outgoing outgoing;
 };
 
-// Never destroyed: other threads may still leave something while the process ends.
+// Never destroyed: other threads may queue until the process has ended.
 Outbox& outbox() {
     static Outbox& instance = *new Outbox;
     return instance;
 }
 
-// With the mutex held.
+// Mutex held.
 void wake() {
     if (outbox().wake.valid())
         eventfd_write(outbox().wake.get(), 1);
@@ -50,7 +50,7 @@ void leaveReply(Caller& caller, Reply reply) {
     const std::lock_guard lock(outbox().mutex);
     auto& replies = outbox().outgoing.replies;
     if (outbox().wake.valid()) {
-        replies.emplace_back(); // throws first, if it has to
+        replies.emplace_back(); // may throw, so before anything is moved
         replies.back() = {std::move(caller), std::move(reply)};
         wake();
     }

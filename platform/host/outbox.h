@@ -1,5 +1,5 @@
-// What goes out through the loop: its sockets belong to the loop's thread, so that
-// every other thread leaves its replies and events here.
+// Queues replies and events for the loop: only its thread may use the sockets, so all other
+// threads queue here what they have to send.
 #pragma once
 
 #include <string>
@@ -10,12 +10,12 @@
 
 namespace pm::host {
 
-// Who waits for a reply.
+// Where to send the reply of a request.
 struct Caller {
-    client::Frame identity; // of its connection
+    client::Frame identity; // of the connection
     client::Frame tag;
     bool waits = false;
-    int connection = -1; // its descriptor
+    int connection = -1; // descriptor
 };
 
 struct OutgoingReply {
@@ -27,19 +27,20 @@ struct Outgoing {
     std::vector<std::string> events; // names
 };
 
-// Gives the descriptor that becomes readable when something is left here; it
-// stays the outbox's. -1: errno tells why.
+// Returns a descriptor that becomes readable when something is queued; the outbox owns it.
+// On failure returns -1 with errno set.
 int openOutbox();
 void closeOutbox();
 
-// Any thread. The caller waits no longer afterwards, but if it throws; one that does not
-// wait is left alone. Without an open outbox nothing is sent.
+// Any thread. Queues a reply and clears caller.waits; does nothing if the caller does not
+// wait. Throws if memory is exhausted, and then the caller still waits. Drops the reply while
+// the outbox is closed.
 void leaveReply(Caller& caller, client::Reply reply);
-// False: nobody could take it.
+// Any thread. Returns false if the outbox is closed or has 512 events already.
 bool leaveEvent(std::string name);
 void wakeLoop();
 
-// Loop's thread: takes all that was left, and clears the descriptor.
+// Loop's thread: removes and returns everything queued, and resets the descriptor.
 Outgoing takeOutgoing();
 
 } // namespace pm::host

@@ -43,7 +43,7 @@ size_t notificationLength(std::string_view topic) {
 bool makeRecord(std::optional<Frame> payload, size_t length, bool terminated, Record& record) {
     record.size = payload ? static_cast<uint32_t>(payload->size()) : 0;
     if (!payload || (payload->size() >= length && !terminated)) {
-        record.frame = std::move(payload); // what was received belongs to nobody else
+        record.frame = std::move(payload); // nothing else uses the received frame
         return true;
     }
     Frame padded(std::max(payload->size(), length) + (terminated ? 1 : 0));
@@ -56,8 +56,8 @@ bool makeRecord(std::optional<Frame> payload, size_t length, bool terminated, Re
 }
 
 bool nameIsInside(Record& record) {
-    // Without a byte of the offset, the padding gives 0: the record's start. One
-    // that is cut inside it still has some of its bytes.
+    // If no byte of the offset was received, it is padded to 0, which is inside. If only a
+    // part was received, the rest is 0, and the result is checked like any other.
     return !record.frame || record.size <= offsetof(AttributeChangeRecord, nameOffset) ||
            static_cast<const AttributeChangeRecord*>(record.data())->nameOffset < record.size;
 }

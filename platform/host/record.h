@@ -1,5 +1,5 @@
-// Records as handlers and callbacks get them: private copies, never shorter than
-// the record that they are declared to be.
+// Records for handlers and callbacks: each gets its own copy, padded with zeros to the size
+// of the structure that it reads.
 #pragma once
 
 #include <cstddef>
@@ -13,30 +13,30 @@
 namespace pm::host {
 
 struct Record {
-    std::optional<client::Frame> frame; // none: the request came without a payload
-    uint32_t size = 0;                  // of what came, without the padding
+    std::optional<client::Frame> frame; // empty: the request had no payload
+    uint32_t size = 0;                  // bytes received, without the padding
 
     void* data() { return frame ? frame->data() : nullptr; }
     size_t held() const { return frame ? frame->size() : 0; }
 };
 
-// Bytes of the record that a named function takes; 0 for one that is not known.
+// Size of a function's request structure; 0 for an unknown function.
 size_t requestLength(std::string_view function);
-// Bytes of the record of an event or an attribute change.
+// Least size of the record of an event or an attribute change.
 size_t notificationLength(std::string_view topic);
 
-// Turns what came into a record of at least length bytes; a terminated one has a
-// zero byte behind it as well. False: there is no memory.
+// Makes a record of at least length bytes from a payload; with terminated, adds a zero byte.
+// Returns false if memory is exhausted.
 bool makeRecord(std::optional<client::Frame> payload, size_t length, bool terminated,
                 Record& record);
 
 inline bool isAttributeChange(std::string_view topic) {
     return topic.starts_with(ATTRIBUTE_CHANGE_TOPIC);
 }
-// Whether an attribute change record's name lies inside of what came.
+// Whether the name offset of an attribute change record is within the bytes received.
 bool nameIsInside(Record& record);
 
-// The record of a change of an attribute.
+// Builds the record of an attribute's change. Without memory its frame is empty.
 Record attributeChangeRecord(std::string_view attribute);
 
 } // namespace pm::host

@@ -17,7 +17,7 @@ using namespace client;
 
 namespace {
 
-constexpr size_t FIRST_DELAY = 10; // milliseconds; doubled while nobody takes anything
+constexpr size_t FIRST_DELAY = 10; // milliseconds; doubled after each try that sends nothing
 constexpr size_t LONGEST_DELAY = 640;
 
 size_t bytesOf(Frames& frames) {
@@ -68,12 +68,12 @@ void keep(Server& server, Frames& frames, int connection) {
     startTimer(server);
 }
 
-// True if it was sent, or nobody is there any longer to take it.
+// True if the reply was sent, or can never be because the caller is gone.
 bool sent(void* socket, Frames& frames) {
     return sendFrames(socket, frames) || errno != EAGAIN;
 }
 
-// Sends what each caller takes; true if one took something.
+// Sends as many kept replies as the connections take. Returns whether any was sent.
 bool sendToAll(Server& server) {
     bool any = false;
     Replies& replies = server.replies;
@@ -116,8 +116,8 @@ void encodeAndSend(Server& server, OutgoingReply& outgoing) {
         caller.tag = std::move(frames[2]);
         throw std::bad_alloc();
     }
-    const bool behind = server.replies.kept.contains(std::string(frames.front().view()));
-    if (behind || !sent(server.requests, frames))
+    const bool othersWait = server.replies.kept.contains(std::string(frames.front().view()));
+    if (othersWait || !sent(server.requests, frames))
         keep(server, frames, caller.connection);
 }
 
@@ -133,10 +133,10 @@ void sendReply(Server& server, OutgoingReply& outgoing) {
 }
 
 void refuseWithoutMemory(Server& server, Caller& caller) {
-    // Frames as short as these lie in their messages.
+    // libzmq stores frames as short as these without allocating.
     Frame frames[] = {std::move(caller.identity), Frame(WIRE_VERSION),
                       std::move(caller.tag),      Frame("refused"),
-                      Frame("no-memory"),         Frame("pm has no memory for this")};
+                      Frame("no-memory"),         Frame("pm is out of memory")};
     caller.waits = false;
     if (frames[0].size() != 0)
         sendFrames(server.requests, frames);

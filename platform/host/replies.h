@@ -1,5 +1,5 @@
-// Replies on their way out. One that its caller's connection does not take now is kept,
-// up to a bound, and sent again later; all of it on the loop's thread.
+// Sends replies, on the loop's thread. If a connection cannot take one now, keeps it, within
+// a limit, and tries again later.
 #pragma once
 
 #include <cstddef>
@@ -12,8 +12,8 @@
 
 namespace pm::host {
 
-// Of all callers together. Beyond that, the caller of which most is kept loses it, and
-// its connection.
+// In bytes, for all callers together. Above it, the caller with the most kept bytes loses its
+// replies and its connection.
 inline constexpr size_t KEPT_REPLIES_LIMIT = size_t{64} << 20U;
 
 struct KeptReplies {
@@ -24,15 +24,15 @@ struct KeptReplies {
 
 struct Server;
 struct Replies {
-    std::map<std::string, KeptReplies> kept; // by the identity of the caller's connection
+    std::map<std::string, KeptReplies> kept; // by identity of the connection
     size_t bytes = 0;
-    bool timed = false; // a timer runs
-    size_t delay = 0;   // of the timer, in milliseconds
+    bool timed = false; // a timer is running
+    size_t delay = 0;   // of the timer, milliseconds
 };
 
-// Nothing of these throws.
+// None of these throws.
 void sendReply(Server& server, OutgoingReply& outgoing);
-// For a caller that waits: a refusal that takes no memory.
+// Refuses a request without allocating memory.
 void refuseWithoutMemory(Server& server, Caller& caller);
 
 } // namespace pm::host

@@ -1,5 +1,5 @@
-// The request socket's reader: tests what came, answers what is quick, and queues
-// the rest for the thread that does it.
+// Reads the request socket: checks each request, answers quick ones at once, and queues the
+// others for the thread that does them.
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -21,10 +21,10 @@ using namespace client;
 
 namespace {
 
-constexpr int MESSAGES_A_TURN = 64; // then the loop looks at its other sockets
+constexpr int MESSAGES_A_TURN = 64; // then the loop handles its other sockets
 constexpr size_t VALUE_LIMIT = size_t{16} * 1024;
 
-// A request on its way in. What is taken out of it is moved.
+// A received request. Its parts are moved out as they are used.
 struct Incoming {
     Server& server;
     Caller caller;
@@ -39,13 +39,13 @@ void refuse(Incoming& request, std::string_view code, std::string_view text) {
 void refuseName(Incoming& request, std::string_view what) {
     refuse(request, "unknown-name",
            "pm serves no " + std::string(what) + " \"" + request.arguments.front() +
-               "\"; \"list\" tells what it serves");
+               "\"; \"list\" shows what it serves");
 }
 
-// The job replies when it is done; a caller that does not wait is answered here.
+// With waits, the job replies when it is done; else the caller is answered here.
 void queueJob(Incoming& request, WorkQueue& queue, Jobs& jobs, bool waits = true) {
     if (request.server.draining)
-        return refuse(request, "busy", "pm is being drained and takes no new work");
+        return refuse(request, "busy", "pm is being drained and accepts no new work");
     if (waits)
         jobs.front().caller = std::exchange(request.caller, {});
     const Pushed pushed = queue.push(jobs);
@@ -62,7 +62,7 @@ void queueJob(Incoming& request, WorkQueue& queue, Jobs& jobs, bool waits = true
 bool takeRecord(Incoming& request, size_t length, bool terminated, Record& record) {
     if (makeRecord(std::move(request.payload), length, terminated, record))
         return true;
-    refuse(request, "no-memory", "there is no memory for the record");
+    refuse(request, "no-memory", "out of memory for the record");
     return false;
 }
 
@@ -98,18 +98,18 @@ void publish(Incoming& request) {
     const std::string& topic = request.arguments[0];
     const bool waits = request.arguments[1] == "wait";
     if (!waits && request.arguments[1] != "no-wait")
-        return refuse(request, "malformed", "the second argument is wait or no-wait");
+        return refuse(request, "malformed", "the second argument must be wait or no-wait");
     Jobs jobs(1);
     Job& job = jobs.front();
     job.callbacks = takersOf(topic);
     if (job.callbacks.empty())
         return refuseName(request, "topic");
-    // The name of a change is read up to its terminator, so there is always one.
+    // The callback reads the name up to its terminator, so the record must end with one.
     const bool change = isAttributeChange(topic);
     if (!takeRecord(request, notificationLength(topic), change, job.record))
         return;
     if (change && !nameIsInside(job.record))
-        return refuse(request, "malformed", "the name offset leads outside the record");
+        return refuse(request, "malformed", "the name offset is outside the record");
     job.run = deliver;
     job.name = topic;
     queueJob(request, deliveryQueue(topic), jobs, waits);
@@ -125,7 +125,7 @@ void get(Incoming& request) {
         {ReplyKind::Done, {description.text, sourceName(description.source), description.name}});
 }
 
-// On the thread that writes settings: a write waits for the disk.
+// Runs on the settings thread: a write waits for the disk.
 void finishWrite(Job& job, bool done, const std::string& error) {
     leaveReply(job.caller, done ? Reply{ReplyKind::Done, {}} : refusal("failed", error));
 }
@@ -153,7 +153,7 @@ void unset(Incoming& request) {
     queueJob(request, settingsQueue(), jobs);
 }
 
-// One frame for all lines: there may be hundreds.
+// Replies with all lines in one frame, as there may be hundreds.
 void log(Incoming& request) {
     std::array<int64_t, 3> numbers = {0, INT64_MAX, 0};
     for (size_t at = 0; at < request.arguments.size(); ++at) {
@@ -161,7 +161,8 @@ void log(Incoming& request) {
         const char* end = text.data() + text.size();
         const auto [stop, error] = std::from_chars(text.data(), end, numbers[at]);
         if (error != std::errc() || stop != end || numbers[at] < 0)
-            return refuse(request, "malformed", "count, level and time are numbers from 0 on");
+            return refuse(request, "malformed",
+                          "count, level and time must be whole numbers of at least 0");
     }
     Reply reply{ReplyKind::Done, {}};
     reply.fields.push_back(keptLines({static_cast<size_t>(numbers[0]), numbers[1], numbers[2]}));
@@ -175,7 +176,7 @@ void status(Incoming& request) {
 void drain(Incoming& request) {
     const std::string& word = request.arguments[0];
     if (word != "begin" && word != "cancel")
-        return refuse(request, "malformed", "the argument is begin or cancel");
+        return refuse(request, "malformed", "the argument must be begin or cancel");
     request.server.draining = word == "begin";
     leaveReply(request.caller, {ReplyKind::Done, drainReport(request.server)});
 }
@@ -184,7 +185,7 @@ struct Verb {
     std::string_view name;
     size_t arguments;
     size_t optional; // arguments that may follow them
-    bool payload;    // may come last
+    bool payload;    // may follow as the last frame
     void (*run)(Incoming& request);
     std::string_view form;
 };
@@ -205,33 +206,33 @@ bool isControl(char byte) {
     return static_cast<unsigned char>(byte) < ' ' || byte == 0x7f;
 }
 
-// Takes the arguments' texts: a name first, and a value for the store to judge.
+// Reads the arguments: a name, then a value, which the store checks. Returns an error or null.
 const char* takeArguments(Frames& frames, size_t first, size_t count,
                           std::vector<std::string>& arguments) {
     for (size_t at = 0; at < count; ++at) {
         const std::string_view text = frames[first + at].view();
         if (at == 0 && (text.empty() || text.size() > NAME_LIMIT))
-            return "a name has 1 to 255 bytes";
+            return "a name must have 1 to 255 bytes";
         if (at == 0 && std::ranges::any_of(text, isControl))
-            return "a name has no control characters";
+            return "a name must not have control characters";
         if (text.size() > VALUE_LIMIT)
             return "the value is too long";
         if (text.find('\0') != std::string_view::npos)
-            return "a value has no zero bytes";
+            return "a value must not have zero bytes";
         arguments.emplace_back(text);
     }
     return nullptr;
 }
 
-// Places of a message's frames.
+// Positions of the frames in a message.
 enum : uint8_t { IDENTITY, VERSION, TAG, VERB, ARGUMENTS };
 
 void dispatch(Frames& frames, Incoming& request) {
     if (frames.size() <= VERB)
-        return refuse(request, "malformed", "a request has a version, a tag and a verb");
+        return refuse(request, "malformed", "a request must have a version, a tag and a verb");
     const auto* verb = std::ranges::find(verbs, frames[VERB].view(), &Verb::name);
     if (verb == verbs.end())
-        return refuse(request, "unknown-verb", "this pm knows no such verb");
+        return refuse(request, "unknown-verb", "this pm has no such verb");
     const size_t given = frames.size() - ARGUMENTS;
     const size_t most = verb->arguments + verb->optional;
     if (given < verb->arguments || given > most + (verb->payload ? 1 : 0))
@@ -246,7 +247,7 @@ void dispatch(Frames& frames, Incoming& request) {
 
 void answer(Server& server, Received received, Frames& frames) {
     if (frames.size() <= VERSION)
-        return; // without so much as a version there is nobody to talk to
+        return; // no version: no reply format is known
     Incoming request{server, {}, {}, {}};
     request.caller.waits = true;
     request.caller.connection = zmq_msg_get(frames[IDENTITY].message(), ZMQ_SRCFD);
@@ -259,7 +260,7 @@ void answer(Server& server, Received received, Frames& frames) {
         if (frames[VERSION].view() != WIRE_VERSION)
             refuse(request, "version", "this pm speaks " + std::string(WIRE_VERSION));
         else if (received == Received::TooLarge)
-            refuse(request, "too-large", "a message has at most 64 MiB");
+            refuse(request, "too-large", "a message can have at most 64 MiB");
         else if (received == Received::TooManyFrames || (frames.size() > TAG && !tagged))
             refuse(request, "malformed", "too many frames, or a tag of more than 64 bytes");
         else

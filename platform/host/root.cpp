@@ -22,11 +22,11 @@ using namespace client;
 namespace {
 
 constexpr const char* RUN_FOLDER = "run/pm";
-// Where only root may write, whatever PM_HOST_ROOT is: pms of other roots look here too.
+// Independent of PM_HOST_ROOT, as pms of all roots share it. Only root may write there.
 constexpr const char* CLAIMS_FOLDER = "/run/pm";
 constexpr const char* CLAIMS = "/run/pm/tmp.claims";
 constexpr uint64_t OFFSETS = INT64_MAX / 2;
-constexpr const char* TEMPORARY_LOCK = "/tmp/pm.lock"; // of a pm that may not write there
+constexpr const char* TEMPORARY_LOCK = "/tmp/pm.lock"; // for users without access to it
 
 void refuse(const std::string& path, const std::string& reason) {
     mirlog_printf(PM_LEVEL_FATAL, PM_MODULE_SERVICE, "pm cannot run: %s: %s", path.c_str(),
@@ -46,8 +46,8 @@ std::string holderOf(int fd) {
     return heldBy(pid);
 }
 
-// Opens a lock file as our own: /tmp is open to everybody, who may have put a
-// link, a file of theirs or a second name of one of ours in its place.
+// Opens a lock file only if it is a regular file of this user with one name: in /tmp, another
+// user may have put a link or a file there.
 Fd openLock(const std::string& path) {
     Fd fd(::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0600));
     struct stat state {};
@@ -56,14 +56,14 @@ Fd openLock(const std::string& path) {
         return {};
     }
     if (!S_ISREG(state.st_mode) || state.st_nlink != 1 || state.st_uid != ::geteuid()) {
-        refuse(path, "is not a file of this user alone; remove it");
+        refuse(path, "is not a regular file that only this user owns; remove it");
         return {};
     }
     return fd;
 }
 
-// Takes the lock and leaves our process number in it. The lock goes with the
-// process, however that ends; the file stays.
+// Locks the file and writes the process number into it. The lock ends with the process, even
+// if it is killed; the file remains.
 Fd takeLock(const std::string& path) {
     Fd fd = openLock(path);
     if (!fd.valid())
@@ -73,13 +73,13 @@ Fd takeLock(const std::string& path) {
         return {};
     }
     const std::string pid = std::to_string(::getpid()) + "\n";
-    // Informative only: a full disk is no reason not to run.
+    // The number is informative only: a full disk must not stop pm.
     if (::ftruncate(fd.get(), 0) == 0 && ::pwrite(fd.get(), pid.data(), pid.size(), 0) < 0)
         errno = 0;
     return fd;
 }
 
-// Whether the folder for claims is ours alone.
+// Whether the claims folder exists, or can be made, and no other user may write to it.
 bool haveClaimsFolder() {
     struct stat state {};
     return (::mkdir(CLAIMS_FOLDER, 0700) == 0 || errno == EEXIST) &&
@@ -88,7 +88,8 @@ bool haveClaimsFolder() {
            ::access(CLAIMS_FOLDER, W_OK) == 0;
 }
 
-// Claims /tmp by a lock on one byte of the file of all claims: a byte for each /tmp.
+// Claims /tmp by locking one byte of the claims file. The byte's offset is computed from
+// /tmp's device and inode, as each service may have a /tmp of its own.
 Fd takeClaim() {
     struct stat state {};
     if (::stat("/tmp", &state) != 0) {
@@ -125,7 +126,7 @@ bool takeBoth() {
     Fd temporary = root.valid() ? claimTemporary() : Fd();
     if (!temporary.valid())
         return false;
-    // Held as long as the process lives.
+    // Never closed: the locks must last until the process ends.
     root.release();
     temporary.release();
     return true;
@@ -166,7 +167,7 @@ bool makeHostFolder(std::string_view relative) {
 
 bool claimHost() {
     static std::mutex mutex;
-    static pid_t asked = 0; // a child of the claiming process has to ask for itself
+    static pid_t asked = 0; // a forked child has no claim and must try for itself
     static bool granted = false;
     const std::lock_guard lock(mutex);
     if (asked != ::getpid()) {

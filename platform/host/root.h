@@ -1,4 +1,4 @@
-// Where the stand-in's files are, and the right to use them.
+// The paths of pm's files, and the locks that allow only one pm to use them.
 #pragma once
 
 #include <string>
@@ -6,17 +6,17 @@
 
 namespace pm::host {
 
-// The path below PM_HOST_ROOT, or below "/" without it: "run/pm", "/etc/pm.conf".
+// Returns the path below PM_HOST_ROOT, or below "/" if it is not set. relative: for example
+// "run/pm" or "/etc/pm.conf".
 std::string hostPath(std::string_view relative);
 
-// Creates a folder and those above it up to the root (0700 for the last).
-// False: errno tells why.
+// Creates a folder (mode 0700) and its parents up to the root (0755). On failure returns
+// false with errno set.
 bool makeHostFolder(std::string_view relative);
 
-// Makes this process the one pm of its root and of its /tmp, for as long as it
-// lives. To be called before anything is written or bound; any thread, any
-// number of times. False: another process holds one of them, or a lock file
-// cannot be had; the first refusal logs one line that says which and why.
+// Locks the root and /tmp for this process until it ends. Call before writing or binding
+// anything; any thread, any number of times. Returns false if another process has one of the
+// locks or a lock file cannot be used; the first failure is logged.
 bool claimHost();
 
 } // namespace pm::host

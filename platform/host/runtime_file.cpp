@@ -73,14 +73,14 @@ bool writeAll(int fd, const std::string& text) {
     return true;
 }
 
-// Makes a change of names in the folder last. Some file systems cannot, and say so.
+// Makes a rename or removal durable. File systems that cannot do so return EINVAL.
 bool syncFolder() {
     const Fd folder(::open(hostPath(RUN_TIME_FOLDER).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return folder.valid() && (::fsync(folder.get()) == 0 || errno == EINVAL);
 }
 
 bool writeNew(const std::string& path, const std::string& text) {
-    // One left behind by a killed pm is of no use.
+    // A pm that was killed may have left its unfinished file.
     if (::unlink(path.c_str()) != 0 && errno != ENOENT)
         return false;
     Fd file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
@@ -96,7 +96,7 @@ SettingsFile readRuntimeFile() {
     if (file.error == ENOENT)
         return {};
     if (!file.findings.empty()) {
-        // The next write replaces the file; a second name keeps what it held.
+        // The next write replaces the file; a hard link keeps the old content.
         const std::string kept = path + ".damaged";
         ::unlink(kept.c_str());
         if (::link(path.c_str(), kept.c_str()) == 0)

@@ -1,5 +1,5 @@
-// The file of the values written at run time, below var/lib/pm. It is replaced
-// whole: killed at any moment, the old or the new content is there.
+// The file below var/lib/pm with the values written at run time. A write replaces the file
+// atomically: after a crash it has either the old or the new content.
 #pragma once
 
 #include <string>
@@ -9,12 +9,12 @@
 
 namespace pm::host {
 
-// What is there and what is wrong with it. A missing file is no finding. Sound
-// values of a damaged file are read, and the file is kept beside as ".damaged".
+// Returns the entries and findings; none if the file is missing. If there are findings, the
+// valid entries are returned, and a copy is kept with the suffix ".damaged".
 client::SettingsFile readRuntimeFile();
-// False: the old content stands, error says why.
+// On failure returns false and sets error; the old content remains.
 bool writeRuntimeFile(const std::vector<client::SettingsEntry>& entries, std::string& error);
-// False: it is still there, error says why.
+// On failure returns false and sets error; the file remains.
 bool removeRuntimeFile(std::string& error);
 
 } // namespace pm::host

@@ -1,4 +1,4 @@
-// The distribution client of this process: its loop and the sockets on it.
+// State of the distribution client: the loop, its sockets and what they need.
 #pragma once
 
 #include <czmq.h>
@@ -10,31 +10,30 @@
 namespace pm::host {
 
 struct Server {
-    qornc_context context{}; // what pm sees; the rest is behind it
+    qornc_context context{}; // first: pm's pointer to it is cast back to Server
     zloop_t* loop = nullptr;
     void* requests = nullptr; // ROUTER: requests in, replies out
     void* events = nullptr;   // XPUB: events that pm raises
-    client::Frames incoming;  // of the request that is read; room for all it may have
+    client::Frames incoming;  // the request being read; has room for FRAME_LIMIT frames
     Replies replies;
     FunctionManager* functions = nullptr;
-    const qornc_service_name* name = nullptr; // of this service; its owner keeps it
+    const qornc_service_name* name = nullptr; // of this service; owned by pm
     bool serving = false;
-    bool draining = false; // no new work is taken
-    uint64_t sentLine = 0; // the last log line that went to who follows the log
+    bool draining = false; // new work is refused
+    uint64_t sentLine = 0; // number of the last log line sent to followers
 };
 
-// Handlers of the loop, which hand over the server as their last argument. Nothing is
-// thrown through the loop, which is C.
+// Handlers of the loop; the last argument is the Server. They do not throw, as the loop is C.
 
-// Reads the requests that have come. Begins to be called when pm is done with its
-// start; what comes earlier waits in the socket.
+// Reads the waiting requests. Registered once pm's start is done; until then requests wait in
+// the socket.
 int takeRequests(zloop_t* loop, zmq_pollitem_t* item, void* server);
 
-// Sends what other threads have left in the outbox and the log lines that somebody
-// follows, and begins to serve as soon as pm is done with its start.
+// Sends the replies and events of the outbox and the followed log lines, and starts to serve
+// once pm's start is done.
 int takeOutbox(zloop_t* loop, zmq_pollitem_t* item, void* server);
 
-// Tells a new listener that its subscription stands.
+// Sends each new subscriber a first message, which confirms its subscription.
 int takeSubscriptions(zloop_t* loop, zmq_pollitem_t* item, void* server);
 
 } // namespace pm::host

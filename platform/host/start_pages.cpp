@@ -13,7 +13,7 @@ int giveBackObject(dl_phdr_info* object, size_t, void* pageSize) {
     const auto page = *static_cast<const ElfW(Addr)*>(pageSize);
     for (ElfW(Half) i = 0; i < object->dlpi_phnum; ++i) {
         const ElfW(Phdr)& segment = object->dlpi_phdr[i];
-        // A written page of a private mapping would lose what was written.
+        // Releasing a writable private page would lose its changes.
         if (segment.p_type != PT_LOAD || (segment.p_flags & PF_W) != 0)
             continue;
         const ElfW(Addr) start = (object->dlpi_addr + segment.p_vaddr) & ~(page - 1);

@@ -1,11 +1,10 @@
-// Memory that only the start needed.
+// Frees memory that only the start needed.
 #pragma once
 
 namespace pm::host {
 
-// Gives back the pages of program and libraries that nothing has written to:
-// most were touched only while the process was put together. What is used again
-// comes back from the page cache by itself.
+// Releases the read-only pages of the program and its libraries, most of which only the
+// dynamic linker read. The kernel loads a page again when it is used.
 void giveBackStartPages();
 
 } // namespace pm::host

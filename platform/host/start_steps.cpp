@@ -7,19 +7,19 @@ namespace pm::host {
 
 namespace {
 
-constexpr int SUBSCRIPTIONS = 9; // to the group of SNMP and the eight of its alerts
-constexpr int ATTEMPTS = 7;      // then pm goes on without
+constexpr int SUBSCRIPTIONS = 9; // the SNMP group and its eight alert groups
+constexpr int ATTEMPTS = 7;      // then pm continues without them
 
 struct Steps {
     std::mutex mutex;
     int attempts = 0;
-    int subscriptions = 0; // of this attempt, failed ones included
-    bool failed = false;   // one of this attempt
+    int subscriptions = 0; // in this attempt, including failed ones
+    bool failed = false;   // at least one in this attempt
     bool done = false;
     void (*hook)() = nullptr;
 };
 
-// Never destroyed: other threads may still look while the process ends.
+// Never destroyed: other threads may use it until the process has ended.
 Steps& steps() {
     static Steps& instance = *new Steps;
     return instance;
@@ -27,7 +27,7 @@ Steps& steps() {
 
 using Hook = void (*)();
 
-// With the mutex held: gives the hook if it is due.
+// Returns the hook, once, if the start is done; else null. Mutex held.
 Hook takeHook() {
     return steps().done ? std::exchange(steps().hook, nullptr) : nullptr;
 }
@@ -37,7 +37,7 @@ void call(Hook hook) {
         hook();
 }
 
-// With the mutex held: this attempt has come to its end.
+// Ends an attempt; the start is done if it succeeded or was the last. Mutex held.
 void endAttempt() {
     if (!steps().failed || steps().attempts >= ATTEMPTS)
         steps().done = true;

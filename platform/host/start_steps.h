@@ -1,18 +1,18 @@
-// When pm is done with its start. Its last steps are its subscriptions to changes of
-// attributes, behind the loading of the settings and the seeding of texts; requests
-// that are served from then on meet all of it.
+// Detects the end of pm's start. Its last steps are subscriptions to attribute changes, made
+// after the settings are loaded; requests are served only from then on.
 #pragma once
 
 namespace pm::host {
 
-// A subscriber was made, or could not be: an attempt at all subscriptions begins.
+// Call when pm creates a subscriber, which begins an attempt at all subscriptions. made:
+// whether it succeeded.
 void noteSubscriber(bool made);
-// A subscription was made, or could not be.
+// Call after each subscription.
 void noteSubscription(bool made);
 
 bool startIsDone();
-// The hook is called once when the start is done, on the thread that does the last
-// step; at once if it already is.
+// Calls hook once: when the start is done, on the thread of its last step, or at once if it
+// is done already.
 void setStartDoneHook(void (*hook)());
 
 } // namespace pm::host

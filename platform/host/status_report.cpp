@@ -58,7 +58,7 @@ std::vector<std::string> statusReport(const Server& server) {
         report.add("function " + name + " waiting",
                    findFunction(server.functions, name)->queue->waiting(name));
     }
-    // Those that are served, and what else a row takes and has come.
+    // Topics with subscribers; others are listed only once an event has come.
     for (const std::string& topic : topicsTaken())
         now.topics.try_emplace(topic);
     for (const auto& [topic, tally] : now.topics)
@@ -88,7 +88,7 @@ std::vector<std::string> drainReport(const Server& server) {
     report.add("waiting", waiting);
     report.add("running", running);
     report.add("generic", now.generic.running);
-    // Jobs first: what they leave to do is counted before they end.
+    // Checks jobs first: a job counts the generic mail that it starts before it ends.
     report.add("idle", !jobsAreHeld() && activity().generic.running == 0 ? 1 : 0);
     return report.fields;
 }

@@ -1,4 +1,4 @@
-// The answer to the verb "status", and what status replies tell of a failure.
+// Builds the replies to the verbs "status" and "drain", and status replies with reasons.
 #pragma once
 
 #include <string>
@@ -9,12 +9,12 @@
 
 namespace pm::host {
 
-// Pairs of fields: what it is, as docs/request-socket.md lists them, and its value.
+// Returns pairs of fields, a name and a value; docs/request-socket.md lists the names.
 std::vector<std::string> statusReport(const Server& server);
-// The same of what is left to do, for the verb "drain".
+// The same for the verb "drain": the work that is not done yet.
 std::vector<std::string> drainReport(const Server& server);
 
-// A status, then pairs of fields that tell why: docs/request-socket.md lists them.
+// Returns the status, then pairs of fields with reasons; docs/request-socket.md lists them.
 client::Reply outcomeReply(int32_t status, const WorkOutcome& outcome);
 
 } // namespace pm::host

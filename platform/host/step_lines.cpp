@@ -10,10 +10,10 @@ namespace pm::host {
 namespace {
 
 struct Row {
-    std::string_view start; // of what follows the operation's name in a line
+    std::string_view start; // of the text after the operation's name
     Told told;
-    std::string_view text; // empty: the line's own words up to a comma
-    bool rest;             // what follows the start is added
+    std::string_view text; // empty: the line's own text up to a comma
+    bool rest;             // append the rest of the line to text
 };
 
 constexpr Row rows[] = {
@@ -22,25 +22,24 @@ constexpr Row rows[] = {
     {"get Domain Literal fail", Told::Reason,
      "the mail server % has no address of an enabled family (IPv4, IPv6)", false},
     {"get ipv6 Domain Literal fail", Told::Reason,
-     "mails go out by IPv6, but the controller's IPv6 address is \"::\"", false},
+     "mails are sent over IPv6, but the controller's IPv6 address is \"::\"", false},
     {"Email server address is currently not set", Told::Reason, "no mail server is set", false},
     {"Couldn't get username", Told::Reason,
-     "login to the mail server is on, but there is no user name", false},
+     "login to the mail server is enabled, but no user name is set", false},
     {"either could not get email destination", Told::Reason, "the destination has no address",
      false},
     {"no relay configuration is written: ", Told::Reason, "", true},
-    {"Couldn't allocate", Told::Reason, "there is no memory", false},
-    {"pLocalBodyText - malloc() Failed", Told::Reason, "there is no memory for the mail's body",
-     false},
+    {"Couldn't allocate", Told::Reason, "out of memory", false},
+    {"pLocalBodyText - malloc() Failed", Told::Reason, "out of memory for the mail's body", false},
     {"index value of ", Told::Reason, "the index is out of range", false},
-    {"request_data is NULL", Told::Reason, "there is no record", false},
-    {"pTestEmailStruct is NULL", Told::Reason, "there is no record", false},
-    {"pAlertEmailStruct is NULL", Told::Reason, "there is no record", false},
+    {"request_data is NULL", Told::Reason, "the request has no record", false},
+    {"pTestEmailStruct is NULL", Told::Reason, "the request has no record", false},
+    {"pAlertEmailStruct is NULL", Told::Reason, "the request has no record", false},
     {"request_size less than", Told::Reason, "the record is too short", false},
     {"szSubject string is zero length", Told::Reason, "the subject is empty", false},
     {"szBodyText string is zero length", Told::Reason, "the body is empty", false},
     {"Blocking Mode ", Told::GenericMail, "", false},
-    {"ERROR : ", Told::GenericError, "no thread for the mail: ", true},
+    {"ERROR : ", Told::GenericError, "no thread or memory for the mail: ", true},
     {"Failed to get SNMP community name", Told::Reason, "no SNMP community is set", false},
     {"failed to get SNMP trap dest string", Told::Reason, "the destination has no address", false},
     {"the community holds a quote", Told::Reason,
@@ -48,12 +47,12 @@ constexpr Row rows[] = {
     {"the destination of index", Told::Reason, "the destination is neither an address nor a name",
      false},
     {"cannot convert varbind data", Told::Reason, "the trap is too long", false},
-    {"petConstructVarBind function failed", Told::Reason, "there is no memory", false},
+    {"petConstructVarBind function failed", Told::Reason, "out of memory", false},
     {"SNMP trap dest #", Told::Reason, "the destination is not enabled", false},
-    {"Failed to connect to system bus: ", Told::Reason, "the system bus is not reached: ", true},
-    {"Failed to call method: ", Told::Reason, "the log manager was not reached or failed: ", true},
-    {"Failed to parse response: ", Told::Reason,
-     "the log manager's answer is not readable: ", true},
+    {"Failed to connect to system bus: ", Told::Reason, "the system bus cannot be reached: ", true},
+    {"Failed to call method: ", Told::Reason,
+     "the log manager was not reached or failed: ", true},
+    {"Failed to parse response: ", Told::Reason, "the log manager's answer cannot be read: ", true},
     {"Exit with status=", Told::Answer, "the log manager answered ", true},
 };
 
@@ -66,7 +65,7 @@ bool isNameLetter(char letter) {
            (letter >= '0' && letter <= '9') || letter == '_';
 }
 
-// What follows "[12]: " and "name() - ", "name()-", "name(): " or "name: ".
+// The text after "[12]: " and "name() - ", "name()-", "name(): " or "name: ".
 std::string_view wordsOf(std::string_view line) {
     line.remove_prefix(std::min(line.find("]: ") + 3, line.size()));
     const auto letters =

@@ -1,5 +1,5 @@
-// What pm's operations tell in their log lines: how a mail ended, and why a step
-// failed. The lines are all that they tell of it beside a status.
+// Reads log lines of pm's operations for the result of a mail and the reason of a failed
+// step. Apart from a status, the operations report these nowhere else.
 #pragma once
 
 #include <cstdint>
@@ -10,13 +10,13 @@ namespace pm::host {
 
 enum class Told : uint8_t {
     Nothing,
-    Server,        // text: the mail server that is looked up
+    Server,        // text: the mail server to look up
     Reason,        // text: why the operation cannot succeed
-    Answer,        // text: the same, unless a reason is known already
-    FailedMail,    // text: its destination; status
-    GenericMail,   // a generic mail gets a thread
-    GenericThread, // the line is that thread's first
-    GenericError,  // text: why it has none
+    Answer,        // text: the same, used only if no reason is known yet
+    FailedMail,    // text: the destination; status is set
+    GenericMail,   // a thread for a generic mail is about to start
+    GenericThread, // the first line of that thread
+    GenericError,  // text: why that thread could not start
 };
 
 struct StepLine {
@@ -25,7 +25,7 @@ struct StepLine {
     int32_t status = 0;
 };
 
-// line: as logged. error: errno of the moment, which is that of a file's failure.
+// line: as logged. error: errno when it was logged, for a failure to open a file.
 StepLine readStepLine(std::string_view line, int error);
 
 } // namespace pm::host

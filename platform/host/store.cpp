@@ -21,15 +21,15 @@ namespace {
 using Layer = std::vector<SettingsEntry>;
 
 struct Store {
-    std::mutex writing; // one writer at a time, the file included
-    std::mutex mutex;   // guards the layers; never held during a file operation
+    std::mutex writing; // serialises writers, including the file; locked before mutex
+    std::mutex mutex;   // guards the layers; never locked during file access
     Layer file;
     Layer runTime;
     std::atomic<bool> loaded = false;
     std::atomic<void (*)(const std::string&)> changeHook = nullptr;
 };
 
-// Never destroyed: other threads still read while the process ends.
+// Never destroyed: other threads may use it until the process has ended.
 Store& store() {
     static Store& instance = *new Store;
     return instance;
@@ -85,7 +85,7 @@ std::optional<KeyId> knownKey(std::string_view name, std::string& error) {
     const auto key = findKey(name);
     if (key)
         return key;
-    // The name may be anything, and the error goes to a terminal.
+    // The caller's name may hold any bytes, and the error may reach a terminal.
     error = "there is no key \"" + escapeControls(name.substr(0, 100)) + '"';
     const std::string nearest = nearestKey(name);
     if (!nearest.empty())
@@ -93,7 +93,7 @@ std::optional<KeyId> knownKey(std::string_view name, std::string& error) {
     return std::nullopt;
 }
 
-// Replaces the run-time layer, first on disk. A null value takes the entry out.
+// Replaces the run-time layer, first on disk, then in memory. A null value removes the entry.
 bool changeRunTime(KeyId key, const Value* value, std::string& error) {
     Layer changed;
     {
@@ -113,7 +113,7 @@ bool changeRunTime(KeyId key, const Value* value, std::string& error) {
     return true;
 }
 
-// The frame of every write: loaded, one at a time, and the hook behind it all.
+// Common to all writes: requires loaded settings, serialises, and calls the hook after it.
 bool write(KeyId key, const Value* value, std::string& error) {
     bool changed = false;
     {

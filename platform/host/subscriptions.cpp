@@ -16,8 +16,8 @@ namespace {
 
 constexpr std::string_view LOCKDOWN_TOPIC =
     "CfgMgr$1$AttributeChange$norvu.embedded.1#lockdown.1#systemlockdown$";
-// The callback behind the lockdown topic keeps the directory services apart, so
-// that it hears of these as well.
+// The callback of the lockdown topic also ensures that only one directory service is enabled,
+// so it gets these topics as well.
 constexpr std::string_view DIRECTORY_TOPICS[] = {
     "CfgMgr$1$AttributeChange$norvu.embedded.1#activedirectory.1#enable$",
     "CfgMgr$1$AttributeChange$norvu.embedded.1#ldap.1#enable$",
@@ -25,18 +25,18 @@ constexpr std::string_view DIRECTORY_TOPICS[] = {
 
 struct Subscription {
     qornc_event_callback callback;
-    std::string text;
+    std::string text; // prefix of the topics
     bool operator==(const Subscription&) const = default;
 };
 
 struct Subscriptions {
     std::mutex mutex;
     const qornc_event_row* table = nullptr;
-    std::vector<qornc_event_callback> subscribers; // a handle is a place in here, from 1 on
+    std::vector<qornc_event_callback> subscribers; // a handle is an index here plus 1
     std::vector<Subscription> subscriptions;
 };
 
-// Never destroyed: delivery may still look here while the process ends.
+// Never destroyed: delivery may use it until the process has ended.
 Subscriptions& state() {
     static Subscriptions& instance = *new Subscriptions;
     return instance;
@@ -104,7 +104,7 @@ int makeSubscriber(uint64_t* handle, const char* subscriber, qornc_event_callbac
     return guarded(subscriber, -1, [&] {
         const std::lock_guard lock(state().mutex);
         auto& subscribers = state().subscribers;
-        // Handles are never given back: one that starts anew gets the one it had.
+        // Handles are never released: a callback that registers again keeps its handle.
         auto place = std::ranges::find(subscribers, callback);
         if (place == subscribers.end())
             place = subscribers.insert(place, callback);
@@ -122,7 +122,7 @@ int makeSubscription(uint64_t handle, const char* topic) {
             return -1;
         const Subscription added{state().subscribers[handle - 1], topic};
         auto& subscriptions = state().subscriptions;
-        // Repeated when another subscription failed: it still gets each one once.
+        // pm repeats all subscriptions if one failed; each callback must still be called once.
         if (std::ranges::find(subscriptions, added) == subscriptions.end())
             subscriptions.push_back(added);
         return 0;

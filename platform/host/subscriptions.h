@@ -1,4 +1,4 @@
-// Who takes which notifications.
+// The callbacks for each topic: rows of the client's table, and subscriptions.
 #pragma once
 
 #include <cstddef>
@@ -11,20 +11,20 @@
 
 namespace pm::host {
 
-// The table of the client; null: none. Its rows stay the caller's.
+// Sets the client's table, or none with null. The caller keeps owning it.
 void setEventTable(const qornc_event_row* table);
 
-// The callbacks of all rows and subscriptions that take a topic.
+// The callbacks of all rows and subscriptions that match a topic; empty if none does.
 std::vector<qornc_event_callback> takersOf(std::string_view topic);
 
-// Place of the first row that takes a topic, from 0 on; none if only subscriptions do.
+// Index of the first row that matches a topic; empty if no row does.
 std::optional<size_t> rowTaking(std::string_view topic);
 
-// Topics of the table, then the texts of the subscriptions.
+// The topics of the table, then the prefixes of the subscriptions.
 std::vector<std::string> topicsTaken();
 
-// What of these takes a topic: the topic itself if a row has it, else the text of
-// the first subscription; empty if nothing does.
+// The name under which a topic is counted: the topic itself if a row matches, else the prefix
+// of the first matching subscription; empty if nothing matches.
 std::string servedTopic(std::string_view topic);
 
 } // namespace pm::host

@@ -8,8 +8,7 @@ namespace pm::host {
 
 namespace {
 
-// Room for what handlers need, the name service included; only what is touched
-// costs memory.
+// Bytes; enough for handlers that resolve names. Only pages that are used take memory.
 constexpr size_t STACK_SIZE = 524288;
 
 } // namespace

@@ -7,9 +7,9 @@
 
 namespace pm::host {
 
-// Words stand between blanks; single and double quotes keep blanks (and each
-// other) and vanish; adjacent pieces are one word; '' is an empty word. Nothing
-// else has a meaning, backslash and $ included. False: a quote is not closed.
+// Blanks separate words. Text in single or double quotes is taken literally, without the
+// quotes, and joins what it touches; '' is an empty word. Backslash and $ are ordinary
+// characters. Returns false if a quote is not closed.
 bool splitWords(std::string_view line, std::vector<std::string>& words);
 
 } // namespace pm::host

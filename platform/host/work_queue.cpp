@@ -13,7 +13,7 @@ using namespace client;
 
 namespace {
 
-// Waiting and running jobs of all queues.
+// Bytes of the waiting and running jobs of all queues.
 std::atomic<size_t> bytesHeld{0};
 
 bool reserveBytes(size_t bytes) {
@@ -29,7 +29,7 @@ size_t bytesOf(const Job& job) {
     return sizeof job + job.record.held() + job.name.size() + job.value.size();
 }
 
-// Jobs end their own faults; what is left is a heap without room.
+// Jobs handle their own failures; an exception here means that memory is exhausted.
 void run(Job& job) {
     try {
         job.run(job);
@@ -39,16 +39,16 @@ void run(Job& job) {
                       job.name.c_str(), exception.what());
     }
     try {
-        leaveReply(job.caller, refusal("no-memory", "pm had no memory to finish it"));
+        leaveReply(job.caller, refusal("no-memory", "pm ran out of memory before it was done"));
     } catch (const std::exception&) {
-        return; // the caller's time limit tells it
+        return; // no reply: the caller's time limit ends its wait
     }
 }
 
 } // namespace
 
 bool jobsAreHeld() {
-    return bytesHeld.load() != 0; // each has a name at least
+    return bytesHeld.load() != 0; // every job counts at least its own size
 }
 
 Pushed WorkQueue::push(Jobs& jobs, bool own) {

@@ -1,5 +1,5 @@
-// Work that waits for one thread, bounded in number and, all queues together, in
-// bytes.
+// A queue of jobs that one thread runs. The number of jobs is limited for each queue, their
+// bytes for all queues together.
 #pragma once
 
 #include <condition_variable>
@@ -18,14 +18,14 @@
 
 namespace pm::host {
 
-inline constexpr size_t WAITING_LIMIT = 512;                // jobs of one queue
-inline constexpr size_t WAITING_BYTES = size_t{256} << 20U; // of all queues together
+inline constexpr size_t WAITING_LIMIT = 512;                // jobs in one queue
+inline constexpr size_t WAITING_BYTES = size_t{256} << 20U; // in all queues together
 
 struct Job {
     void (*run)(Job& job) = nullptr;
     Caller caller;
     std::string name;  // function, topic or key
-    std::string value; // of a key
+    std::string value; // for a key
     Record record;
     jelmux_function_handler handler = nullptr;
     std::vector<qornc_event_callback> callbacks;
@@ -34,24 +34,24 @@ using Jobs = std::list<Job>;
 
 enum class Pushed : uint8_t { Queued, Full, NoRoom, Closed };
 
-// Whether a job of any queue waits or runs.
+// Whether any queue has a waiting or running job.
 bool jobsAreHeld();
 
 class WorkQueue {
   public:
     explicit WorkQueue(size_t limit = WAITING_LIMIT) : m_limit(limit) {}
 
-    // Takes jobs' only job, and leaves it there if it is not queued. An own one is
-    // not counted: it follows from work that was.
+    // Moves the only job out of jobs; on failure it stays there. own: skips the job limit, as
+    // an internal job follows from work that was admitted already.
     Pushed push(Jobs& jobs, bool own = false);
 
-    // Runs what is pushed, one at a time, until the queue is closed.
+    // Runs the jobs, one at a time, until the queue is closed.
     void serve();
     void open();
-    // Drops what waits, and returns when serve is over with the job that runs.
+    // Drops waiting jobs, and waits until serve() has finished the running one.
     void close();
 
-    // Jobs that wait, all or those of one name; the one that runs is not among them.
+    // Number of waiting jobs, all or those with a name; excludes the running one.
     size_t waiting() const;
     size_t waiting(std::string_view name) const;
 

@@ -1,5 +1,5 @@
-// Messages of the request socket, their frames apart by 0xff bytes. Each is answered
-// once, under its own tag, and the socket still serves.
+// Sends messages, whose frames 0xff bytes separate, to the request socket. Each must get one
+// reply with its tag, and the socket must still serve.
 #include <cstdlib>
 #include <cstring>
 #include <unistd.h>
@@ -37,7 +37,7 @@ Reply ask(Frames frames, const std::string& tag) {
     for (int i = 0; i < TRIES; ++i) {
         takeOutbox(nullptr, nullptr, server);
         if (receiveFrames(caller, SIZE_MAX, frames) == Received::Whole)
-            return decodeReply(frames, tag).value(); // the end of the target without one
+            return decodeReply(frames, tag).value(); // throws, and so fails, without a valid reply
         usleep(10);
     }
     std::abort();

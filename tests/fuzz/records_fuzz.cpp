@@ -1,6 +1,6 @@
-// Records: a byte for the function or callback, one for the settings, then what came.
-// A request is handed over in a block of its own size; a notification as the stand-in
-// delivers it, padded and with its name inside.
+// Records. Input: a byte for the function or callback, one for the settings, then the record.
+// A request is passed in a block of exactly its size; a notification as platform/host delivers
+// it, padded and with its name inside.
 #include <unistd.h>
 
 #include "core/config_subscription.h"
@@ -37,7 +37,7 @@ const Steps settings[] = {{text(SENDER, ""), text("domain", "(none)")},
                           {text(AUTH, "1")},
                           {text(IPV4, "0"), text(IPV6, "1"), text("servers", "6")}};
 constexpr unsigned NO_RECORD = 0x40;
-constexpr unsigned TEXTS_FROM_RECORD = 0x80; // in all settings
+constexpr unsigned TEXTS_FROM_RECORD = 0x80; // fills all settings from the record
 
 class Fuzzed : public Scripted {
   public:

@@ -1,4 +1,4 @@
-// Settings files: what is loaded is sound, and what is not is told with its line.
+// Settings files: loaded entries are valid, and every other line has a finding.
 #include <algorithm>
 #include <cstdlib>
 

@@ -1,4 +1,4 @@
-// Command lines: words that are quoted and joined again split into the same words.
+// Command lines: splitting, quoting and joining the words, then splitting gives the same words.
 #include <cstdint>
 #include <cstdlib>
 

@@ -1,4 +1,4 @@
-"""What the system tests share: a real pm with a root, a /tmp and a host identity of its own."""
+"""Fixtures of the system tests: a real pm with its own root, /tmp and host identity."""
 import contextlib
 import json
 import os
@@ -20,11 +20,11 @@ from smtp_sink import SmtpSink  # noqa: E402
 
 BUILD = TREE / os.environ.get("PM_BUILD", "build/release")
 PREFIX = "Norvu.Embedded.1#"
-LIMIT = 20  # seconds that anything may take
-# Starts a program with mounts and a host identity of its own.
+LIMIT = 20  # seconds, for any single step
+# Starts a program in its own mount and host name namespaces.
 NAMESPACES = ["unshare", "-m", "-u"] if os.geteuid() == 0 else ["unshare", "-r", "-m", "-u"]
 SANITIZERS = ":".join(f"handle_{s}=2" for s in ("segv", "sigbus", "abort", "sigfpe", "sigill"))
-# A root of bind mounts in which /etc/certs and /flash can be made.
+# Makes a root of bind mounts, in which the test can create /etc/certs and /flash.
 CERTIFICATE_ROOT = """
 r={0}/tree; mkdir -p $r; mount -t tmpfs tmpfs $r
 for d in /*; do
@@ -41,7 +41,7 @@ set -- chroot $r "$@"
 
 
 def until(test, seconds=LIMIT):
-    """Asks again and again, for what nothing announces; returns the first true answer."""
+    """Polls a condition that cannot be waited for; returns its first true value."""
     end = time.monotonic() + seconds
     while not (answer := test()):
         assert time.monotonic() < end, "did not come about in time"
@@ -50,7 +50,7 @@ def until(test, seconds=LIMIT):
 
 
 def settings(port=25, count=4, flat=None, attributes=None, hardware=None):
-    """The text of a settings file: count destinations, and a mail server at a port."""
+    """Returns a settings file with count mail destinations and a mail server on a port."""
     tables = {"settings": {"pm_str_email_server_address": "127.0.0.1"},
               "attributes": {"IPv4.1#Address": "192.0.2.10", "IPv4.1#Enable": 1,
                              "IPv6.1#Enable": 0, "IPv6.1#Address1": "::",  # not the machine's
@@ -71,7 +71,7 @@ def settings(port=25, count=4, flat=None, attributes=None, hardware=None):
 
 
 class Pm:
-    """One pm on a root, and pmctl for it. mounts are shell commands run in its namespaces."""
+    """A pm on a root, and pmctl for it. mounts: shell commands to run in its namespaces."""
 
     def __init__(self, place, text="", mounts="", environment=None):
         self.binary, self.root, self.tmp = place.parent / "pm", place / "root", place / "tmp"
@@ -82,10 +82,10 @@ class Pm:
         self.tmp.mkdir()
 
     def launch(self, *options):
-        """Starts pm; returns the socket on which it will say that it serves."""
+        """Starts pm; returns the socket on which it will report readiness."""
         notify = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
         notify.bind("")
-        script = ("echo '(none)' 2>/dev/null >/proc/sys/kernel/domainname\n"  # root's alone
+        script = ("echo '(none)' 2>/dev/null >/proc/sys/kernel/domainname\n"  # only root may
                   f"set -e\n{self.mounts}\nmount --bind {self.tmp} ${{r:-}}/tmp\nexec \"$@\"")
         environment = os.environ | {
             "PM_HOST_ROOT": str(self.root), "ASAN_OPTIONS": SANITIZERS,
@@ -98,14 +98,14 @@ class Pm:
         return notify
 
     def start(self, *options):
-        """Starts pm and returns when it serves."""
+        """Starts pm and waits until it serves."""
         with self.launch(*options) as notify:
             assert self.ready(notify) == [notify], f"pm did not come up: {self.errors()}"
             assert notify.recv(100).startswith(b"READY=1")
         return self
 
     def ready(self, *others):
-        """Waits for the end of pm, or for something to read; returns what it was."""
+        """Waits until pm ends or a file is readable; returns the readable ones."""
         with os.fdopen(os.pidfd_open(self.process.pid)) as end:
             return select.select([end, *others], [], [], LIMIT)[0]
 
@@ -139,11 +139,11 @@ class Pm:
         return self.err.read_text(errors="replace")
 
     def left(self):
-        """What stands in pm's /tmp, without its lock."""
+        """The names in pm's /tmp, without its lock."""
         return sorted(f.name for f in self.tmp.iterdir() if f.name != "pm.lock")
 
     def held(self):
-        """Numbers of its descriptors, threads and children."""
+        """Counts pm's descriptors, threads and children."""
         process = pathlib.Path(f"/proc/{self.process.pid}")
         tasks = list((process / "task").iterdir())
         children = sum(len((task / "children").read_text().split()) for task in tasks)
@@ -160,7 +160,7 @@ def pytest_configure(config):
 
 @pytest.fixture(scope="session")
 def area():
-    """Not below /tmp, which a pm sees otherwise than its test; short, for the socket's sake."""
+    """Not below /tmp, as pm has its own; short, as socket paths are limited."""
     with tempfile.TemporaryDirectory(prefix="pm-", dir="/var/tmp") as folder:
         shutil.copy(BUILD / "pm", folder)
         yield pathlib.Path(folder)
@@ -168,13 +168,13 @@ def area():
 
 @pytest.fixture
 def place(area):
-    """A folder of one test's own."""
+    """A folder for one test."""
     return pathlib.Path(tempfile.mkdtemp(dir=area))
 
 
 @pytest.fixture
 def make():
-    """Makes what has a close(), and closes it after the test."""
+    """Creates objects and calls their close() after the test."""
     with contextlib.ExitStack() as stack:
         yield lambda kind, *arguments, **named: stack.enter_context(
             contextlib.closing(kind(*arguments, **named)))
@@ -193,5 +193,5 @@ def sink(make):
 
 @pytest.fixture
 def pm(make_pm, sink):
-    """A pm that serves, with four destinations at a well-behaved mail server."""
+    """A running pm with four destinations and a mail server that accepts all mail."""
     return make_pm(settings(sink.port)).start()

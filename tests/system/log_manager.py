@@ -1,4 +1,4 @@
-"""A stand-in for the log-manager service, on a bus of its own."""
+"""A fake log manager service on a private bus."""
 import ctypes
 import subprocess
 import threading
@@ -9,7 +9,7 @@ CONFIGURATION = """<busconfig><type>system</type><listen>unix:path={0}/bus</list
 
 
 class Bus:
-    """A dbus-daemon in a folder; environment leads pm to it."""
+    """A dbus-daemon in a folder; environment makes pm use it."""
 
     def __init__(self, folder):
         (folder / "bus.conf").write_text(CONFIGURATION.format(folder))
@@ -18,7 +18,7 @@ class Bus:
         self.process = subprocess.Popen(
             ["dbus-daemon", f"--config-file={folder}/bus.conf", "--nofork", "--print-address"],
             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-        assert self.process.stdout.readline().startswith(b"unix:")  # it listens
+        assert self.process.stdout.readline().startswith(b"unix:")  # printed when it listens
 
     def close(self):
         self.process.kill()

@@ -1,4 +1,4 @@
-"""Mails as a real SMTP server gets them."""
+"""Mails as received by a real SMTP server."""
 import os
 import re
 import ssl
@@ -17,7 +17,7 @@ DATE = r"(?:Mon|Tue|Wed|Thu|Fri|Sat|Sun), \d\d [A-Z][a-z]{2} \d{4} \d\d:\d\d:\d\
 
 
 def text(mail):
-    """A mail without what the relay adds, its dates made the same for all."""
+    """A mail without the headers that msmtp adds, and with a fixed date."""
     data = mail.data.decode().replace("\r\n", "\n")
     data, ids = re.subn(r"^Message-ID: .*\n", "", data, count=1, flags=re.M)
     assert ids == 1
@@ -126,8 +126,8 @@ def certificate(area):
     return context
 
 
-# Server's address, encryption, mechanism asked for, password, what the server offers; and
-# the mechanism that is used, "" for none, or None for a failure.
+# Server's address, encryption, configured mechanism, password, mechanisms that the server
+# offers; expected mechanism, "" for no login, None for a failure.
 RELAYS = [
     ("127.0.0.1", 0, None, "", "", ""), ("::1", 0, None, "", "", ""),
     ("localhost", 1, None, "", "", ""), ("::1", 2, None, "", "", ""),

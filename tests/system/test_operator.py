@@ -1,4 +1,4 @@
-"""What an operator looks into: check, log, status, and their output for programs."""
+"""The verbs check, log and status of pmctl, as text and as JSON."""
 import json
 import os
 import re
@@ -11,7 +11,7 @@ from conftest import BUILD, CERTIFICATE_ROOT, NAMESPACES, PREFIX, TREE, SmtpSink
 SECRET, COMMUNITY = "hunter2 of spades", "very private"
 at = "'Norvu.Embedded.1#{}' = {}".format
 OWN = ".*IPv4.1#Address: .* 0.0.0.0"  # of a machine without a network
-# A sound file; lines of one's own go into each of its tables.
+# A valid settings file; each {} takes further lines of a table.
 FILE = ("[settings]|pm_str_email_server_address = '127.0.0.1'|pm_bool_email_alert1_enabled = true|"
         "pm_str_email_alert1_destination = 'a@example.com'|{}|[attributes]|{}|[hardware]|{}|")
 
@@ -55,7 +55,7 @@ LOGIN = {"alert_bool_smtp_auth_enable": True, "alert_str_smtp_user": "u",
     ({}, {}, []), ({}, {"network.1#dnsnvcname": "n%U"}, []),
     ({"pm_str_email_server_address": "mail.example.com"}, {}, ["note: .*keeps no queue"]),
     ({}, {SENDER: "%U.%C@%%H%Z"}, ["SenderEmail: holds %U", "SenderEmail: holds %H", "%C"]),
-    ({}, {SENDER: "%M@a"}, ["%M.*(no mail can go out|replaces)"]),
+    ({}, {SENDER: "%M@a"}, ["%M.*(no mail can be sent|replaces)"]),
     ({}, {SENDER: "", "network.1#dnsnvcname": "n%U"}, ["dnsnvcname: holds %U"]),
     ({}, {SENDER: " "}, ["SenderEmail: holds blanks only"]),
     ({"pm_str_email_alert2_destination": "ops"}, {SENDER: "a"}, [
@@ -132,7 +132,7 @@ def test_check_of_rights_and_of_a_silent_server(make_pm, make):
 
 
 @pytest.fixture
-def failed(make_pm, place):  # a mail was refused by a relay that tells all, and a trap sent
+def failed(make_pm, place):  # one mail failed, with secrets in msmtp's message; one trap was sent
     (place / "msmtp").write_text('#!/bin/sh\ngrep password "$2" >&2; echo no >&2; exit 77\n')
     (place / "msmtp").chmod(0o700)
     flat = {"alert_bool_smtp_auth_enable": True, "alert_str_smtp_user": "norvu"}
@@ -163,7 +163,7 @@ def test_log_is_bounded_and_followed(pm):
         for _ in range(500):
             client.send_multipart([b"pm/1", b"", b"call", b"pm_function_sendTestTrap"])
         assert all(client.recv_multipart()[3] == b"1" for _ in range(500))
-        for _ in range(200):  # three lines each, and no failure
+        for _ in range(200):  # each logs three lines and no failure
             client.send_multipart([b"pm/1", b"", b"event", b"event_ipmi_pet", b"wait", b"\0" * 24])
         assert all(client.recv_multipart()[3] == b"0" for _ in range(200))
     everything = pm.ctl("log").split("\n")
@@ -208,7 +208,7 @@ def test_status_counts(failed):
 def test_reasons(make_pm, sink, place):
     pm = make_pm(settings(sink.port, 2)).start()
     assert "127.0.0.1 took the test mail for user1@example.com" in pm.ctl("test-mail", 1)
-    sink.refuse = 2  # both attempts at the first of two mails
+    sink.refuse = 2  # both attempts to send the first of two mails
     event = pm.ctl("event", "event_ipmi_pet", "--message", "M", status=1)
     assert re.search(r"user1@.* failed, status -1: msmtp: .*550 No such", event) and (
         "user2" not in event)

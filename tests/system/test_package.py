@@ -1,4 +1,4 @@
-"""The package in a root of what it depends on alone: installed, seen to mail, removed."""
+"""The package in a root with only its dependencies: installs, sends a mail, is removed."""
 import os
 import pathlib
 import platform
@@ -9,7 +9,7 @@ import subprocess
 import pytest
 from conftest import BUILD, NAMESPACES, TREE, settings
 
-# Copies the essential packages and those named, with all that they need. $1: root, then names.
+# Copies the essential and the named packages with their dependencies. $1: root, then names.
 ROOT = r"""
 set -e
 root=$1; shift
@@ -56,7 +56,7 @@ def test_installed_package_mails_and_leaves_nothing(area, sink):
     depends = subprocess.check_output(["dpkg-deb", "-f", package, "Depends"], text=True)
     names = re.sub(r"\(.*?\)|,", "", depends).split()
     subprocess.run(["bash", "-c", ROOT, "bash", place / "root", *names], check=True)
-    for program in "sbin/pm", "bin/pmctl":  # hardened as installed
+    for program in "sbin/pm", "bin/pmctl":  # check the hardening of the installed files
         path = place / "pm/usr" / program
         notes = subprocess.check_output(f"readelf -dnWs {path}; objdump -d {path}", shell=True)
         signs = [b"__stack_chk_fail", b"_chk@", b"BIND_NOW", b"PIE"]

@@ -1,4 +1,4 @@
-"""The process itself: options, signals, one pm a root, what it holds and leaves."""
+"""The process: options, signals, one pm for each root, resources and leftover files."""
 import contextlib
 import ctypes
 import os
@@ -107,7 +107,7 @@ def test_many_idle_connections(make_pm, which, fewest, most):
             connection = stack.enter_context(socket.socket(socket.AF_UNIX))
             connection.connect(str(pm.root / "run/pm/requests"))
         assert pm.ctl("get", "pm_str_email_alert4_subject") == "Subject 4"
-        until(lambda: fewest < pm.held()[0] < most)  # the oldest that never asked are closed
+        until(lambda: fewest < pm.held()[0] < most)  # idle connections are closed, the oldest first
         assert pm.process.poll() is None
 
 
@@ -127,7 +127,7 @@ def test_a_full_standard_error_holds_no_end(make_pm):
     errors = os.open(pm.err, os.O_RDWR | os.O_NONBLOCK)
     pm.start("-d").process.send_signal(signal.SIGUSR1)
     said = b""
-    while b"received SIGUSR1" not in said:  # then pm's main thread is in its last sleep
+    while b"received SIGUSR1" not in said:  # after it, pm's main thread sleeps
         until(lambda: select.select([errors], [], [], 1)[0])
         said += os.read(errors, 65536)
     with contextlib.suppress(BlockingIOError):
@@ -152,17 +152,17 @@ def test_second_instance_is_refused(make_pm, shared):
         assert second.wait() == 255 and "libqorn init failed" in second.errors()
         assert str(first.process.pid) in second.errors()
     assert first.ctl("get", "pm_str_email_alert4_subject") == "Subject 4"
-    # One that was killed is no obstacle, nor its socket; of its mails nothing stays.
+    # A killed pm leaves a lock and a socket that do not hinder the next, and no mail files.
     first.stop(signal.SIGKILL)
     for name in ("zorqemail.txt", "zorqgenericemail123", "zorqemailconfig.txt123"):
         (second.tmp / name).write_text("left behind")
-    (second.tmp / "zorqgenericemail12x").touch()  # no name of ours
+    (second.tmp / "zorqgenericemail12x").touch()  # not a name that pm uses
     second.start()
     assert second.left() == ["zorqgenericemail12x"]
     assert ("left: /tmp/zorqemail.txt /tmp/zorqgenericemail123 /tmp/zorqemailconfig.txt123\n"
             in second.errors())
     second.stop()
-    # As root, nothing that others leave in /tmp is: the claim is not made there.
+    # For root, files in /tmp cannot hinder the start, as the claim is elsewhere.
     (second.tmp / "pm.lock").unlink(missing_ok=True)
     (second.tmp / "pm.lock").symlink_to(first.err)
     if pathlib.Path("/run/pm/tmp.claims").exists():
@@ -209,6 +209,6 @@ def test_idle_and_nothing_left_over(make_pm, sink):
     assert pm.left() == ["zorqemailconfig.txt"]
     counts = [switches()]
     while len(counts) < 5 and (len(counts) < 2 or counts[-1] != counts[-2]):
-        time.sleep(3)  # the length of the measurement; the work's end may reach into it
+        time.sleep(3)  # the time measured; it may include the end of the work
         counts.append(switches())
     assert counts[0] > 0 and counts[-1] == counts[-2], counts

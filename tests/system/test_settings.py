@@ -1,4 +1,4 @@
-"""Settings through a real pm: what it reads, writes, keeps and reacts to."""
+"""Settings of a real pm: reading, writing, keeping and reactions to changes."""
 import os
 import pathlib
 import signal
@@ -16,7 +16,7 @@ LDAP, AD = "pam_int_ldap_enable_mode", "pam_int_ad_enable_mode_pl"
 
 def test_written_values(make_pm):
     pm = make_pm(settings(count=1, attributes={"SNMPAlert.1#State": {"enum": "1"}}) + "x").start()
-    assert pm.errors().count("pm.conf:") == 1  # told of the last line; all others are loaded
+    assert pm.errors().count("pm.conf:") == 1  # for the last line; all others are loaded
     written = {SUBJECT: "quotes \" ' and \\ and # = [x] \u00e4\u20ac",
                "pm_str_email_alert1_body": "two\nlines\t.", PREFIX + "SNMP.1#AlertPort": "1162"}
     for key, value in written.items():
@@ -144,7 +144,7 @@ def test_configuration_event_restarts_the_sibling(make_pm, make, place, served):
     with zmq.Context() as context, context.socket(zmq.ROUTER) as service:
         service.bind(f"ipc://{place}/slow")
         with pm.ctl_start("event", "event_ipmi_pet", "--message", "M") as mail:
-            sink.wait(lambda s: s.connections > 0)  # its mail hangs, and delays nothing
+            sink.wait(lambda s: s.connections > 0)  # this mail hangs, but delays nothing else
             restart = pm.ctl_start("event", "qelctl_event_config_changed")
             if "slow" in served:
                 peer, version, tag, *_ = service.recv_multipart()

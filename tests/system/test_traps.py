@@ -1,4 +1,4 @@
-"""Test traps as snmptrapd and a log manager on a bus get them."""
+"""Test traps as received by a real snmptrapd and by a log manager on a bus."""
 import os
 import socket
 import subprocess
@@ -25,7 +25,7 @@ class TrapReceiver:
             ["snmptrapd", "-f", "-n", "-Lo", "-C", "-c", folder / "conf", "-On", "-Ox",
              f"udp:127.0.0.1:{self.port}", f"udp6:[::1]:{self.port}"], stdout=subprocess.PIPE,
             text=True, env=os.environ | {"MIBS": "", "SNMP_PERSISTENT_DIR": str(folder)})
-        while "NET-SNMP version" not in self.process.stdout.readline():  # then it listens
+        while "NET-SNMP version" not in self.process.stdout.readline():  # printed when it listens
             assert self.process.poll() is None
 
     def trap(self):
@@ -71,7 +71,7 @@ def test_by_the_log_manager(make_pm, make, place, monkeypatch, answer, status, r
     pm = make_pm(settings(attributes={"SNMPAlert.3#State": "1", "SNMPAlert.8#State": 1}),
                  environment=bus.environment).start("-debug")
     monkeypatch.setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.environment["DBUS_SYSTEM_BUS_ADDRESS"])
-    assert ("goes to nobody" in pm.ctl("check", status=1)) == (answer is None)
+    assert ("cannot be sent by the log manager" in pm.ctl("check", status=1)) == (answer is None)
     for arguments in (["3", "--via", "log-manager"], ["8", "--road", "snmp"]):
         assert reason in pm.ctl("test-trap", *arguments, status=1 if status else 0)
     assert manager is None or manager.indexes == [3, 8]

@@ -5,7 +5,7 @@ namespace {
 
 class FanOut : public Cases {};
 
-// An event with rubbish around its message.
+// An event whose other fields are filled with garbage.
 int32_t notifyOfEvent(const string& message) {
     EventRecord record;
     std::memset(&record, 'm', sizeof record);

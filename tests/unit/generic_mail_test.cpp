@@ -1,4 +1,4 @@
-// The generic mail's record and thread; senders at the same time.
+// The generic mail's record and thread; several senders at the same time.
 #include <chrono>
 #include <set>
 #include <thread>
@@ -66,7 +66,7 @@ TEST_F(ConcurrentMail, CollidingThreadIdsEachKeepTheirOwnFiles) {
     for (size_t i = 0; i < MAILS; ++i)
         script.threadIds.push_back(1234500 + static_cast<int>(i));
     std::atomic<size_t> running = 0;
-    script.duringRun = [&running] { // each relay waits until all are running
+    script.duringRun = [&running] { // each msmtp run waits until all are running
         ++running;
         for (int i = 0; i < 2000 && running < MAILS; ++i)
             pause(5);
@@ -104,7 +104,7 @@ TEST_F(ConcurrentMail, SharedFilesBelongToOneAttemptAtATime) {
     threads.clear(); // waits for them
     EXPECT_LE(60U, script.runs.size());
     for (const RelayRun& run : script.runs)
-        EXPECT_TRUE(run.message.ends_with("\n\n")); // whole, whichever sender wrote it
+        EXPECT_TRUE(run.message.ends_with("\n\n")); // complete, for every sender
     EXPECT_EQ((Lines{RELAY_CONFIG_PATH}), mailFiles());
 }
 

@@ -1,4 +1,4 @@
-// Command runner of the stand-in: words, what a program gets, how it ends.
+// Command runner of platform/host: words, the program's environment, its end.
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -39,7 +39,7 @@ TEST(HostWords, Split) {
     }
 }
 
-// Runs commands in a folder of its own.
+// Runs commands in a temporary folder.
 struct HostCommand : testing::Test {
     HostCommand() {
         char name[] = "/tmp/pm-command-XXXXXX";
@@ -59,7 +59,7 @@ struct HostCommand : testing::Test {
         log = testing::internal::GetCapturedStderr();
         return result;
     }
-    // What a shell script with the given words behind it writes.
+    // Runs a shell script with the given arguments; returns its output.
     std::string output(const std::string& script, const char* words = "",
                        const char* input = nullptr) {
         EXPECT_EQ(run("sh -c 'exec >out; " + script + "' x " + words, input), 0) << log;
@@ -92,7 +92,7 @@ TEST_F(HostCommand, FailuresAreToldInOneLine) {
     EXPECT_NE(run("no-such-program-here"), 0);
     EXPECT_EQ(error, ENOENT);
     EXPECT_NE(run("false"), 0);
-    EXPECT_EQ(error, 0); // it ran: nothing of the caller's or of the runner's
+    EXPECT_EQ(error, 0); // it ran, so neither the old value nor the runner's own errors remain
     EXPECT_EQ(run("sh -c 'echo fine >&2'"), 0);
     EXPECT_EQ(log, "");
 }
@@ -103,22 +103,22 @@ TEST_F(HostCommand, ProgramGetsWhatItShould) {
     EXPECT_EQ(output("cat"), ""); // standard input is /dev/null
     EXPECT_EQ(output("printf \"<%s>\" \"$@\"", "'' 'a b' $HOME"), "<><a b><$HOME>");
 
-    // A session of its own: a password cannot be asked for on pm's terminal.
+    // Its own session, so it cannot ask for a password on pm's terminal.
     EXPECT_EQ(output("set -- $(cat /proc/$$/stat); echo $(($6 - $$))"), "0\n");
 
-    // Nothing of the caller's signals, descriptors or systemd's socket.
+    // Inherits no signal settings, descriptors or systemd socket.
     sigset_t blocked, before;
     sigfillset(&blocked);
     pthread_sigmask(SIG_SETMASK, &blocked, &before);
     const auto previous = std::signal(SIGPIPE, SIG_IGN);
     setenv("NOTIFY_SOCKET", "/run/notify", 1);
     const int extra = fcntl(STDOUT_FILENO, F_DUPFD, 57); // not close-on-exec
-    // The two highest signals of the first half belong to the C library.
+    // The C library keeps signals 32 and 33 for itself.
     EXPECT_EQ(output("grep -cE \"SigBlk:.0*$|SigIgn:.*0000000$\" /proc/self/status"), "2\n");
     setenv("LC_ALL", "tr_TR.UTF-8", 1);
     EXPECT_EQ(output("echo ${NOTIFY_SOCKET-gone} $LC_ALL"), "gone C.UTF-8\n");
     unsetenv("LC_ALL");
-    EXPECT_EQ(output("exec ls /proc/self/fd"), "0\n1\n2\n3\n"); // 3: the folder itself
+    EXPECT_EQ(output("exec ls /proc/self/fd"), "0\n1\n2\n3\n"); // 3: ls reading the folder
     close(extra);
     unsetenv("NOTIFY_SOCKET");
     std::signal(SIGPIPE, previous);
@@ -140,7 +140,7 @@ TEST_F(HostCommand, NeitherGrandchildrenNorHangingNorFloodingHoldTheCaller) {
     EXPECT_NE(run("sh -c 'trap \"\" TERM; while :; do sleep 1; done'"), 0);
     EXPECT_LT(seconds, 5);
     unsetenv("PM_HOST_COMMAND_LIMIT_MS");
-    EXPECT_NE(std::system("kill -0 $(cat child) 2>/dev/null"), 0); // all of its group has ended
+    EXPECT_NE(std::system("kill -0 $(cat child) 2>/dev/null"), 0); // the whole group has ended
 }
 
 size_t childrenOf(pid_t process) {
@@ -169,7 +169,7 @@ TEST_F(HostCommand, SoManyAtATimeAndWorkersAreNotHeldUp) {
         becomeWorker();
         EXPECT_EQ(vesk_exec_systemcmd("true"), 0);
     }).join();
-    for (; done < callers.size(); usleep(1000)) // each opening ends those who wait for one
+    for (; done < callers.size(); usleep(1000)) // opening the FIFO ends its readers
         pm::client::Fd(open("gate", O_WRONLY | O_NONBLOCK)).reset();
 }
 

@@ -1,4 +1,4 @@
-// What the stand-in takes from log lines: why an operation failed, and how mails ended.
+// What platform/host reads from log lines: why an operation failed, and how mails ended.
 #include <cerrno>
 #include <gtest/gtest.h>
 #include <thread>
@@ -10,7 +10,7 @@ namespace {
 
 constexpr const char* GENERIC = "pm_function_sendGenericEmail";
 
-// Lines as pm's operations log them; gives what the last one leads to.
+// Notes lines as pm's operations log them; returns the reason to log after the last one.
 std::string note(std::initializer_list<const char*> lines, int error = 0) {
     std::string more;
     for (const char* line : lines)
@@ -35,7 +35,7 @@ TEST(HostReasons, OfAnOperationWithoutMails) {
         EXPECT_EQ(noteEnd(Work::Function, "f", -1).reason, reason);
         EXPECT_EQ(activity().last.reason, reason);
     }
-    noteBegin(Work::Function, "f"); // a step that failed, and then went well
+    noteBegin(Work::Function, "f"); // a step that failed first and then succeeded
     note({"[9]: sendEmail() - getaddrinfo error: again"});
     noteCommand("/usr/bin/msmtp", true, 0, "");
     EXPECT_EQ(noteEnd(Work::Function, "f", 0).reason, "");
@@ -74,16 +74,16 @@ TEST(HostReasons, OfGenericMails) {
         thread.join();
         return noteEnd(Work::Function, GENERIC, 0).mails.size();
     };
-    EXPECT_EQ(send("-1"), 1U); // its caller learns of it
+    EXPECT_EQ(send("-1"), 1U); // reported to the waiting caller
     EXPECT_EQ(send(""), 0U);
     EXPECT_EQ(activity().generic.failed, 1U);
 
-    // Accepted, but without a thread.
+    // Accepted, but its thread could not start.
     noteBegin(Work::Function, GENERIC);
     EXPECT_EQ(note({"[9]: sendGenericEmail() - Blocking Mode disabled",
                     "[9]: sendGenericEmail() - ERROR : Out of threads",
                     "[9]: sendGenericEmail() - mail to \"a\" failed with status -1"}),
-              "no thread for the mail: Out of threads");
+              "no thread or memory for the mail: Out of threads");
     noteEnd(Work::Function, GENERIC, 0);
     EXPECT_EQ(activity().generic.done, 3U);
     EXPECT_EQ(activity().generic.failed, 2U);

@@ -1,4 +1,4 @@
-// What the stand-in makes of a settings file, of attributes and of records.
+// How platform/host reads settings files, attributes and records.
 #include <algorithm>
 #include <gtest/gtest.h>
 
@@ -17,9 +17,9 @@ using namespace pm::client;
 namespace {
 
 struct BadFile {
-    std::string text; // '|' for a line feed, SERVER for a sound line that must come through
+    std::string text; // '|' for a line feed, SERVER for a valid line that must be loaded
     int line;
-    const char* finding; // part of what is told of that line, and of no other
+    const char* finding; // part of the only finding, which is about that line
 };
 
 const BadFile BAD_FILES[] = {
@@ -67,13 +67,13 @@ TEST(HostSettings, FileTellsWhatIsWrongAndLoadsTheRest) {
     EXPECT_LT(file.findings.size(), 30U);
 }
 
-TEST(HostSettings, AttributeInAnyCaseByEachRoad) {
+TEST(HostSettings, AttributeInAnyCaseByEachCall) {
     constexpr const char* PORT = "norvu.EMBEDDED.1#snmp.1#ALERTPORT";
     int32_t number = 0;
     EXPECT_EQ(CfgGetAttributeInt(PORT, &number), 0);
     EXPECT_EQ(number, 162);
     char text[] = "1620";
-    uint32_t size = 3; // one too few
+    uint32_t size = 3; // one byte too few
     EXPECT_NE(CfgGetAttribute(PORT, text, &size), 0);
     EXPECT_EQ(text[3], '0');
     EXPECT_EQ(CfgGetAttribute(PORT, text, &(size = 4)), 0);

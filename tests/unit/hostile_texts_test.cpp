@@ -33,7 +33,7 @@ string bytesOf(const Record& record) {
 const struct {
     Handler handler;
     string record;
-    std::vector<std::pair<size_t, size_t>> fields; // offset and size; the body is the last
+    std::vector<std::pair<size_t, size_t>> fields; // offset and size; the body is last
 } requests[] = {
     {sendEmailAlertsEx, bytesOf(alertsRequest("", "s")), {{0, 255}, {255, 255}, {510, 2040}}},
     {sendTestEmail, bytesOf(testRequest("Body")), {{0, 255}, {255, 255}, {510, 255}}},
@@ -41,12 +41,12 @@ const struct {
     {sendGenericEmail, genericRequest("x", "s", 1, "Body"), {{0, 255}, {255, 255}, {511, 5}}},
     {sendIPMITestTrap, "\x02", {}}};
 
-// Settings that go into a mail, its relay configuration or a trap.
+// Settings that go into a mail, msmtp's configuration or a trap.
 const Lines KEYS = {SERVER,   SENDER,   USER,        PASSWORD,  PREFIX,       SMTP_PORT,
                     HOST,     ADDRESS4, ADDRESS6,    TRAP_PORT, TRAP_ADDRESS, addressKey(2),
                     "domain", "guid",   "host name", "chassis", "community",  subjectKey(2)};
 
-// The record lies in a block of its own size, so that no byte outside is read unseen.
+// The record has a block of exactly its size, so that a read outside is detected.
 void run(Handler handler, const string& request, const string& body) {
     script.calls.clear(), script.runs.clear();
     std::vector<char> exact(request.begin(), request.end());
@@ -64,7 +64,7 @@ TEST_F(HostileTexts, InEachSettingAndField) {
                          text("domain", "(none)"), text(enabledKey(1), "0"),
                          text(enabledKey(3), "0"), text(enabledKey(4), "0")};
     for (string hostile : TEXTS) {
-        for (const size_t enough : {size_t{0}, size_t{600}}) { // as it is, and repeated
+        for (const size_t enough : {size_t{0}, size_t{600}}) { // least size, by repetition
             for (const string once = hostile; hostile.size() < enough;)
                 hostile += once;
             for (const string& key : KEYS) {

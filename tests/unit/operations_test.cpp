@@ -1,5 +1,5 @@
-// Each operation and callback: its sound run as a golden text, and each of its outside calls
-// and allocations made to fail in turn.
+// Each operation and callback: compares a successful run with a golden text, then makes each
+// outside call and allocation fail in turn.
 #include <cstdlib>
 #include <fstream>
 #include <regex>
@@ -37,10 +37,9 @@ const struct {
 
 class Operations : public Scripted {};
 
-// golden/NAME.txt has log lines and outside calls in order. With PM_GOLDEN=1 in the
-// environment the test writes these files: read each difference before you commit it.
-// The lines of a mail's and a trap's helpers are in sendEmail.txt and sendIPMITestTrap.txt,
-// and a mail that another operation sends is in sendEmail.txt, alone.
+// golden/NAME.txt has log lines and outside calls in order. With PM_GOLDEN=1 in the environment
+// the test writes these files: read each difference before you commit it. Lines that operations
+// share are listed once: a mail's in sendEmail.txt, a trap's in sendIPMITestTrap.txt.
 TEST_F(Operations, SoundRunsAreAsTheirGoldenTexts) {
     static const std::regex HELPERS(
         "getDomainLiteral|get(SMTP|EmailEnc|Attr|SenderEmail|Curr)|GetHostname|WriteEmailConfig");
@@ -74,7 +73,7 @@ TEST_F(Operations, EachFaultLeavesEverythingSound) {
                 const int32_t status = operation.run();
                 left = script.*kind;
                 const bool isSender = &operation < &operations[4];
-                const bool noThread = logged("sendGenericEmail() - ERROR") > 0; // but status 0
+                const bool noThread = logged("sendGenericEmail() - ERROR") > 0; // with status 0
                 EXPECT_TRUE(!isSender || noThread || (status == 0) != script.runs.empty());
                 const bool mayStay = logged("status -9") > 0 || script.calls.size() < nth ||
                                      script.calls[nth - 1].starts_with("unlink");

@@ -1,4 +1,4 @@
-// Sound requests, the operations as the tests call them, and the form of a case.
+// Valid requests, wrappers that call the operations, and the structure of a test case.
 #pragma once
 
 #include <cstring>
@@ -35,7 +35,7 @@ inline AlertEmailStruct alertRequest(const string& body, int32_t index = 2) {
     setField(request.szBody, body);
     return request;
 }
-// The body lies between the head and the terminator that the handler forces.
+// The body follows the head; the handler replaces the last byte by a terminator.
 inline string genericRequest(const string& to, const string& subject, uint8_t blocking,
                              const string& body) {
     GenericEmailStruct head = {{}, {}, blocking};
@@ -59,7 +59,7 @@ inline int32_t sendGenericAs4242() {
 }
 inline constexpr const char* AD_ENABLE = "norvu.embedded.1#activedirectory.1#enable";
 inline constexpr const char* LDAP_ENABLE = "norvu.embedded.1#ldap.1#enable";
-// The callback gets a notification; attribute is the name in a change record.
+// Calls the callback with a notification; attribute: the name in a change record.
 inline int32_t notify(qornc_event_callback callback, const string& topic, uint16_t type,
                       const string& attribute = "", uint32_t size = sizeof(EventRecord)) {
     char record[sizeof(EventRecord)] = {};
@@ -82,25 +82,25 @@ inline const Sender senders[4] = {
      bMseCompatAlertEmail},
     {"sendGenericEmail", sendGenericAs4242, bMseCompatGenericEmail}};
 
-// A row of a table. To add a case, copy one: "given" has what is unusual, and the other
-// members say what must come of it. All but the status are tested where a row names them.
+// A test case. "given" has the deviations from the default settings; the other members have
+// the expected results. The status is always checked, the others only if a case sets them.
 inline constexpr size_t ANY = 1000000;
 struct Case {
     string name = "";
     Steps given = {};
     int32_t status = 0;
-    size_t attempts = ANY, runs = ANY, calls = ANY; // at a mail, of the relay, to the outside
-    string to = "?";                                // first letter of the receiver, run by run
-    string message = "", relay = "";                // parts of what the last run got
-    string call = "", log = "";                     // start of an outside call, part of a line
+    size_t attempts = ANY, runs = ANY, calls = ANY; // mails, msmtp runs, outside calls
+    string to = "?";                 // first letters of the recipients, in order of the runs
+    string message = "", relay = ""; // parts of the files of the last run
+    string call = "", log = "";      // start of a call, part of a log line
 };
 inline const string DATE = "Date: Tue, 14 Nov 2023 22:13:20 +0100\n";
 inline const string TYPE = "Content-type: text/plain\n\n";
-inline const string END = "(end)"; // comes after message and relay configuration
+inline const string END = "(end)"; // appended to both files, to check how they end
 
 class Cases : public Scripted {
   protected:
-    // Runs the operation for each case, and "after" to test what else there is.
+    // Runs the operation for each case, checks it, and calls "after" for further checks.
     void check(
         const string& name, const std::function<int32_t()>& operation,
         const std::vector<Case>& cases, const std::function<void()>& after = [] {}) {

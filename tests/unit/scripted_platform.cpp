@@ -51,7 +51,7 @@ ANSWER(string, addressKey, (int destination), alertKey("str", destination, "_des
 ANSWER(string, subjectKey, (int destination), alertKey("str", destination, "_subject"))
 ANSWER(string, bodyKey, (int destination), alertKey("str", destination, "_body"))
 
-// --- What the tests ask --------------------------------------------------------------
+// --- Records of the script ------------------------------------------------------------
 
 static string withoutLineEnds(string text) {
     for (size_t at = 0; (at = text.find('\n', at)) != text.npos; ++at)
@@ -60,7 +60,7 @@ static string withoutLineEnds(string text) {
 }
 
 int outcome(const string& call) {
-    constexpr size_t WIDTH = 120; // calls go on in the line, as far as it goes
+    constexpr size_t WIDTH = 120; // calls share a line up to this width
     const Guard lock(guard);
     script.calls.push_back(call);
     if (!script.quiet) {
@@ -189,7 +189,7 @@ int log_rlog(int code, ...) {
     return -1;
 }
 
-// Settings calls answer with other bits set beside bit 0, and so does a boolean.
+// Settings calls and booleans also return other bits than bit 0, as a platform may.
 static int oddResult(bool done) {
     return done ? 0x7ffffff1 : 0x7ffffff0;
 }
@@ -211,7 +211,7 @@ ANSWER(int, vesk_init_config_from_file, (const char* path, uint8_t flag),
        outcome(words("init", path, int{flag})))
 int CfgGetAttribute(const char* key, char* buffer, uint32_t* size) {
     const bool done = giveText(words("attr", key, *size), key, buffer, *size);
-    *size = 7; // callers set it again before each call
+    *size = 7; // garbage: callers must set it before each call
     return done ? 0 : 5;
 }
 ANSWER(int, CfgGetAttributeInt, (const char* key, int32_t* value),
@@ -248,7 +248,7 @@ int vesk_function_execute_QORN(const char* name, uint32_t* size, const void* req
 
 // --- Object store and hardware -------------------------------------------------------
 
-// Head with the type, body at 16 with the value where its type has it, text at 128.
+// Layout: head with the type, body at 16 with the value, text at 128.
 int client_get_obj_by_key(const char* key, void** object) {
     const Guard lock(guard);
     const int result = outcome(words("object", key));
@@ -271,7 +271,7 @@ ANSWER(int, client_get_string_ptr, (void* object, uint32_t reference, const char
        *text = reference == 0 ? nullptr : static_cast<const char*>(object) + reference,
        outcome("string"))
 
-// A record is filled as far as its text goes.
+// Copies a text into a record and leaves the rest unchanged.
 static int fillRecord(const string& key, void* field, size_t size) {
     const Guard lock(guard);
     std::memcpy(field, script.values[key].data(), std::min(script.values[key].size(), size));

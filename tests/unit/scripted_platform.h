@@ -1,5 +1,5 @@
-// The platform and system calls as the tests script them. Each outside call of pm's
-// operations is answered from the script, and noted in it.
+// A scripted platform: answers each outside call of pm's operations from the script, and
+// records it there.
 #pragma once
 
 #include <functional>
@@ -17,7 +17,7 @@ using namespace pm;
 using std::string;
 using Lines = std::vector<string>;
 
-// --- Steps: what is unusual in a case -------------------------------------------------
+// --- Steps: changes of the script for one case ----------------------------------------
 
 struct Step {
     string label;
@@ -25,16 +25,16 @@ struct Step {
 };
 using Steps = std::vector<Step>;
 
-Step text(const string& key, const string& value); // a setting, attribute or value of the machine
-Step typed(int type, const string& key, const string& value); // the same, an object of that type
+Step text(const string& key, const string& value); // sets a setting, attribute or machine value
+Step typed(int type, const string& key, const string& value); // the same, as an object of a type
 Step unreadable(const string& key);
-Step fails(const string& call, int result = -1);    // each outside call that begins so
-Step during(const string& call, const Step& step);  // at each outside call that begins so
-Step relayResults(const std::vector<int>& results); // of the relay's runs; 0 after these
+Step fails(const string& call, int result = -1);    // calls with this start fail
+Step during(const string& call, const Step& step);  // applies step at calls with this start
+Step relayResults(const std::vector<int>& results); // of the msmtp runs; later ones return 0
 Step noMemory(size_t nth);                          // the nth allocation fails
 
-// Values of the machine are "domain", "chassis", "host name" (with its leading byte),
-// "community", "guid", "clock", "bus reply", and "servers" (their families, such as "64").
+// Machine values: "domain", "chassis", "host name" (with its leading byte), "community", "guid",
+// "clock", "bus reply", "servers" (address families, such as "64").
 inline const string SERVER = "pm_str_email_server_address", AUTH = "alert_bool_smtp_auth_enable",
                     USER = "alert_str_smtp_user", PASSWORD = "alert_str_smtp_password",
                     MECHANISM = "alert_int_smtp_sasl", PRESENCE = "zuvastatus_bool_zuva_present",
@@ -53,64 +53,64 @@ string addressKey(int destination); // pm_str_email_alert1_destination
 string subjectKey(int destination); // pm_str_email_alert1_subject
 string bodyKey(int destination);    // pm_str_email_alert1_body
 
-// --- The script, and what the tests ask -------------------------------------------------
+// --- The script and its records ----------------------------------------------------------
 
-// A run of the mail relay, with the files' contents at that moment.
+// A run of msmtp, with the contents of its files then.
 struct RelayRun {
     string messagePath, message, relay; // the relay configuration
 };
 
 struct Script {
-    std::map<string, string> values; // a key without a value cannot be read
-    std::map<string, int> types;     // of attribute objects that are not strings
-    std::map<string, int> results;   // of the calls that begin with the key; others give 0
-    std::map<string, std::function<void()>> reactions; // to the calls that begin with the key
-    std::vector<int> relayResults, threadIds;          // the first one first
-    size_t failingAllocation = 0, failingCall = 0;     // count down; the one at 0 fails
-    bool holdThreads = false;                          // threads are noted, but not started
-    std::function<void()> duringRun;                   // outside of the script's lock
-    std::function<bool(const string&)> hides;          // lines of the log that are not in order
-    bool quiet = false;                                // order takes no calls
-    Lines calls, log, order; // level and module begin a line of the log; order has both
+    std::map<string, string> values;                   // a key without a value cannot be read
+    std::map<string, int> types;                       // of attribute objects other than strings
+    std::map<string, int> results;                     // of calls that start with the key; else 0
+    std::map<string, std::function<void()>> reactions; // to calls that start with the key
+    std::vector<int> relayResults, threadIds;          // used in order
+    size_t failingAllocation = 0, failingCall = 0;     // count down; at 0 it fails
+    bool holdThreads = false;                          // threads are recorded but not started
+    std::function<void()> duringRun;                   // called without the lock
+    std::function<bool(const string&)> hides;          // log lines to leave out of order
+    bool quiet = false;                                // no calls in order
+    Lines calls, log, order; // log lines start with level and module; order has log lines and calls
     std::vector<RelayRun> runs;
     bool detached = false, signalsOpen = false; // of the last thread
 };
 extern Script script;
-extern std::recursive_mutex guard; // of the script
+extern std::recursive_mutex guard; // of the script, as mails have threads
 using Guard = std::lock_guard<std::recursive_mutex>;
 
-// Notes a call, does what is to be done at it, and gives its result.
+// Records a call, runs its reaction, and returns its result.
 int outcome(const string& call);
-// Fills the buffer as the platform may: without a terminator where the text fills it,
-// and with rubbish where the read fails.
+// Fills the buffer as a platform may: without a terminator if the text fills it, and with
+// garbage if the read fails.
 bool giveText(const string& call, const string& key, void* buffer, size_t size);
-void* platformBlock(size_t size, const void* content = nullptr); // for pm to release
+void* platformBlock(size_t size, const void* content = nullptr); // released by pm
 template <typename... Words>
 string words(const Words&... all) {
     std::stringstream text;
     ((text << all << ' '), ...);
     return text.str().substr(0, text.str().size() - 1);
 }
-// An outside call that does no more than give a value.
+// Defines an outside call that only returns a value.
 #define ANSWER(type, name, parameters, ...)                                                        \
     type name parameters {                                                                         \
         return __VA_ARGS__;                                                                        \
     }
 
-size_t liveBlocks(); // of the plain heap, taken since forgetBlocks() and not released
+size_t liveBlocks(); // heap blocks allocated since forgetBlocks() and not freed
 void forgetBlocks();
 int exitStatusOf(const std::function<void()>& routine);
-size_t called(const string& start); // calls that begin so
-size_t logged(const string& part);  // lines of the log that hold it
+size_t called(const string& start); // number of calls with this start
+size_t logged(const string& part);  // number of log lines with this part
 string contentOf(const string& path);
-Lines mailFiles(); // that are there, sorted
+Lines mailFiles(); // pm's existing mail files, sorted
 
-// Starts each test from sound settings, clean files and lowered flags.
+// Starts each test with valid settings, without mail files, and with cleared flags.
 class Scripted : public testing::Test {
   protected:
     void SetUp() override { begin({}); }
     void TearDown() override;
-    // The same for each row of a table. Name and steps are shown where the row fails.
+    // The same for each case of a table; a failure prints the name and the steps.
     void begin(const Steps& given, const string& name = "");
 
   private:

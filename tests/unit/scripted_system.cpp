@@ -1,4 +1,4 @@
-// The bus, and the C library where own code calls it.
+// Answers the system bus calls, and the C library calls of pm's code.
 #include <cerrno>
 #include <csetjmp>
 #include <csignal>
@@ -62,7 +62,7 @@ void forgetBlocks() {
 
 int exitStatusOf(const std::function<void()>& routine) {
     exitCaught = true;
-    exitStatus = -1000; // if it comes back
+    exitStatus = -1000; // if routine returns
     if (setjmp(exitJump) == 0)
         routine();
     exitCaught = false;
@@ -106,7 +106,7 @@ ANSWER(sd_bus_message*, sd_bus_message_unref, (sd_bus_message * message),
        outcome(message == replyMessage ? "unref reply" : "unref message"), nullptr)
 ANSWER(sd_bus*, sd_bus_unref, (sd_bus*), outcome("unref bus"), nullptr)
 
-// --- Files: own code's calls alone, in each form that the compiler may give them ----------
+// --- Files: calls of pm's code, in each form that the compiler may emit -------------------
 
 static bool fileCallFails(const string& call) {
     errno = ENOSPC;

@@ -1,4 +1,4 @@
-// The four mail senders: what each failure does to the mail, what they refuse, and texts.
+// The four mail senders: effects of each failure, refused requests, and texts.
 #include "requests.h"
 
 namespace {

@@ -1,4 +1,4 @@
-// What mails and their relay configuration make of each setting and attribute.
+// The effect of each setting and attribute on mails and msmtp's configuration.
 #include <filesystem>
 
 #include "config/attribute_object.h"
@@ -67,7 +67,7 @@ const std::vector<Case> CASES = {
     {.given = domain("IPv6:2001:xyz"), .relay = "domain IPv6:2001:xyz\n"},
     {.given = {unreadable("domain"), V6, text("servers", "6")},
      .relay = "domain [IPv6:2001:db8::7]\n"},
-    // No configuration is written, or a part.
+    // msmtp's configuration is not written, or only in part.
     {.given = login(text(SERVER, LINE)), .status = -17, .log = "a line end in the server address"},
     {.given = login(text(SENDER, "x\r")), .status = -17, .log = "a line end in the sender"},
     {.given = login(text(USER, LINE)), .status = -17, .log = "a line end in the user name"},
@@ -120,7 +120,7 @@ TEST_F(Settings, RelayConfigurationIsPrivateFromTheStart) {
     namespace fs = std::filesystem;
     EXPECT_EQ(0, senders[0].send());
     EXPECT_EQ(fs::perms{0600}, fs::status(RELAY_CONFIG_PATH).permissions());
-    fs::permissions(RELAY_CONFIG_PATH, fs::perms{0644}); // a file that is there keeps it
+    fs::permissions(RELAY_CONFIG_PATH, fs::perms{0644}); // an existing file keeps its mode
     EXPECT_EQ(0, senders[0].send());
     EXPECT_EQ(fs::perms{0644}, fs::status(RELAY_CONFIG_PATH).permissions());
 }

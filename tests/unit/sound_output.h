@@ -1,4 +1,4 @@
-// What holds for all that goes out, whatever came in.
+// Checks that must hold for all output, whatever the input was.
 #pragma once
 
 #include <algorithm>
@@ -6,8 +6,8 @@
 
 #include "scripted_platform.h"
 
-// The first word of each line. In a generic mail a receiver or subject that is cut has
-// lost its line feed with what was cut.
+// The first words of all lines. A recipient or subject of a generic mail that was cut has lost
+// its line feed, so its line ends at the cut.
 inline std::string firstWords(const std::string& text, size_t cut) {
     std::string all;
     for (size_t at = 0; at < text.size();) {
@@ -20,7 +20,7 @@ inline std::string firstWords(const std::string& text, size_t cut) {
     return all;
 }
 
-// No header, no relay line, no command and no word of one but pm's own.
+// All headers, lines of msmtp's configuration, and commands with their arguments are pm's.
 inline void expectSoundOutput() {
     static const std::regex relay(
         "account timeout host port domain auto_from from auth (user password )?tls_cert_file "
