@@ -51,7 +51,8 @@ void leaveReply(Caller& caller, Reply reply) {
     auto& replies = outbox().outgoing.replies;
     if (outbox().wake.valid()) {
         replies.emplace_back(); // throws first, if it has to
-        replies.back() = {std::move(caller), std::move(reply)};
+        replies.back().reply = std::move(reply);
+        std::swap(replies.back().caller, caller); // which waits no longer
         wake();
     }
     caller.waits = false;
