@@ -2,6 +2,7 @@
 import json
 import os
 import re
+import socket
 import subprocess
 
 import pytest
@@ -155,6 +156,30 @@ def test_log_tells_reasons_and_no_secrets(failed, monkeypatch):
     assert failed.ctl("log", "--utc", "--since", "1h", "--level", "error").count("Z 2 [") == 4
     assert failed.ctl("log", "--since", "2099-01-01") == ""
     assert "is no time" in failed.ctl("log", "--since", "yesterday", status=2)
+
+
+JOURNAL = """
+mount -t tmpfs tmpfs /run; mkdir -p /run/systemd/journal; touch /run/systemd/journal/socket
+mount --bind {}/journal /run/systemd/journal/socket
+export JOURNAL_STREAM=$(stat -L -c %d:%i /proc/self/fd/2)
+"""
+
+
+def test_mails_in_the_journal(make_pm, sink, place):
+    ids = re.findall("(?m)^-- ([0-9a-f]{32})$", (TREE / "packaging/pm.catalog").read_text())
+    with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as journal:
+        journal.bind(f"{place}/journal")
+        journal.settimeout(20)
+        sink.refuse = 2
+        pm = make_pm(settings(sink.port, 1), mounts=JOURNAL.format(place)).start()
+        pm.ctl("test-mail", 1, status=1)
+        pm.ctl("test-mail", 1)
+        seen = []
+        while "PM_STATUS=0\n" not in "".join(seen[-1:]):
+            seen.append(journal.recv(65536).decode())
+    assert "PM_DESTINATION=user1@example.com\n" in seen[-1] and "MESSAGE_ID" not in seen[-1]
+    assert [re.findall("MESSAGE_ID=(.*)|PM_STATUS=(.*)", line) for line in seen if "_ID" in line] == [
+        [(ids[1], "")]] * 2 + [[(ids[0], ""), ("", "-1")]]
 
 
 def test_log_is_bounded_and_followed(pm):
