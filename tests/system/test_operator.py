@@ -269,7 +269,8 @@ def test_examples_of_neighbours(pm, sink):
         "MONIT_DATE": "now", "MONIT_DESCRIPTION": "space usage 95%"}
     for tool, lines, says in (("smartd-pm", None, b": SMART Health on sda"),
                               ("monit-pm", None, b"web1: root: Resource limit matched"),
-                              ("lines-pm", b"PSU 2 lost\n\n" + b"x" * 600 + b"\n", b"\r\nPSU 2 lost\r\n")):
+                              ("lines-pm", b"PSU 2 lost\n\n" + b"x" * 600 + b"\n",
+                               b"\r\nPSU 2 lost\r\n")):
         sink.mails.clear()
         subprocess.run([tools / tool], env=environment, input=lines, check=True)
         sink.wait(lambda s: len(s.mails) == (8 if lines else 4))
