@@ -1,4 +1,4 @@
-// Whether a mail holds a text whole: pm cuts off what does not fit with what it adds.
+// Room for texts in a mail: pm cuts off what does not fit together with what it adds.
 #pragma once
 
 #include <string_view>

@@ -7,8 +7,8 @@
 
 namespace pm::host {
 
-// After a command that succeeded: logs whose mail the mail server took. messagePath:
-// the command's input, a mail if the program is msmtp.
+// To be called after a command that succeeded. If the program is msmtp, logs the receiver
+// of its mail, which is in the file messagePath.
 void logMailTaken(std::string_view program, const char* messagePath);
 
 // Fields of the journal for a line, each "NAME=value": MESSAGE_ID of a failure that

@@ -1,4 +1,4 @@
-// Who else than pm's user may use the sockets.
+// Access of a group to the sockets.
 #pragma once
 
 namespace pm::host {
