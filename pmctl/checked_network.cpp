@@ -105,6 +105,7 @@ Fd connectToAny(const std::vector<const addrinfo*>& addresses, int port, int& fa
     const auto end = Clock::now() + LIMIT;
     while (!sockets.empty()) {
         std::vector<pollfd> watched;
+        watched.reserve(sockets.size());
         for (const Fd& socket : sockets)
             watched.push_back({socket.get(), POLLOUT, 0});
         failure = ETIMEDOUT;

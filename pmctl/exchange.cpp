@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <ctime>
+#include <grp.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 #include <utility>
@@ -104,12 +106,23 @@ std::chrono::milliseconds timeLimit(const Options& options) {
 
 namespace {
 
+// ", or as a member of the group NAME", if the folder is open to one.
+std::string orAsMember(const std::string& folder) {
+    struct stat state {};
+    if (::stat(folder.c_str(), &state) != 0 || (state.st_mode & S_IXGRP) == 0)
+        return {};
+    const group* entry = ::getgrgid(state.st_gid); // pmctl has one thread
+    return ", or as a member of the group " +
+           (entry != nullptr ? entry->gr_name : std::to_string(state.st_gid));
+}
+
 // Prints why pm is not reached: no permission, a wrong root, or no pm.
 void tellNotReached(const Options& options) {
     const std::string folder = runFolder(options);
     const std::string socket = folder + "/requests";
     if (::access(socket.c_str(), R_OK | W_OK) != 0 && errno == EACCES)
-        return complain("you may not use %s: run pmctl as root", folder.c_str());
+        return complain("you may not use %s: run pmctl as root%s", folder.c_str(),
+                        orAsMember(folder).c_str());
     const std::string settings = belowRoot(options, SETTINGS_FILE);
     if (!options.root.empty() && ::access(settings.c_str(), F_OK) != 0)
         return complain("%s has no etc/pm.conf; is it the root of the pm that you mean? It is set "

@@ -41,7 +41,11 @@ int findGroup(const char* name, gid_t& id) {
 }
 
 bool openTo(gid_t id, const std::string& path, mode_t mode) {
-    if (::chown(path.c_str(), static_cast<uid_t>(-1), id) == 0 && ::chmod(path.c_str(), mode) == 0)
+    // The unit allows no chown, and none is needed in a service of that group.
+    struct stat state {};
+    if (::stat(path.c_str(), &state) == 0 &&
+        (state.st_gid == id || ::chown(path.c_str(), static_cast<uid_t>(-1), id) == 0) &&
+        ::chmod(path.c_str(), mode) == 0)
         return true;
     refuse(path + ": " + std::strerror(errno));
     return false;

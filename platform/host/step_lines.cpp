@@ -39,7 +39,7 @@ constexpr Row rows[] = {
     {"szSubject string is zero length", Told::Reason, "the subject is empty", false},
     {"szBodyText string is zero length", Told::Reason, "the body is empty", false},
     {"Blocking Mode ", Told::GenericMail, "", false},
-    {"ERROR : ", Told::GenericError, "no thread for the mail: ", true},
+    {"ERROR : ", Told::GenericError, "no thread or memory for the mail: ", true},
     {"Failed to get SNMP community name", Told::Reason, "no SNMP community is set", false},
     {"failed to get SNMP trap dest string", Told::Reason, "the destination has no address", false},
     {"the community holds a quote", Told::Reason,

@@ -10,6 +10,7 @@ from conftest import BUILD, CERTIFICATE_ROOT, NAMESPACES, PREFIX, TREE, SmtpSink
 
 SECRET, COMMUNITY = "hunter2 of spades", "very private"
 at = "'Norvu.Embedded.1#{}' = {}".format
+OWN = ".*IPv4.1#Address: .* 0.0.0.0"  # of a machine without a network
 # A valid settings file; each {} takes further lines of a table.
 FILE = ("[settings]|pm_str_email_server_address = '127.0.0.1'|pm_bool_email_alert1_enabled = true|"
         "pm_str_email_alert1_destination = 'a@example.com'|{}|[attributes]|{}|[hardware]|{}|")
@@ -22,7 +23,7 @@ FILE = ("[settings]|pm_str_email_server_address = '127.0.0.1'|pm_bool_email_aler
         "5: .*did you mean \"pm_str_email_server_address\"", "6: .*alert2_enabled: .*no address",
         "7: .*auth_enable: .*no user", "7: .*auth_enable: .*no password",
         "7: .*auth_enable: mechanism 0 .*refuses", "9: syntax error",
-        "10: .*SNMP.1#x: is no known key", "11: .*smtpport: .* from 1 to 65535", "13: syntax error: must be a text in quotes"]),
+        "10: .*SNMP.1#x: is no known key", "11: .*smtpport: .* from 1 to 65535", "13: syntax error: must be a text in quotes", OWN]),
     ("[attributes]|" + at("IPv4.1#Enable", 0), [
         "2: .*Enable: neither IPv4 nor", "pm_str_email_server_address: no mail", "no mail dest"]),
     (FILE.format("", f"{at('IPv4.1#Enable', 0)}|{at('IPv6.1#Enable', 1)}|"
@@ -32,8 +33,8 @@ FILE = ("[settings]|pm_str_email_server_address = '127.0.0.1'|pm_bool_email_aler
     (FILE.format("", "|".join([at("SNMPAlert.2#Destination", "'a;b'"), at("SNMPAlert.4#State", 1),
                                at("SNMPAlert.3#Destination", "'-v'")]), "community = \"a'b\""), [
         "7: .*2#Destination: would", "8: .*4#State: .*no address", "9: .*3#Destination: would",
-        "11: hardware.community: would be", "holds a password.*chmod 600"]),
-    (FILE.format("", at("SNMPAlert.1#Destination", "'::1'"), ""), ["hardware.community: no SNMP"])])
+        "11: hardware.community: would be", OWN, "holds a password.*chmod 600"]),
+    (FILE.format("", at("SNMPAlert.1#Destination", "'::1'"), ""), [OWN, "hardware.community: no SNMP"])])
 def test_check_finds(make_pm, text, findings):
     pm = make_pm(text.replace("|", "\n"))
     found, told = (subprocess.run(  # without the machine's network, whose addresses are defaults
@@ -238,7 +239,7 @@ def test_examples_of_neighbours(pm, sink):
     tools = TREE / "packaging/examples"
     environment = os.environ | {
         "PATH": f"{BUILD}/pmctl:{os.environ['PATH']}", "PM_HOST_ROOT": str(pm.root),
-        "SMARTD_FULLMESSAGE": "m" * 2500, "SMARTD_FAILTYPE": "Health", "SMARTD_DEVICESTRING": "sda",
+        "SMARTD_FULLMESSAGE": "line\n" * 500, "SMARTD_FAILTYPE": "Health", "SMARTD_DEVICESTRING": "sda",
         "MONIT_HOST": "web1", "MONIT_SERVICE": "root", "MONIT_EVENT": "Resource limit matched",
         "MONIT_DATE": "now", "MONIT_DESCRIPTION": "space usage 95%"}
     for tool, lines, says in (("smartd-pm", None, b": SMART Health on sda"),

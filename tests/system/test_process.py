@@ -7,6 +7,7 @@ import resource
 import select
 import signal
 import socket
+import subprocess
 import time
 import timeit
 
@@ -169,6 +170,18 @@ def test_second_instance_is_refused(make_pm, shared):
     else:
         second.launch().close()
         assert second.wait() != 0 and "symbolic link" in second.errors()
+
+
+@pytest.mark.parametrize("group, modes", [
+    ("daemon", ["750 daemon", "660 daemon"]), ("no such", ["700 root"])])
+def test_group_of_the_sockets(make_pm, group, modes):
+    if os.getuid() != 0:
+        pytest.skip("only root may give files to a group")
+    pm = make_pm(settings(), environment={"PM_HOST_SOCKET_GROUP": group}).start()
+    found = subprocess.check_output(["stat", "-c", "%a %G", pm.root / "run/pm",
+                                     pm.root / "run/pm/requests"], text=True).splitlines()
+    assert found[:len(modes)] == modes
+    assert ('no group "no such"' in pm.errors()) == (group == "no such")
 
 
 @pytest.mark.release

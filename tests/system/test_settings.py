@@ -43,14 +43,16 @@ def test_written_values(make_pm):
 
 MACHINE = r"""
 hostname web7.example.net
-set -- unshare -n sh -c 'ip link add d0 type dummy && ip link set d0 up && ip link set lo up &&
+set -- unshare -n sh -c 'ip link add d0 type veth peer d1 && ip link set d0 up && ip link set d1 up &&
     ip address add 198.51.100.7/24 dev d0 && ip address add 2001:db8::7/64 dev d0 nodad &&
     ip route add default dev d0 && ip -6 route add default dev d0 && exec "$@"' sh "$@"
 """
 
 
 def test_defaults_come_from_the_machine(make_pm):
-    pm = make_pm(f"[settings]\n{SUBJECT} = ''\n", mounts=MACHINE).start()
+    pm = make_pm(f"[settings]\n{SUBJECT} = ''\n", mounts=MACHINE)
+    pm.launch().close()  # whose message would not leave the network namespace
+    until(lambda: pm.ctl_start("list").wait() == 0)
     keys = [PREFIX + key for key in ("network.1#dnsnvcname", "IPv4.1#Address", "IPv4.1#Enable",
                                      "IPv6.1#Address1", "IPv6.1#Enable")]
     inside = ["nsenter", "-n", "-t", str(pm.process.pid)]

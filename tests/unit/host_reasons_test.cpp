@@ -83,7 +83,7 @@ TEST(HostReasons, OfGenericMails) {
     EXPECT_EQ(note({"[9]: sendGenericEmail() - Blocking Mode disabled",
                     "[9]: sendGenericEmail() - ERROR : Out of threads",
                     "[9]: sendGenericEmail() - mail to \"a\" failed with status -1"}),
-              "no thread for the mail: Out of threads");
+              "no thread or memory for the mail: Out of threads");
     noteEnd(Work::Function, GENERIC, 0);
     EXPECT_EQ(activity().generic.done, 3U);
     EXPECT_EQ(activity().generic.failed, 2U);
