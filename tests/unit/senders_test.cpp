@@ -89,10 +89,7 @@ TEST_F(Senders, RefuseRequests) {
         Case expect;
     } rows[] = {
         {sendTestEmail, 0, nullptr, {.status = -3, .attempts = 1, .log = "mail to \"\" failed"}},
-        {sendTestEmail,
-         764,
-         &test,
-         {.status = -3, .attempts = 2, .log = "sizeof(TestEmailStruct)"}},
+        {sendTestEmail, 764, &test, {.status = -3, .attempts = 2, .log = "(TestEmailStruct)"}},
         {sendTestEmail, 765, nullptr, {.given = {noServer}, .status = -17}},
         {sendTestEmail, 9999, &test, {.runs = 1}},
         {sendAlertEmail, 260, nullptr, {.status = -3, .attempts = 1, .log = "Struct is NULL"}},
@@ -102,10 +99,7 @@ TEST_F(Senders, RefuseRequests) {
         {sendAlertEmail, 260, &none, {.status = -17, .attempts = 2}},
         {sendAlertEmail, 260, &five, {.given = {unreadable(AUTH)}, .status = -3, .attempts = 1}},
         {sendGenericEmail, 700, nullptr, {.status = -3, .log = "sizeof(AlertEmailStruct) = 511, "}},
-        {sendEmailAlertsEx,
-         0,
-         nullptr,
-         {.given = {noServer}, .status = -1, .log = "Failed to get"}},
+        {sendEmailAlertsEx, 0, nullptr, {.given = {noServer}, .status = -1, .log = "Failed to"}},
         {sendEmailAlertsEx, 0, nullptr, {.given = {unset}, .status = -1, .log = "useable address"}},
         {sendEmailAlertsEx, 2550, nullptr, {.given = {empty}, .status = -3, .log = "data is NULL"}},
         {sendEmailAlertsEx, 2549, &noBody, {.status = -3, .log = "sizeof(EmailAlertsExStruct)"}},
@@ -171,14 +165,26 @@ TEST_F(Senders, FooterStaysInsideTheBodyField) {
 }
 
 TEST_F(Senders, HeadersEndWithTheirLineAndField) {
-    check(
-        "line ends", [] { return sendEmail("a@b\r\nBcc: c@d", "one\ntwo", "line\r\nline"); },
-        {{.message = "To: a@b  Bcc: c@d\nSubject: one two\n" + TYPE + "line\r\nline\nTo launch"}});
-    TestEmailStruct request;
+    const string to = "a@b\r\nBcc: c@d", subject = "one\ntwo", body = "line\r\nline",
+                 mail = "To: a@b  Bcc: c@d\nSubject: one two\n" + TYPE + body;
+    TestEmailStruct request = testRequest(body);
+    setField(request.szTo, to);
+    setField(request.szSubject, subject);
+    check("core", [&] { return sendEmail(to.c_str(), subject.c_str(), body.c_str()); },
+          {{.message = mail}});
+    check("test", [&] { return send(sendTestEmail, request); }, {{.message = mail}});
+    check("alert", [&] { return send(sendAlertEmail, alertRequest(body)); },
+          {{.given = {text(addressKey(2), to), text(subjectKey(2), subject)}, .message = mail}});
+    check("generic", [&] { return sendGeneric(genericRequest(to, subject, 1, body)); },
+          {{.message = mail}});
     std::memset(&request, 'f', sizeof request);
-    const string f(255, 'f'),
-        mail = "To: " + f + "\nSubject: " + f + "\n" + TYPE + f + "\n\n" + END;
-    check("no terminators", [&] { return send(sendTestEmail, request); }, {{.message = mail}});
+    const string f(255, 'f'), full = "To: " + f + "\nSubject: " + f + "\n" + TYPE + f + "\n\n";
+    check("no terminators", [&] { return send(sendTestEmail, request); },
+          {{.message = full + END}});
+    EmailAlertsExStruct alerts;
+    std::memset(&alerts, 'f', sizeof alerts);
+    check("no terminators", [&] { return send(sendEmailAlertsEx, alerts); },
+          {{.message = "\nSubject: " + f.substr(1) + "\n" + TYPE + string(2039, 'f') + "\n\n" + END}});
     for (const Sender& each : senders) {
         const string from = &each == &senders[2] ? "ctl1\nTo: " : "ctl1@example.org\nTo: ";
         check(each.name, each.send,

@@ -57,7 +57,7 @@ const std::vector<Case> IPMI_CASES = {
     {.given = {unreadable(TRAP_PORT)}, .call = trap(V4), .log = "get SNMP trap dest port using"},
     {.given = {text(TRAP_ADDRESS, "2001:db8::1"), text(TRAP_PORT, "65535")},
      .call = to("udp6:[2001:db8::1]:65535")},
-    {.given = {text(TRAP_ADDRESS, "fe80::1%eth0"), text(TRAP_PORT, "1")},
+    {.given = {text(TRAP_ADDRESS, "fe80::1%eth0"), text(TRAP_PORT, "1;x")},
      .call = to("udp6:[fe80::1%eth0]:1")},
     {.given = {text(TRAP_ADDRESS, "192.0.2")}, .call = to("192.0.2:162"), .log = "type = FQDN;"},
     {.given = {HOST_H, NO_V4, V6}, .call = to("udp6:h:162")},
