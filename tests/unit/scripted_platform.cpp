@@ -25,32 +25,6 @@ Script script;
 std::recursive_mutex guard;
 uint8_t g_bTrace = 0;
 
-// --- Steps ---------------------------------------------------------------------------
-
-ANSWER(Step, text, (const string& key, const string& value),
-       {words(key, "is", value), [=] { script.values[key] = value; }})
-ANSWER(Step, typed, (int type, const string& key, const string& value),
-       {words(key, "is", value, "of type", type),
-        [=] { script.values[key] = value, script.types[key] = type; }})
-ANSWER(Step, unreadable, (const string& key),
-       {words(key, "unreadable"), [=] { script.values.erase(key); }})
-ANSWER(Step, fails, (const string& call, int result),
-       {words(call, "gives", result), [=] { script.results[call] = result; }})
-ANSWER(Step, during, (const string& call, const Step& step),
-       {words("during", call, step.label), [=] { script.reactions[call] = step.apply; }})
-ANSWER(Step, relayResults, (const std::vector<int>& results),
-       {"relay results", [=] { script.relayResults = results; }})
-ANSWER(Step, noMemory, (size_t nth),
-       {words("no memory", nth), [=] { script.failingAllocation = nth; }})
-
-static string alertKey(const char* type, int destination, const char* name) {
-    return string("pm_") + type + "_email_alert" + std::to_string(destination) + name;
-}
-ANSWER(string, enabledKey, (int destination), alertKey("bool", destination, "_enabled"))
-ANSWER(string, addressKey, (int destination), alertKey("str", destination, "_destination"))
-ANSWER(string, subjectKey, (int destination), alertKey("str", destination, "_subject"))
-ANSWER(string, bodyKey, (int destination), alertKey("str", destination, "_body"))
-
 // --- Records of the script ------------------------------------------------------------
 
 static string withoutLineEnds(string text) {

@@ -17,6 +17,18 @@ using namespace pm;
 using std::string;
 using Lines = std::vector<string>;
 
+template <typename... Words>
+string words(const Words&... all) {
+    std::stringstream text;
+    ((text << all << ' '), ...);
+    return text.str().substr(0, text.str().size() - 1);
+}
+// Defines a function that only returns a value.
+#define ANSWER(type, name, parameters, ...)                                                        \
+    type name parameters {                                                                         \
+        return __VA_ARGS__;                                                                        \
+    }
+
 // --- Steps: changes of the script for one case ----------------------------------------
 
 struct Step {
@@ -24,14 +36,6 @@ struct Step {
     std::function<void()> apply;
 };
 using Steps = std::vector<Step>;
-
-Step text(const string& key, const string& value); // sets a setting, attribute or machine value
-Step typed(int type, const string& key, const string& value); // the same, as an object of a type
-Step unreadable(const string& key);
-Step fails(const string& call, int result = -1);    // calls with this start fail
-Step during(const string& call, const Step& step);  // applies step at calls with this start
-Step relayResults(const std::vector<int>& results); // of the msmtp runs; later ones return 0
-Step noMemory(size_t nth);                          // the nth allocation fails
 
 // Machine values: "domain", "chassis", "host name" (with its leading byte), "community", "guid",
 // "clock", "bus reply", "servers" (address families, such as "64").
@@ -48,10 +52,13 @@ inline const string ROOT = "Norvu.Embedded.1#", SENDER = ROOT + "Remotehosts.1#S
                     REGISTERED = ROOT + "network.1#dnsregister",
                     TRAP_PORT = ROOT + "SNMP.1#AlertPort", TRAP_STATE = ROOT + "SNMPAlert.2#State",
                     TRAP_ADDRESS = ROOT + "SNMPAlert.2#Destination";
-string enabledKey(int destination); // pm_bool_email_alert1_enabled, and so on
-string addressKey(int destination); // pm_str_email_alert1_destination
-string subjectKey(int destination); // pm_str_email_alert1_subject
-string bodyKey(int destination);    // pm_str_email_alert1_body
+inline string alertKey(const char* type, int destination, const char* name) {
+    return string("pm_") + type + "_email_alert" + std::to_string(destination) + name;
+}
+ANSWER(inline string, enabledKey, (int n), alertKey("bool", n, "_enabled"))
+ANSWER(inline string, addressKey, (int n), alertKey("str", n, "_destination"))
+ANSWER(inline string, subjectKey, (int n), alertKey("str", n, "_subject"))
+ANSWER(inline string, bodyKey, (int n), alertKey("str", n, "_body"))
 
 // --- The script and its records ----------------------------------------------------------
 
@@ -79,24 +86,34 @@ extern Script script;
 extern std::recursive_mutex guard; // of the script, as mails have threads
 using Guard = std::lock_guard<std::recursive_mutex>;
 
+// Sets a setting, an attribute or a machine value.
+ANSWER(inline Step, text, (const string& key, const string& value),
+       {words(key, "is", value), [=] { script.values[key] = value; }})
+// The same, as an object of a type.
+ANSWER(inline Step, typed, (int type, const string& key, const string& value),
+       {words(key, "is", value, "of type", type),
+        [=] { script.values[key] = value, script.types[key] = type; }})
+ANSWER(inline Step, unreadable, (const string& key),
+       {words(key, "unreadable"), [=] { script.values.erase(key); }})
+// Calls with this start fail.
+ANSWER(inline Step, fails, (const string& call, int result = -1),
+       {words(call, "gives", result), [=] { script.results[call] = result; }})
+// Applies the step at calls with this start.
+ANSWER(inline Step, during, (const string& call, const Step& step),
+       {words("during", call, step.label), [=] { script.reactions[call] = step.apply; }})
+// Results of the msmtp runs; later ones return 0.
+ANSWER(inline Step, relayResults, (const std::vector<int>& results),
+       {"relay results", [=] { script.relayResults = results; }})
+// The nth allocation fails.
+ANSWER(inline Step, noMemory, (size_t nth),
+       {words("no memory", nth), [=] { script.failingAllocation = nth; }})
+
 // Records a call, runs its reaction, and returns its result.
 int outcome(const string& call);
 // Fills the buffer as a platform may: without a terminator if the text fills it, and with
 // garbage if the read fails.
 bool giveText(const string& call, const string& key, void* buffer, size_t size);
 void* platformBlock(size_t size, const void* content = nullptr); // released by pm
-template <typename... Words>
-string words(const Words&... all) {
-    std::stringstream text;
-    ((text << all << ' '), ...);
-    return text.str().substr(0, text.str().size() - 1);
-}
-// Defines an outside call that only returns a value.
-#define ANSWER(type, name, parameters, ...)                                                        \
-    type name parameters {                                                                         \
-        return __VA_ARGS__;                                                                        \
-    }
-
 size_t liveBlocks(); // heap blocks allocated since forgetBlocks() and not freed
 void forgetBlocks();
 int exitStatusOf(const std::function<void()>& routine);
