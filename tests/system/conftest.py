@@ -13,6 +13,7 @@ import tempfile
 import time
 
 import pytest
+import zmq
 
 TREE = pathlib.Path(__file__).parents[2]
 sys.path.insert(0, str(TREE / "scripts"))
@@ -184,6 +185,25 @@ def make():
 def make_pm(make, area):
     return lambda *arguments, **named: make(Pm, pathlib.Path(tempfile.mkdtemp(dir=area)),
                                             *arguments, **named)
+
+
+@pytest.fixture
+def connect():
+    """Connects clients to the request socket of a pm."""
+    with zmq.Context() as context:
+        context.linger = 0
+
+        def dealer(pm):
+            client = context.socket(zmq.DEALER)
+            client.connect(f"ipc://{pm.root}/run/pm/requests")
+            client.rcvtimeo = LIMIT * 1000
+            return client
+        yield dealer
+        context.destroy()
+
+
+def ask(*frames):
+    return [b"pm/1", b"tag", *frames]
 
 
 @pytest.fixture

@@ -6,8 +6,7 @@ import socket
 import subprocess
 
 import pytest
-import zmq
-from conftest import BUILD, CERTIFICATE_ROOT, NAMESPACES, PREFIX, TREE, SmtpSink, settings, until
+from conftest import BUILD, CERTIFICATE_ROOT, NAMESPACES, PREFIX, TREE, SmtpSink, ask, settings, until
 
 SECRET, COMMUNITY = "hunter2 of spades", "very private"
 at = "'Norvu.Embedded.1#{}' = {}".format
@@ -182,15 +181,14 @@ def test_mails_in_the_journal(make_pm, sink, place):
         ids[1], ids[1], ids[0], "-1", "0"]
 
 
-def test_log_is_bounded_and_followed(pm):
-    with zmq.Context() as context, context.socket(zmq.DEALER) as client:
-        client.connect(f"ipc://{pm.root}/run/pm/requests")
-        for _ in range(500):
-            client.send_multipart([b"pm/1", b"", b"call", b"pm_function_sendTestTrap"])
-        assert all(client.recv_multipart()[3] == b"1" for _ in range(500))
-        for _ in range(200):  # each logs three lines and no failure
-            client.send_multipart([b"pm/1", b"", b"event", b"event_ipmi_pet", b"wait", b"\0" * 24])
-        assert all(client.recv_multipart()[3] == b"0" for _ in range(200))
+def test_log_is_bounded_and_followed(pm, connect):
+    client = connect(pm)
+    for times, status, request in (  # the events log three lines each and no failure
+            (500, b"1", ask(b"call", b"pm_function_sendTestTrap")),
+            (200, b"0", ask(b"event", b"event_ipmi_pet", b"wait", b"\0" * 24))):
+        for _ in range(times):
+            client.send_multipart(request)
+        assert all(client.recv_multipart()[3] == status for _ in range(times))
     everything = pm.ctl("log").split("\n")
     failures = pm.ctl("log", "--level", "error").split("\n")
     assert len(everything) == 500 + 100 and len(failures) == 100

@@ -8,7 +8,7 @@ import time
 
 import pytest
 import zmq
-from conftest import BUILD, NAMESPACES, PREFIX, SmtpSink, settings, until
+from conftest import BUILD, NAMESPACES, PREFIX, SmtpSink, ask, settings, until
 
 SUBJECT = "pm_str_email_alert1_subject"
 LDAP, AD = "pam_int_ldap_enable_mode", "pam_int_ad_enable_mode_pl"
@@ -74,17 +74,14 @@ def test_defaults_come_from_the_machine(make_pm):
     assert b"nobody's address" in check()
 
 
-def test_killed_while_writing(make_pm):
+def test_killed_while_writing(make_pm, connect):
     pm = make_pm(settings()).start()
     for answers in range(10):
-        with zmq.Context() as context, context.socket(zmq.DEALER) as client:
-            client.linger = 0
-            client.connect(f"ipc://{pm.root}/run/pm/requests")
+        with connect(pm) as client:
             for n in range(200):
-                client.send_multipart([b"pm/1", b"", b"set", SUBJECT.encode(),
-                                       (b"a", b"b")[n % 2] * 250])
+                client.send_multipart(ask(b"set", SUBJECT.encode(), (b"a", b"b")[n % 2] * 250))
             for _ in range(answers + 1):
-                assert client.poll(20000) and client.recv_multipart()[2] == b"done"
+                assert client.recv_multipart()[2] == b"done"
             pm.stop(signal.SIGKILL)
         pm.start()
         assert pm.ctl("get", SUBJECT) in ("a" * 250, "b" * 250) and pm.errors() == ""

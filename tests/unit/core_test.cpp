@@ -1,6 +1,5 @@
 // The process: options, signals, settings, the service thread, subscriptions and callbacks.
 #include <csignal>
-#include <fstream>
 #include <unistd.h>
 
 #include "common/signals.h"
@@ -112,14 +111,6 @@ TEST_F(Core, ServiceThread) {
             EXPECT_EQ(0U, row->unused) << row->name;
         EXPECT_EQ(0U, row->unused);
     }
-    begin({}, "files of a killed pm");
-    for (const string name :
-         {"email.txt", "genericemail1", "genericemail12345", "genericemail123456", "genericemailx",
-          "emailconfig.txt", "emailconfig.txt00017"})
-        std::ofstream("/tmp/zorq" + name) << "left";
-    exitStatusOf([] { PM_LQORNThread(nullptr); });
-    EXPECT_EQ((Lines{RELAY_CONFIG_PATH, "/tmp/zorqgenericemail123456", "/tmp/zorqgenericemailx"}),
-              mailFiles());
 }
 
 TEST_F(Core, SettingsAndSubscriptions) {

@@ -1,5 +1,4 @@
 // Command runner of platform/host: words, the program's environment, its end.
-#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -9,12 +8,9 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <thread>
 #include <unistd.h>
 
-#include "platform/client/fd.h"
 #include "platform/commands.h"
-#include "platform/host/command_turn.h"
 #include "platform/host/words.h"
 
 using namespace pm::host;
@@ -141,36 +137,6 @@ TEST_F(HostCommand, NeitherGrandchildrenNorHangingNorFloodingHoldTheCaller) {
     EXPECT_LT(seconds, 5);
     unsetenv("PM_HOST_COMMAND_LIMIT_MS");
     EXPECT_NE(std::system("kill -0 $(cat child) 2>/dev/null"), 0); // the whole group has ended
-}
-
-size_t childrenOf(pid_t process) {
-    std::ifstream file("/proc/" + std::to_string(process) + "/stat");
-    size_t children = 0;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-        std::ifstream stat(entry.path() / "stat");
-        std::string number, name, state;
-        pid_t parent = 0;
-        children += stat >> number >> name >> state >> parent && parent == process ? 1 : 0;
-    }
-    return children;
-}
-
-TEST_F(HostCommand, SoManyAtATimeAndWorkersAreNotHeldUp) {
-    EXPECT_EQ(mkfifo("gate", 0600), 0);
-    std::vector<std::jthread> callers;
-    std::atomic<size_t> done = 0;
-    for (size_t i = 0; i < OTHER_COMMANDS + 2; ++i)
-        callers.emplace_back([&done] { done += vesk_exec_systemcmd("cat gate") == 0 ? 1 : 0; });
-    for (int i = 0; i < 500 && childrenOf(getpid()) < OTHER_COMMANDS; ++i)
-        usleep(10000);
-    usleep(100000);
-    EXPECT_EQ(childrenOf(getpid()), OTHER_COMMANDS);
-    std::jthread([] {
-        becomeWorker();
-        EXPECT_EQ(vesk_exec_systemcmd("true"), 0);
-    }).join();
-    for (; done < callers.size(); usleep(1000)) // opening the FIFO ends its readers
-        pm::client::Fd(open("gate", O_WRONLY | O_NONBLOCK)).reset();
 }
 
 } // namespace
