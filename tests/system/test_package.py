@@ -47,7 +47,8 @@ find "$1" -xdev -name 'pm*' -path '*[/.]pm*' | grep -v -e '/tmp/pm.lock' -e '/pm
 
 
 def test_installed_package_mails_and_leaves_nothing(area, sink):
-    if not shutil.which("dpkg-shlibdeps") or "asan" in BUILD.name or os.getuid() != 0:
+    release = "CMAKE_BUILD_TYPE:STRING=Release\n" in (BUILD / "CMakeCache.txt").read_text()
+    if not (release and shutil.which("dpkg-shlibdeps") and os.getuid() == 0):
         pytest.skip("packages are made of release builds, with dpkg-dev, and tried as root")
     made = subprocess.check_output([TREE / "scripts/package.sh", BUILD], text=True)
     package = pathlib.Path(TREE, made.splitlines()[-1])
