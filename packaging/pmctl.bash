@@ -64,7 +64,7 @@ hardware.community
 hardware.smbios_guid
 '
 
-# The options of a verb; the first word behind it is completed by _pmctl.
+# Prints the options of a verb. _pmctl completes the verb's first argument.
 _pmctl_options() {
     case $1 in
     alert) echo --subject --body --body-file --host --skip-empty ;;

@@ -1,5 +1,5 @@
-// Compares what the sample settings file, the man page and the completion say of
-// pm's keys with the schema; with --write, writes it anew.
+// Checks that the sample settings file, the man page and the completion list pm's keys as the
+// schema does; with --write, updates them.
 //   pm_schema_texts [--write] FILE...
 #include <cstring>
 #include <exception>
@@ -24,10 +24,12 @@ struct Table {
     const char* about;
 };
 constexpr Table TABLES[] = {
-    {SchemaTable::Settings, "settings", "What is mailed, where to, and by which server."},
+    {SchemaTable::Settings, "settings",
+     "Mail server, destinations and texts of mails, and other settings of pm."},
     {SchemaTable::Attributes, "attributes",
-     "Attributes of the controller. Letters of their names match in either case."},
-    {SchemaTable::Hardware, "hardware", "What the machine says of itself, where it must be told."},
+     "Attributes of the controller. Their names are not case-sensitive."},
+    {SchemaTable::Hardware, "hardware",
+     "Data of the machine. A value here replaces the one that pm reads from the system."},
 };
 
 std::string quotedText(std::string_view text) {
@@ -40,7 +42,7 @@ std::string quotedText(std::string_view text) {
     return quoted + '"';
 }
 
-// A value as the settings file has it: whole numbers and booleans bare.
+// Formats a value for the settings file: numbers and booleans without quotes.
 std::string written(const SchemaRow& row, const char* text) {
     const bool bare = row.type == ValueType::Bool || row.type == ValueType::Int ||
                       (row.type == ValueType::Any && wholeNumber(text));
@@ -74,7 +76,7 @@ std::string typeAndDefault(KeyId key) {
                                     : "default " + (machine + written(row, row.fallback)));
 }
 
-// The key's name in the settings file, without the table; attributes are quoted.
+// The key's name in the settings file, without its table; quoted if TOML requires it.
 std::string nameInFile(KeyId key) {
     const std::string name = keyName(key);
     switch (schemaRow(key).table) {
@@ -88,13 +90,13 @@ std::string nameInFile(KeyId key) {
     return name.find('/') == std::string::npos ? name : quotedText(name);
 }
 
-// The line that sets the key to its example. The loader has to take it.
+// Returns the line that sets the key to its example. Throws if the loader rejects it.
 std::string exampleLine(KeyId key, const Table& table) {
     std::string line = nameInFile(key) + " = " + written(schemaRow(key), schemaRow(key).example);
     const SettingsFile file =
         parseSettings("[" + std::string(table.name) + "]\n" + line + "\n", "example");
     if (!file.findings.empty() || file.entries.size() != 1 || file.entries[0].key != key)
-        throw std::runtime_error("the loader does not take the example: " + line);
+        throw std::runtime_error("the loader rejects the example: " + line);
     return line;
 }
 
@@ -148,12 +150,12 @@ std::string completionText() {
     return text;
 }
 
-// Where the keys stand in each file: from the line `first` up to the line that
-// begins with `behind`, or to the file's end.
+// The part of each file that lists the keys: from the line `first` to before the line that
+// starts with `after`, or to the end of the file.
 struct Place {
     std::string_view file;
     const char* first;
-    const char* behind;
+    const char* after;
     std::string (*text)();
 };
 constexpr Place PLACES[] = {
@@ -162,14 +164,14 @@ constexpr Place PLACES[] = {
     {"pmctl.bash", "_pmctl_keys='\n", "'\n", completionText},
 };
 
-// The file's text as it should be.
+// Returns the file's text with the list of keys replaced.
 std::string renewed(const Place& place, const std::string& before) {
     const size_t start = before.find(std::string("\n") + place.first) + 1;
-    const size_t end = place.behind == nullptr
+    const size_t end = place.after == nullptr
                            ? before.size()
-                           : before.find(std::string("\n") + place.behind, start) + 1;
+                           : before.find(std::string("\n") + place.after, start) + 1;
     if (start == 0 || end == 0)
-        throw std::runtime_error("the place of the keys is missing");
+        throw std::runtime_error("the list of keys is missing");
     return before.substr(0, start) + place.text() + before.substr(end);
 }
 
@@ -192,7 +194,7 @@ bool handle(const std::string& path, bool write) {
                             : ": differs from the schema; build the target schema_texts\n");
         return false;
     }
-    std::cerr << path << ": has no place for keys\n";
+    std::cerr << path << ": is not a file that lists keys\n";
     return false;
 }
 

@@ -102,8 +102,8 @@ void checkServer(Checked& checked) {
     ownAddress(on6, ADDRESS6, AF_INET6, "2001:db8::10");
     if (on4 && valueInForce(checked, ADDRESS4) == "0.0.0.0")
         find(checked, Severity::Warning, ADDRESS4,
-             "mails and their links name 0.0.0.0, nobody's address: this machine has none, or it "
-             "is set; set the controller's");
+             "mails and their links would contain 0.0.0.0, which is nobody's address: this "
+             "machine has no address, or 0.0.0.0 is set; set the controller's address");
     if (on6 && (!on4 || family == AF_INET6) && valueInForce(checked, ADDRESS6) == "::")
         find(
             checked, Severity::Error, ADDRESS6,

@@ -12,17 +12,18 @@ namespace pm::ctl {
 
 namespace {
 
-// What pm adds to a body, without the addresses in it.
+// What pm adds to a body, without the addresses.
 constexpr std::string_view LINKS = "\nTo launch the Norvu Web Interface, click here: https://\n"
                                    "To launch the Norvu Virtual Console, click here: "
                                    "https:///console\n";
 constexpr std::string_view FOOTER = "\nNorvu web UI: https://\n";
 constexpr std::string_view CONSOLE = "Norvu virtual console: https:///console\n";
-constexpr size_t LINKS_BODY = sizeof EmailAlertsExStruct::szBodyText - 1; // the links included
+constexpr size_t LINKS_BODY = sizeof EmailAlertsExStruct::szBodyText - 1; // including the links
 constexpr size_t FOOTER_BODY = sizeof TestEmailStruct::szBody - 1;
 constexpr size_t SUBJECT = 254;
-constexpr size_t LONGEST_NAME = 525;   // of a link: 254 bytes each of host and domain, and more
-constexpr size_t LONGEST_ADDRESS = 65; // an attribute's, in brackets
+constexpr size_t LONGEST_NAME =
+    525; // in a link: host and domain with 254 bytes each, and separators
+constexpr size_t LONGEST_ADDRESS = 65; // in a link: an attribute, in brackets
 
 std::string attribute(const Options& options, const char* name) {
     return valueOf(options, std::string("Norvu.Embedded.1#") + name);
@@ -55,7 +56,7 @@ std::string hostName(const Options& options) {
 }
 
 bool tooLong(const char* what, size_t size, size_t room, const char* added) {
-    complain("the %s has %zu bytes, at most %zu are possible with %s", what, size, room, added);
+    complain("the %s has %zu bytes, at most %zu are allowed with %s", what, size, room, added);
     return false;
 }
 
@@ -67,7 +68,7 @@ bool bodyFits(std::string_view body, size_t limit, size_t added, const char* wha
 } // namespace
 
 bool fitsWithLinks(const Options& options, std::string_view body) {
-    // A body that says where the address belongs gets no links.
+    // pm adds no links to a body with "[]", where it inserts the address instead.
     if (body.size() + LINKS.size() + 2 * LONGEST_NAME <= LINKS_BODY ||
         body.find("[]") != std::string_view::npos)
         return true;
@@ -101,7 +102,7 @@ bool subjectFits(const Options& options) {
     }
     const size_t room = SUBJECT - std::min(added, SUBJECT);
     return options.subject.size() <= room ||
-           tooLong("subject", options.subject.size(), room, "what pm puts in front of it");
+           tooLong("subject", options.subject.size(), room, "the text that pm puts before it");
 }
 
 } // namespace pm::ctl

@@ -1,4 +1,4 @@
-// Room for texts in a mail: pm cuts off what does not fit together with what it adds.
+// Checks that a text fits into a mail with what pm adds to it; pm would cut it otherwise.
 #pragma once
 
 #include <string_view>
@@ -7,14 +7,14 @@
 
 namespace pm::ctl {
 
-// Each is false after a line that names the limit. Near it, pm is asked for the names
-// and addresses that it adds.
+// Each prints the limit and returns false if the text is too long. For long texts they ask pm
+// for the names and addresses that it adds.
 
-// An alert's body, with the two links below it.
+// An alert's body, with the two links that follow it.
 bool fitsWithLinks(const Options& options, std::string_view body);
-// The body of a test message or of an alert mail, with the footer below it.
+// The body of a test message or an alert mail, with the footer that follows it.
 bool fitsWithFooter(const Options& options, std::string_view body);
-// An alert's subject, with the prefix and the host's name in front of it.
+// An alert's subject, with the prefix and the host name before it.
 bool subjectFits(const Options& options);
 
 } // namespace pm::ctl

@@ -30,7 +30,7 @@ void declareBody(CLI::App& verb, Options& options) {
     verb.add_flag("--skip-empty", options.skipEmpty, "Send nothing if the text is empty");
 }
 
-// The body; or, if nothing is to be sent, the exit status.
+// Reads the body. Returns an exit status if nothing is to be sent: on failure, or if empty.
 std::optional<int> takeBody(const Options& options, std::string& body) {
     if (!readBody(options, body))
         return EXIT_WRONG_USE;

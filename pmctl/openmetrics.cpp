@@ -12,7 +12,7 @@ namespace {
 struct Metrics {
     std::string text;
 
-    // unit: empty, or the end of the name.
+    // unit: empty, or the suffix of the name.
     void family(const std::string& name, const char* type, std::string_view unit,
                 const char* help) {
         text += "# TYPE " + name + ' ' + type + '\n';
@@ -39,7 +39,7 @@ std::string label(const char* name, std::string_view value) {
     return text + '"';
 }
 
-// A counter of what went well and of what did not.
+// Adds the two samples of a counter: succeeded and failed.
 void addResults(Metrics& metrics, const std::string& name, const std::string& labels,
                 int64_t succeeded, int64_t failed) {
     const std::string front = labels.empty() ? "" : labels + ',';
@@ -74,9 +74,9 @@ struct Kind {
     const char* runningHelp;
 };
 constexpr Kind FUNCTIONS = {"function", "pm_function_calls", "Calls of a function.",
-                            "pm_function_calls_running", "Calls of a function under way."};
+                            "pm_function_calls_running", "Running calls of a function."};
 constexpr Kind TOPICS = {"topic", "pm_topic_events", "Events and attribute changes of a topic.",
-                         "pm_topic_events_running", "Events of a topic under way."};
+                         "pm_topic_events_running", "Running events of a topic."};
 
 void addTable(Metrics& metrics, const CountTable& table, const Kind& kind) {
     metrics.family(kind.counter, "counter", "", kind.counterHelp);
@@ -94,27 +94,27 @@ void addWaiting(Metrics& metrics, const Status& status) {
     int64_t calls = 0;
     for (const auto& [name, counts] : status.functions)
         calls += countIn(counts, "waiting");
-    metrics.family("pm_waiting", "gauge", "", "What waits in pm's queues.");
+    metrics.family("pm_waiting", "gauge", "", "Jobs that wait in pm's queues.");
     metrics.sample("pm_waiting", label("queue", "calls"), calls);
     metrics.sample("pm_waiting", label("queue", "events"), status.number("waiting events"));
     metrics.sample("pm_waiting", label("queue", "changes"), status.number("waiting changes"));
 }
 
 void addStatus(Metrics& metrics, const Status& status) {
-    addTime(metrics, "pm_serving_since_timestamp_seconds", "When pm began to serve.",
+    addTime(metrics, "pm_serving_since_timestamp_seconds", "Time at which pm began to serve.",
             status.number("serving since"));
-    addCounter(metrics, "pm_mails", "Mails by result; each destination has its own.",
+    addCounter(metrics, "pm_mails", "Mails by result, counted for each destination.",
                status.number("mails taken"), status.number("mails failed"));
     addCounter(metrics, "pm_relay_runs", "Runs of msmtp, up to two for a mail.",
                status.number("relay taken"), status.number("relay refused"));
     const int64_t failedTraps = status.number("traps failed");
-    addCounter(metrics, "pm_traps", "Runs of snmptrap; nobody confirms a trap.",
+    addCounter(metrics, "pm_traps", "Runs of snmptrap; traps are not acknowledged.",
                status.number("traps started") - failedTraps, failedTraps);
     addTable(metrics, status.functions, FUNCTIONS);
     addTable(metrics, status.topics, TOPICS);
     addWaiting(metrics, status);
     if (!status.text("failure time").empty())
-        addTime(metrics, "pm_last_failure_timestamp_seconds", "When something failed last.",
+        addTime(metrics, "pm_last_failure_timestamp_seconds", "Time of the last failure.",
                 status.number("failure time"));
 }
 

@@ -1,4 +1,4 @@
-// pm's counters for Prometheus and its like.
+// Formats pm's counters for Prometheus.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 
 namespace pm::ctl {
 
-// The text of the OpenMetrics standard, version 1.0. status null: pm was not reached.
+// Returns text in OpenMetrics 1.0 format. status: null if pm was not reached.
 std::string openmetricsText(const Status* status);
 
 } // namespace pm::ctl

@@ -1,4 +1,4 @@
-// The answer to the verb "status", sorted.
+// The parsed reply to the verb "status".
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 namespace pm::ctl {
 
-// "done", "failed", "running" and, of functions, "waiting".
+// "done", "failed", "running" and, for functions, "waiting".
 using Counts = std::map<std::string, std::string>;
 using CountTable = std::map<std::string, Counts>;
 
@@ -22,7 +22,7 @@ struct Status {
     int64_t number(const char* what) const;
 };
 
-// "function NAME done" is a count of that function; all else is a value.
+// Parses a reply: "function NAME done" is a count of that function; other fields are values.
 Status sorted(const client::Reply& reply);
 
 } // namespace pm::ctl

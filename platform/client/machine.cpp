@@ -47,7 +47,7 @@ std::string hostName() {
     return name == "localhost" || name == "(none)" ? "" : name;
 }
 
-// The words of a line; /proc has them apart by blanks or tabs.
+// Splits a line of /proc at blanks and tabs.
 std::vector<std::string> wordsOf(const std::string& line) {
     std::istringstream stream(line);
     std::vector<std::string> words;
@@ -56,7 +56,7 @@ std::vector<std::string> wordsOf(const std::string& line) {
     return words;
 }
 
-// Where a line of a route has what, and what its numbers are in.
+// The columns of a routing table in /proc, and the base of its metric.
 struct RouteTable {
     const char* path;
     size_t words;
@@ -168,7 +168,7 @@ std::optional<Value> textValue(std::string text) {
     return Value{ValueKind::Text, 0, std::move(text)};
 }
 
-// Without any address nothing is known of the families.
+// Whether a family is enabled, judged by its address; empty if neither family has one.
 std::optional<Value> enabled(const std::string& address, std::string (*other)()) {
     if (address.empty() && other().empty())
         return std::nullopt;

@@ -1,4 +1,4 @@
-// What this machine says of itself: the defaults of the controller's name and addresses.
+// Reads the defaults of the controller's name and addresses from this machine.
 #pragma once
 
 #include <optional>
@@ -7,13 +7,12 @@
 
 namespace pm::client {
 
-// Whether the key's default comes from the machine.
+// Whether the key's default is read from the machine.
 bool isFromMachine(KeyId key);
 
-// The value, read now: the host's name up to its first dot; an address of the interface
-// with the default route, or of another one where that has none; 1 or 0 for a
-// family with or without an address. None for all other keys, and for what the machine
-// does not have. hasChassisCode: the controller's name is made from that code instead.
+// Reads the value now: the host name up to its first dot; an address, preferably of the
+// interface with the default route; 1 or 0 for a family with or without an address. Empty for
+// other keys, without a value, and for the name if hasChassisCode, as it is made from the code.
 std::optional<Value> machineValue(KeyId key, bool hasChassisCode);
 
 } // namespace pm::client

@@ -26,7 +26,7 @@ constexpr Explained explained[] = {
     {"pm cannot run: ", "MESSAGE_ID=a72d9aab371c4886875571843afb9768"},
 };
 
-// The value of the header line To, which is among the first four.
+// Returns the recipient in a mail's To header, which is one of its first four lines.
 std::string receiverIn(const char* path) {
     constexpr size_t HEAD = 4096;
     const client::Fd file(::open(path, O_RDONLY | O_CLOEXEC));

@@ -1,4 +1,4 @@
-// Each mail's outcome in the journal: a line, and fields that an operator can query.
+// Logs the result of each mail to the journal, with fields that an operator can query.
 #pragma once
 
 #include <string>
@@ -7,12 +7,12 @@
 
 namespace pm::host {
 
-// To be called after a command that succeeded. If the program is msmtp, logs the receiver
-// of its mail, which is in the file messagePath.
+// Call after a command that succeeded. If it was msmtp, logs that the mail in messagePath was
+// accepted, with its recipient.
 void logMailTaken(std::string_view program, const char* messagePath);
 
-// Fields of the journal for a line, each "NAME=value": MESSAGE_ID of a failure that
-// packaging/pm.catalog explains; PM_DESTINATION and PM_STATUS of a mail.
+// Returns journal fields for a line, each "NAME=value": MESSAGE_ID of a failure that
+// packaging/pm.catalog explains, PM_DESTINATION and PM_STATUS of a mail.
 std::vector<std::string> journalFields(std::string_view line);
 
 } // namespace pm::host

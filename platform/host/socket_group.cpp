@@ -24,9 +24,9 @@ void refuse(const std::string& reason) {
                   "%s: %s; only pm's user and root can use the sockets", VARIABLE, reason.c_str());
 }
 
-// 0, or the error number; a group that does not exist is ENOENT.
+// Returns 0 or an error number; ENOENT if the group does not exist.
 int findGroup(const char* name, gid_t& id) {
-    constexpr size_t MOST = size_t{1} << 20U; // of a group's list of members
+    constexpr size_t MOST = size_t{1} << 20U; // bytes, for a group's members
     group entry{};
     group* found = nullptr;
     std::vector<char> room(4096);
@@ -62,7 +62,7 @@ void openSocketsToGroup() {
         return refuse((error == ENOENT ? "there is no group \"" : "cannot look up the group \"") +
                       client::escapeControls(name) + '"');
     const std::string folder = hostPath("run/pm");
-    // The folder is the last: until then nobody else reaches the sockets.
+    // The folder comes last: until then nobody else can reach the sockets.
     if (openTo(id, folder + "/requests", 0660) && openTo(id, folder + "/events", 0660))
         openTo(id, folder, 0750);
 }

@@ -1,10 +1,10 @@
-// Access of a group to the sockets.
+// Lets a group use pm's sockets.
 #pragma once
 
 namespace pm::host {
 
-// Opens the sockets below run/pm to the group that PM_HOST_SOCKET_GROUP names, if it
-// is set. If that fails, an error line says why, and they stay closed.
+// Gives the group in PM_HOST_SOCKET_GROUP, if it is set, access to the sockets below run/pm.
+// On failure logs why; the group then has no access.
 void openSocketsToGroup();
 
 } // namespace pm::host

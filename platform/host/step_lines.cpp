@@ -50,8 +50,7 @@ constexpr Row rows[] = {
     {"petConstructVarBind function failed", Told::Reason, "out of memory", false},
     {"SNMP trap dest #", Told::Reason, "the destination is not enabled", false},
     {"Failed to connect to system bus: ", Told::Reason, "the system bus cannot be reached: ", true},
-    {"Failed to call method: ", Told::Reason,
-     "the log manager was not reached or failed: ", true},
+    {"Failed to call method: ", Told::Reason, "the log manager was not reached or failed: ", true},
     {"Failed to parse response: ", Told::Reason, "the log manager's answer cannot be read: ", true},
     {"Exit with status=", Told::Answer, "the log manager answered ", true},
 };
