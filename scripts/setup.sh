@@ -13,7 +13,7 @@ packages=(
 if [ "${1:-}" = --tests ]; then
     packages+=(
         clang clang-format clang-tidy libclang-rt-dev gcovr
-        dbus-daemon dpkg-dev lintian openssl python3-pytest python3-pytest-xdist python3-zmq
+        dbus-daemon dpkg-dev iproute2 lintian openssl python3-pytest python3-pytest-xdist python3-zmq
     )
 fi
 

@@ -51,7 +51,8 @@ void logMailTaken(std::string_view program, const char* messagePath) {
 }
 
 std::vector<std::string> journalFields(std::string_view line) {
-    if (line.starts_with(MAIL_TO) && line.ends_with(TAKEN)) {
+    if (line.size() >= MAIL_TO.size() + TAKEN.size() && line.starts_with(MAIL_TO) &&
+        line.ends_with(TAKEN)) {
         line = line.substr(MAIL_TO.size(), line.size() - MAIL_TO.size() - TAKEN.size());
         return {"PM_DESTINATION=" + std::string(line), "PM_STATUS=0"};
     }

@@ -51,7 +51,8 @@ void queueReply(Caller& caller, Reply reply) {
     auto& replies = outbox().outgoing.replies;
     if (outbox().wake.valid()) {
         replies.emplace_back(); // may throw, so before anything is moved
-        replies.back() = {std::move(caller), std::move(reply)};
+        replies.back().reply = std::move(reply);
+        std::swap(replies.back().caller, caller);
         wake();
     }
     caller.waits = false;

@@ -2,6 +2,7 @@
 import json
 import os
 import re
+import socket
 import subprocess
 
 import pytest
@@ -157,6 +158,30 @@ def test_log_tells_reasons_and_no_secrets(failed, monkeypatch):
     assert "is no time" in failed.ctl("log", "--since", "yesterday", status=2)
 
 
+JOURNAL = """
+mount -t tmpfs tmpfs /run; mkdir -p /run/systemd/journal; touch /run/systemd/journal/socket
+mount --bind {}/journal /run/systemd/journal/socket
+export JOURNAL_STREAM=$(stat -L -c %d:%i /proc/self/fd/2)
+"""
+
+
+def test_mails_in_the_journal(make_pm, sink, place):
+    ids = re.findall("(?m)^-- ([0-9a-f]{32})$", (TREE / "packaging/pm.catalog").read_text())
+    with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as journal:
+        journal.bind(f"{place}/journal")
+        journal.settimeout(20)
+        sink.refuse = 2
+        pm = make_pm(settings(sink.port, 1), mounts=JOURNAL.format(place)).start()
+        pm.ctl("test-mail", 1, status=1)
+        pm.ctl("test-mail", 1)
+        seen = []
+        while "PM_STATUS=0\n" not in "".join(seen[-1:]):
+            seen.append(journal.recv(65536).decode())
+    assert "PM_DESTINATION=user1@example.com\n" in seen[-1]
+    assert re.findall("(?:MESSAGE_ID|PM_STATUS)=(.*)", "".join(seen)) == [
+        ids[1], ids[1], ids[0], "-1", "0"]
+
+
 def test_log_is_bounded_and_followed(pm):
     with zmq.Context() as context, context.socket(zmq.DEALER) as client:
         client.connect(f"ipc://{pm.root}/run/pm/requests")
@@ -244,7 +269,8 @@ def test_examples_of_neighbours(pm, sink):
         "MONIT_DATE": "now", "MONIT_DESCRIPTION": "space usage 95%"}
     for tool, lines, says in (("smartd-pm", None, b": SMART Health on sda"),
                               ("monit-pm", None, b"web1: root: Resource limit matched"),
-                              ("lines-pm", b"PSU 2 lost\n\n" + b"x" * 600 + b"\n", b"\r\nPSU 2 lost\r\n")):
+                              ("lines-pm", b"PSU 2 lost\n\n" + b"x" * 600 + b"\n",
+                               b"\r\nPSU 2 lost\r\n")):
         sink.mails.clear()
         subprocess.run([tools / tool], env=environment, input=lines, check=True)
         sink.wait(lambda s: len(s.mails) == (8 if lines else 4))

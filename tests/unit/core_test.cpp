@@ -112,6 +112,7 @@ TEST_F(Core, ServiceThread) {
             EXPECT_EQ(0U, row->unused) << row->name;
         EXPECT_EQ(0U, row->unused);
     }
+    begin({}, "files of a killed pm");
     for (const string name :
          {"email.txt", "genericemail1", "genericemail12345", "genericemail123456", "genericemailx",
           "emailconfig.txt", "emailconfig.txt00017"})
