@@ -135,9 +135,8 @@ def test_check_of_rights_and_of_a_silent_server(make_pm, make):
 def failed(make_pm, place):  # one mail failed, with secrets in msmtp's message; one trap was sent
     (place / "msmtp").write_text('#!/bin/sh\ngrep password "$2" >&2; echo no >&2; exit 77\n')
     (place / "msmtp").chmod(0o700)
-    flat = {"alert_bool_smtp_auth_enable": True, "alert_str_smtp_user": "norvu"}
     pm = make_pm(settings(
-        flat=flat | {"alert_str_smtp_password": SECRET}, hardware={"community": COMMUNITY},
+        flat=LOGIN, hardware={"community": COMMUNITY},
         attributes={"SNMPAlert.1#Destination": "127.0.0.1", "SNMP.1#AlertPort": 9}),
         environment={"PATH": f"{place}:{os.environ['PATH']}"}).start()
     assert "pmctl log" in pm.ctl("test-mail", 1, status=1)
@@ -242,11 +241,11 @@ def test_reasons(make_pm, sink, place):
         pm.ctl("set", "pm_str_email_server_address", server)
         assert re.search(reason, pm.ctl("alert", *mail, status=1))
     for wait in ([], ["--no-wait"]):
-        pm.ctl("mail", "--to", "a@b", *mail, *wait, status=0 if wait else 1)
+        pm.ctl("mail", "--to", 'a" b@c', *mail, *wait, status=0 if wait else 1)
     until(lambda: json.loads(pm.ctl("status", "--json"))["generic_mails"] == {
         "done": 2, "failed": 2, "running": 0})
     last = json.loads(pm.ctl("status", "--json"))["last_failure"]
-    assert (last["destination"], last["status"]) == ("a@b", -1) and "::1" in last["reason"]
+    assert (last["destination"], last["status"]) == ('a" b@c', -1) and "::1" in last["reason"]
     assert len(re.findall("not sent: .*nowhere.invalid does not", pm.errors())) == 2
     pm.ctl("set", "pm_str_email_server_address", "127.0.0.1")
     (pm.tmp / "zorqemail.txt").mkdir()

@@ -184,7 +184,8 @@ TEST_F(Senders, HeadersEndWithTheirLineAndField) {
     EmailAlertsExStruct alerts;
     std::memset(&alerts, 'f', sizeof alerts);
     check("no terminators", [&] { return send(sendEmailAlertsEx, alerts); },
-          {{.message = "\nSubject: " + f.substr(1) + "\n" + TYPE + string(2039, 'f') + "\n\n" + END}});
+          {{.message =
+                "\nSubject: " + f.substr(1) + "\n" + TYPE + string(2039, 'f') + "\n\n" + END}});
     for (const Sender& each : senders) {
         const string from = &each == &senders[2] ? "ctl1\nTo: " : "ctl1@example.org\nTo: ";
         check(each.name, each.send,

@@ -1,6 +1,5 @@
 // Test traps: the command line, the trap's bytes, and the call on the bus.
 #include "requests.h"
-#include "trap/ipmi_test_trap.h"
 
 namespace {
 
@@ -122,16 +121,6 @@ TEST_F(Trap, RefuseRequests) {
             handler(1, &index);
         EXPECT_EQ(3U, logged("out of range"));
     }
-}
-
-TEST_F(Trap, VariableBindingIsBounded) {
-    const uint32_t bytes[] = {1, 47, 160, 161, 162}, lengths[] = {30, 168, 507, 510, 0};
-    for (size_t i = 0; i < 5; ++i) {
-        VarBindText text;
-        EXPECT_EQ(i < 4, composeVarBindText(text, std::vector<uint8_t>(162).data(), bytes[i]));
-        EXPECT_EQ(lengths[i], text.length());
-    }
-    EXPECT_EQ(514U, varBindTextSize(162));
 }
 
 } // namespace
