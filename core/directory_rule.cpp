@@ -42,7 +42,7 @@ void logDisabled(const DirectoryService& service) {
 }
 
 // If the changed service is enabled now, disables the other one.
-void keepApart(const DirectoryService& changed, const DirectoryService& other) {
+void disableOther(const DirectoryService& changed, const DirectoryService& other) {
     int32_t mode = 0;
     if (!readSetting(changed.modeKey, mode)) {
         PM_LOG_AS(OPERATION, "could not get the value of %s\n", changed.modeName);
@@ -78,9 +78,9 @@ int32_t MiscAttributeChangeCallback(void*, const char* topic, const void* record
     }
     const char* name = attributeName(record);
     if (isNamed(activeDirectory, name))
-        keepApart(activeDirectory, ldap);
+        disableOther(activeDirectory, ldap);
     else if (isNamed(ldap, name))
-        keepApart(ldap, activeDirectory);
+        disableOther(ldap, activeDirectory);
     return 0;
 }
 

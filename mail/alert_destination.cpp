@@ -5,7 +5,7 @@
 
 namespace pm {
 
-SwitchState readEnabled(const char* operation, const AlertDestination& keys) {
+SwitchState readDestinationSwitch(const char* operation, const AlertDestination& keys) {
     bool enabled = false;
     if (!readSetting(keys.enabledKey, enabled)) {
         PM_LOG_AS(operation, "could not get email notify %d enabled from VESK\n", keys.number);

@@ -36,6 +36,6 @@ inline const AlertDestination* findAlertDestination(int32_t index) {
 
 // Reads whether the destination is enabled. If it is not On, logs that under the
 // operation's name.
-SwitchState readEnabled(const char* operation, const AlertDestination& keys);
+SwitchState readDestinationSwitch(const char* operation, const AlertDestination& keys);
 
 } // namespace pm

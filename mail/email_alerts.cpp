@@ -26,7 +26,7 @@ bool getEmailNotifyBody(const AlertDestination& keys, Text<255>& body) {
 }
 
 bool readAlert(const AlertDestination& keys, ConfiguredAlert& alert) {
-    if (readEnabled(OPERATION, keys) != SwitchState::On)
+    if (readDestinationSwitch(OPERATION, keys) != SwitchState::On)
         return false;
     const bool subjectRead = readSetting(keys.subjectKey, alert.subject);
     const bool destinationRead = readSetting(keys.destinationKey, alert.destination);

@@ -100,7 +100,7 @@ bool composeSubject(Text<255>& subject, const AlertTexts& texts, const char* szS
 // disabled, empty or without a domain is skipped, which is not a failure.
 bool alertDestination(const AlertDestination& keys, const AlertTexts& texts,
                       const char* szServerAddress) {
-    const SwitchState enabled = readEnabled(OPERATION, keys);
+    const SwitchState enabled = readDestinationSwitch(OPERATION, keys);
     if (enabled != SwitchState::On)
         return enabled == SwitchState::Off;
     Text<255> destination;

@@ -210,10 +210,10 @@ Ending attemptOnce(const GenericEmailThreadRequest& request, const Text<255>& me
 }
 
 int32_t sendFromThread(ThreadRequestOwner request) {
-    const ThreadText threadText(static_cast<int>(syscall(SYS_gettid)));
+    const ThreadSuffix threadSuffix(static_cast<int>(syscall(SYS_gettid)));
     Text<255> messagePath, relayConfigPath;
-    messagePath.format("%s%s", GENERIC_MESSAGE_PATH, threadText.c_str());
-    relayConfigPath.format("%s%s", RELAY_CONFIG_PATH, threadText.c_str());
+    messagePath.format("%s%s", GENERIC_MESSAGE_PATH, threadSuffix.c_str());
+    relayConfigPath.format("%s%s", RELAY_CONFIG_PATH, threadSuffix.c_str());
     const Ending end = makeAttempts(bMseCompatGenericEmail, [&] {
         return attemptOnce(*request, messagePath, relayConfigPath);
     });

@@ -45,10 +45,10 @@ bool holdsNoLineEnd(const char* value, const char* name) {
 // login only with authentication.
 bool holdNoLineEnds(const EmailEndpoint& endpoint, const EmailConfigArgs& config,
                     const Text<255>& senderAddress) {
-    const Text<255>& sender = senderAddress.empty() ? endpoint.szHostname : senderAddress;
+    const Text<255>& from = senderAddress.empty() ? endpoint.szHostname : senderAddress;
     return holdsNoLineEnd(endpoint.szServerAddress.c_str(), "server address") &&
            holdsNoLineEnd(endpoint.szDomainName.c_str(), "domain") &&
-           holdsNoLineEnd(sender.c_str(), "sender") &&
+           holdsNoLineEnd(from.c_str(), "sender") &&
            (!config.authEnabled || (holdsNoLineEnd(config.username.c_str(), "user name") &&
                                     holdsNoLineEnd(config.password.c_str(), "password")));
 }

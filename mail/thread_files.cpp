@@ -14,16 +14,16 @@ namespace pm {
 
 namespace {
 
-constexpr int SPARE_TEXTS = 10000; // "00000" to "09999"
+constexpr int SPARE_SUFFIXES = 10000; // "00000" to "09999"
 
 std::mutex heldLock;
 // Never destroyed: detached threads may still signal it while the process exits.
 std::condition_variable& released = *new std::condition_variable;
-ThreadText* held = nullptr;
+ThreadSuffix* held = nullptr;
 int nextSpare = 0;
 
 bool isHeld(const Text<6>& text) {
-    for (const ThreadText* other = held; other != nullptr; other = other->next()) {
+    for (const ThreadSuffix* other = held; other != nullptr; other = other->next()) {
         if (text.equals(other->c_str()))
             return true;
     }
@@ -31,20 +31,20 @@ bool isHeld(const Text<6>& text) {
 }
 
 bool takeSpare(Text<6>& text) {
-    for (int tries = 0; tries < SPARE_TEXTS; ++tries) {
+    for (int tries = 0; tries < SPARE_SUFFIXES; ++tries) {
         text.format("%05d", nextSpare);
-        nextSpare = (nextSpare + 1) % SPARE_TEXTS;
+        nextSpare = (nextSpare + 1) % SPARE_SUFFIXES;
         if (!isHeld(text))
             return true;
     }
     return false;
 }
 
-// What has been removed, in lines of a bounded length.
+// Collects the removed paths and logs them in lines of limited length.
 struct Removed {
     Text<512> paths;
 
-    void tell() {
+    void logPaths() {
         if (!paths.empty())
             PM_LOG_ERROR_AS("removeLeftFiles", "removed what an earlier pm has left:%s\n",
                             paths.c_str());
@@ -54,7 +54,7 @@ struct Removed {
         if (unlink(path) != 0)
             return;
         if (paths.length() + std::strlen(path) + 2 > paths.capacity())
-            tell();
+            logPaths();
         paths.append(" %s", path);
     }
 };
@@ -75,7 +75,7 @@ void removeMatches(const char* path, Removed& removed) {
 
 } // namespace
 
-ThreadText::ThreadText(int threadId) {
+ThreadSuffix::ThreadSuffix(int threadId) {
     std::unique_lock<std::mutex> lock(heldLock);
     m_text.format("%d", threadId);
     if (isHeld(m_text))
@@ -84,9 +84,9 @@ ThreadText::ThreadText(int threadId) {
     held = this;
 }
 
-ThreadText::~ThreadText() {
+ThreadSuffix::~ThreadSuffix() {
     const std::lock_guard<std::mutex> lock(heldLock);
-    ThreadText** link = &held;
+    ThreadSuffix** link = &held;
     while (*link != this)
         link = &(*link)->m_next;
     *link = m_next;
@@ -98,7 +98,7 @@ void removeLeftFiles() {
     removed.remove(MESSAGE_PATH);
     removeMatches(GENERIC_MESSAGE_PATH, removed);
     removeMatches(RELAY_CONFIG_PATH, removed);
-    removed.tell();
+    removed.logPaths();
 }
 
 } // namespace pm

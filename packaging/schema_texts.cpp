@@ -59,7 +59,7 @@ std::string typeWords(const SchemaRow& row) {
     case ValueType::Int:
         return "whole number";
     case ValueType::Text:
-        return text + (row.lines ? ", line feeds and tabs allowed" : "");
+        return text + (row.form == TextForm::ManyLines ? ", line feeds and tabs allowed" : "");
     case ValueType::Any:
         return "whole number or " + text;
     }

@@ -21,21 +21,21 @@ void declareCheck(CLI::App& verb, Options& options) {
     declareJson(verb, options);
 }
 
-void takeFindings(Checked& checked, const SettingsFile& file) {
+void addFindings(Checked& checked, const SettingsFile& file) {
     for (const SettingsFinding& finding : file.findings)
         checked.findings.push_back({Severity::Error, finding});
 }
 
 void checkAll(Checked& checked, bool offline) {
     checked.file = readSettingsFile(checked.path);
-    takeFindings(checked, checked.file);
+    addFindings(checked, checked.file);
     if (checked.file.error != 0) {
         checked.findings.back().where.message += "; does it exist, and may you read it?";
         return; // further findings would be about defaults only
     }
     checked.runTime = readSettingsFile(checked.runTimePath);
     if (checked.runTime.error != ENOENT)
-        takeFindings(checked, checked.runTime);
+        addFindings(checked, checked.runTime);
     checkValues(checked);
     checkMail(checked);
     checkMachine(checked);

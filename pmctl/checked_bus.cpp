@@ -49,9 +49,9 @@ void checkLogManager(Checked& checked) {
             continue;
         const std::string fault = faultOfBus();
         if (!fault.empty())
-            find(checked, Severity::Note, state,
-                 "a trap cannot be sent by the log manager: " + fault +
-                     "; \"pmctl test-trap\" sends without it");
+            addFinding(checked, Severity::Note, state,
+                       "a trap cannot be sent by the log manager: " + fault +
+                           "; \"pmctl test-trap\" sends without it");
         return;
     }
 }

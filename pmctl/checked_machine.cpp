@@ -17,11 +17,11 @@ namespace {
 
 bool holdsSecrets(const SettingsFile& file) {
     return std::ranges::any_of(file.entries, [](const SettingsEntry& entry) {
-        return schemaRow(entry.key).secret && !valueText(entry.value).empty();
+        return schemaRow(entry.key).secrecy == Secrecy::Secret && !valueText(entry.value).empty();
     });
 }
 
-void tell(Checked& checked, const std::string& path, const std::string& message) {
+void addFileFinding(Checked& checked, const std::string& path, const std::string& message) {
     checked.findings.push_back({Severity::Error, {path, 0, {}, message}});
 }
 
@@ -42,17 +42,18 @@ void checkRights(Checked& checked, const std::string& path, bool secrets) {
         return;
     const char* right = S_ISDIR(state.st_mode) ? "chmod 700 " : "chmod 600 ";
     if (secrets && (state.st_mode & 077U) != 0)
-        tell(checked, path,
-             "holds a password or community, and users other than its owner may access it (mode " +
-                 modeText(state.st_mode) + "); run: " + right + path);
+        addFileFinding(
+            checked, path,
+            "holds a password or community, and users other than its owner may access it (mode " +
+                modeText(state.st_mode) + "); run: " + right + path);
     else if ((state.st_mode & 022U) != 0)
-        tell(checked, path,
-             "others than its owner may change it (mode " + modeText(state.st_mode) +
-                 "), and so redirect mails; run: " + right + path);
+        addFileFinding(checked, path,
+                       "others than its owner may change it (mode " + modeText(state.st_mode) +
+                           "), and so redirect mails; run: " + right + path);
     if (isOthers(state))
-        tell(checked, path,
-             "belongs to another user (number " + std::to_string(state.st_uid) +
-                 "), who may change it; run: chown root " + path);
+        addFileFinding(checked, path,
+                       "belongs to another user (number " + std::to_string(state.st_uid) +
+                           "), who may change it; run: chown root " + path);
 }
 
 } // namespace
@@ -78,11 +79,11 @@ namespace {
 
 void checkPrograms(Checked& checked) {
     if (!isInPath("msmtp"))
-        find(checked, Severity::Error, {},
-             "msmtp is not found, no mail can be sent; run: apt-get install msmtp");
+        addFinding(checked, Severity::Error, {},
+                   "msmtp is not found, no mail can be sent; run: apt-get install msmtp");
     if (!isInPath("snmptrap"))
-        find(checked, Severity::Warning, {},
-             "snmptrap is not found, no trap can be sent; run: apt-get install snmp");
+        addFinding(checked, Severity::Warning, {},
+                   "snmptrap is not found, no trap can be sent; run: apt-get install snmp");
 }
 
 } // namespace

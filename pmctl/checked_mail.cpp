@@ -36,14 +36,14 @@ void checkPatterns(Checked& checked, std::string_view key, const std::string& wh
         message.append(fails ? ", which cannot be read: no mail can be sent"
                              : ", which msmtp replaces by another text");
         message.append("; it cannot be escaped, so choose a value without it");
-        find(checked, fails ? Severity::Error : Severity::Warning, key, message);
+        addFinding(checked, fails ? Severity::Error : Severity::Warning, key, message);
     }
 }
 
 void checkAddress(Checked& checked, std::string_view key) {
     const std::string address = valueInForce(checked, key);
     if (!address.empty() && address.find('@') == std::string::npos)
-        find(
+        addFinding(
             checked, Severity::Warning, key,
             address.find_first_not_of(' ') == std::string::npos
                 ? "holds blanks only: mails would have an empty address; give one, or set it to \"\""
@@ -66,9 +66,9 @@ void checkSender(Checked& checked) {
     checkPatterns(checked, {}, "the system's domain name ", domain,
                   composed ? IN_SENDER : IN_DOMAIN);
     if (domain.find_first_of("\r\n") != std::string::npos)
-        find(checked, Severity::Error, {},
-             "the system's domain name holds a line end: msmtp's configuration cannot be "
-             "written, and mails end with status -17; set another with domainname");
+        addFinding(checked, Severity::Error, {},
+                   "the system's domain name holds a line end: msmtp's configuration cannot be "
+                   "written, and mails end with status -17; set another with domainname");
     checkAddress(checked, SENDER);
     for (int number = 1; number <= MAIL_DESTINATIONS; ++number)
         checkAddress(checked, numbered("pm_str_email_alert*_destination", number));
@@ -86,15 +86,15 @@ void checkLogin(Checked& checked, int32_t encryption) {
         return;
     for (const std::string_view key : {USER, PASSWORD})
         if (valueInForce(checked, key).empty())
-            find(checked, Severity::Error, LOGIN,
-                 std::string("login to the mail server is enabled, but there is no ") +
-                     (key == USER ? "user" : "password") + ", no mail can be sent; set " +
-                     std::string(key) + ", or this one to false");
+            addFinding(checked, Severity::Error, LOGIN,
+                       std::string("login to the mail server is enabled, but there is no ") +
+                           (key == USER ? "user" : "password") + ", no mail can be sent; set " +
+                           std::string(key) + ", or this one to false");
     const auto mechanism = static_cast<size_t>(numberInForce(checked, MECHANISM));
     if (encryption == 0)
-        find(checked, Severity::Warning, mechanism == 0 ? LOGIN : MECHANISM,
-             std::string(UNENCRYPTED[mechanism]) + "; set " + std::string(ENCRYPTION_KEY) +
-                 " to 1 or 2");
+        addFinding(checked, Severity::Warning, mechanism == 0 ? LOGIN : MECHANISM,
+                   std::string(UNENCRYPTED[mechanism]) + "; set " + std::string(ENCRYPTION_KEY) +
+                       " to 1 or 2");
 }
 
 } // namespace
@@ -102,9 +102,10 @@ void checkLogin(Checked& checked, int32_t encryption) {
 void checkMail(Checked& checked) {
     const int32_t encryption = numberInForce(checked, ENCRYPTION_KEY);
     if (encryption != 0)
-        find(checked, Severity::Note, ENCRYPTION_KEY,
-             "the mail server's certificate is never verified: encryption stops eavesdroppers, "
-             "not a false server; use a network that you trust");
+        addFinding(
+            checked, Severity::Note, ENCRYPTION_KEY,
+            "the mail server's certificate is never verified: encryption stops eavesdroppers, "
+            "not a false server; use a network that you trust");
     checkSender(checked);
     checkLogin(checked, encryption);
 }

@@ -68,14 +68,14 @@ void resolve(std::vector<Name>& names) {
 
 void checkName(Checked& checked, const Name& name) {
     if (name.result == NO_ANSWER)
-        find(checked, Severity::Error, name.key,
-             "no answer to a query for " + name.text +
-                 " within 3 seconds; check /etc/resolv.conf and the "
-                 "name server");
+        addFinding(checked, Severity::Error, name.key,
+                   "no answer to a query for " + name.text +
+                       " within 3 seconds; check /etc/resolv.conf and the "
+                       "name server");
     else if (name.result != 0)
-        find(checked, Severity::Error, name.key,
-             name.text + " does not resolve (" + ::gai_strerror(name.result) +
-                 "); check the name and /etc/resolv.conf");
+        addFinding(checked, Severity::Error, name.key,
+                   name.text + " does not resolve (" + ::gai_strerror(name.result) +
+                       "); check the name and /etc/resolv.conf");
 }
 
 // Starts connecting to each address. failure: errno of one that failed at once.
@@ -140,16 +140,16 @@ void checkGreeting(Checked& checked, const Name& server, const Fd& socket) {
     line = line.substr(0, line.find_first_of("\r\n"));
     const std::string port = std::to_string(numberInForce(checked, PORT_KEY));
     if (!spoke)
-        find(
+        addFinding(
             checked, Severity::Error, server.key,
             server.text + " accepts connections at port " + port +
                 " but does not greet within 3 seconds; is it a mail server, or does it use TLS from "
                 "the start (" +
                 std::string(ENCRYPTION_KEY) + " 1)?");
     else if (!line.starts_with("220"))
-        find(checked, Severity::Error, server.key,
-             server.text + " at port " + port + " greets with \"" + std::string(line) +
-                 "\", so it is no mail server, or accepts no mail now");
+        addFinding(checked, Severity::Error, server.key,
+                   server.text + " at port " + port + " greets with \"" + std::string(line) +
+                       "\", so it is no mail server, or accepts no mail now");
 }
 
 void checkPortAnswers(Checked& checked, const Name& server) {
@@ -160,9 +160,10 @@ void checkPortAnswers(Checked& checked, const Name& server) {
             addresses.push_back(at);
     if (addresses.empty()) {
         if (familyOf(server.text) == AF_UNSPEC) // checkServer has reported an address
-            find(checked, Severity::Error, server.key,
-                 server.text + " has no address of an enabled family; enable the other of IPv4 "
-                               "and IPv6, or name another server");
+            addFinding(checked, Severity::Error, server.key,
+                       server.text +
+                           " has no address of an enabled family; enable the other of IPv4 "
+                           "and IPv6, or name another server");
         return;
     }
     const int32_t port = numberInForce(checked, PORT_KEY);
@@ -170,10 +171,10 @@ void checkPortAnswers(Checked& checked, const Name& server) {
     const Fd socket = connectToAny(addresses, port, failure);
     if (socket.valid())
         return checkGreeting(checked, server, socket);
-    find(checked, Severity::Error, server.key,
-         server.text + " does not answer at port " + std::to_string(port) + " (" +
-             std::strerror(failure) + "); check the server, " + std::string(PORT_KEY) +
-             " and the firewall");
+    addFinding(checked, Severity::Error, server.key,
+               server.text + " does not answer at port " + std::to_string(port) + " (" +
+                   std::strerror(failure) + "); check the server, " + std::string(PORT_KEY) +
+                   " and the firewall");
 }
 
 } // namespace

@@ -34,7 +34,7 @@ void checkShadowed(Checked& checked) {
             continue;
         const std::string name = keyName(entry.key);
         std::string message = "has no effect: a value written at run time";
-        if (!schemaRow(entry.key).secret)
+        if (schemaRow(entry.key).secrecy == Secrecy::Open)
             message += ", \"" + valueText(newer->value) + "\",";
         message += " overrides it; \"pmctl unset " + name + "\" deletes that one";
         checked.findings.push_back({Severity::Warning, {checked.path, entry.line, name, message}});
@@ -50,13 +50,13 @@ void checkMailDestinations(Checked& checked) {
             continue;
         any = true;
         if (valueInForce(checked, address).empty())
-            find(checked, Severity::Error, enabled,
-                 "the destination has no address; set " + address + ", or disable it");
+            addFinding(checked, Severity::Error, enabled,
+                       "the destination has no address; set " + address + ", or disable it");
     }
     if (!any)
-        find(checked, Severity::Warning, {},
-             "no mail destination is enabled, so events are not mailed; set "
-             "pm_bool_email_alert1_enabled to true and give it an address");
+        addFinding(checked, Severity::Warning, {},
+                   "no mail destination is enabled, so events are not mailed; set "
+                   "pm_bool_email_alert1_enabled to true and give it an address");
 }
 
 // Whether the server is this machine, without a DNS query.
@@ -69,43 +69,45 @@ bool isLocal(const std::string& server) {
 void checkServer(Checked& checked) {
     const std::string server = valueInForce(checked, SERVER_KEY);
     if (isServerSet(server) && !isLocal(server))
-        find(checked, Severity::Note, SERVER_KEY,
-             "pm keeps no queue: mails are lost while this server is down; pm(8) shows how to "
-             "set up a queue on this machine");
+        addFinding(
+            checked, Severity::Note, SERVER_KEY,
+            "pm keeps no queue: mails are lost while this server is down; pm(8) shows how to "
+            "set up a queue on this machine");
     const int family = familyOf(server);
     const bool on4 = familyIsOn(checked, AF_INET);
     const bool on6 = familyIsOn(checked, AF_INET6);
     if (!isServerSet(server))
-        find(checked, Severity::Error, SERVER_KEY,
-             "no mail server is set, no mail can be sent; give its name or address");
+        addFinding(checked, Severity::Error, SERVER_KEY,
+                   "no mail server is set, no mail can be sent; give its name or address");
     if (!on4 && !on6)
-        find(checked, Severity::Error, IPV4,
-             "neither IPv4 nor IPv6 is enabled, no mail can be sent; set this one or " +
-                 std::string(IPV6) + " to 1");
+        addFinding(checked, Severity::Error, IPV4,
+                   "neither IPv4 nor IPv6 is enabled, no mail can be sent; set this one or " +
+                       std::string(IPV6) + " to 1");
     else if (isServerSet(server) && family != AF_UNSPEC && !familyIsOn(checked, family))
-        find(checked, Severity::Error, SERVER_KEY,
-             family == AF_INET ? "is an IPv4 address, but IPv4 is not enabled; set " +
-                                     std::string(IPV4) + " to 1, or name a server with IPv6"
-                               : "is an IPv6 address, but IPv6 is not enabled; set " +
-                                     std::string(IPV6) + " to 1, or name a server with IPv4");
+        addFinding(checked, Severity::Error, SERVER_KEY,
+                   family == AF_INET ? "is an IPv4 address, but IPv4 is not enabled; set " +
+                                           std::string(IPV4) + " to 1, or name a server with IPv6"
+                                     : "is an IPv6 address, but IPv6 is not enabled; set " +
+                                           std::string(IPV6) + " to 1, or name a server with IPv4");
     const auto ownAddress = [&](bool on, std::string_view key, int wanted, const char* example) {
         const std::string address = valueInForce(checked, key);
         if (on && familyOf(address) != wanted)
-            find(checked, Severity::Error, key,
-                 std::string(address.empty() ? "is empty, but its family is enabled: mails would "
-                                               "contain no address; set it, for example "
-                                             : "is no address of its family, but mails would "
-                                               "contain it; set it, for example ") +
-                     example);
+            addFinding(checked, Severity::Error, key,
+                       std::string(address.empty()
+                                       ? "is empty, but its family is enabled: mails would "
+                                         "contain no address; set it, for example "
+                                       : "is no address of its family, but mails would "
+                                         "contain it; set it, for example ") +
+                           example);
     };
     ownAddress(on4, ADDRESS4, AF_INET, "192.0.2.10");
     ownAddress(on6, ADDRESS6, AF_INET6, "2001:db8::10");
     if (on4 && valueInForce(checked, ADDRESS4) == "0.0.0.0")
-        find(checked, Severity::Warning, ADDRESS4,
-             "mails and their links would contain 0.0.0.0, which is nobody's address: this "
-             "machine has no address, or 0.0.0.0 is set; set the controller's address");
+        addFinding(checked, Severity::Warning, ADDRESS4,
+                   "mails and their links would contain 0.0.0.0, which is nobody's address: this "
+                   "machine has no address, or 0.0.0.0 is set; set the controller's address");
     if (on6 && (!on4 || family == AF_INET6) && valueInForce(checked, ADDRESS6) == "::")
-        find(
+        addFinding(
             checked, Severity::Error, ADDRESS6,
             "mails go out over IPv6, for which it must not be \"::\"; set the controller's address");
 }
@@ -114,10 +116,11 @@ void checkDirectories(Checked& checked) {
     constexpr std::string_view ACTIVE_DIRECTORY = "pam_int_ad_enable_mode_pl";
     constexpr std::string_view LDAP = "pam_int_ldap_enable_mode";
     if (isOn(checked, ACTIVE_DIRECTORY) && isOn(checked, LDAP))
-        find(checked, Severity::Warning, ACTIVE_DIRECTORY,
-             "Active Directory and LDAP are both on, and stay so until one of them is changed; set "
-             "this one or " +
-                 std::string(LDAP) + " to 0");
+        addFinding(
+            checked, Severity::Warning, ACTIVE_DIRECTORY,
+            "Active Directory and LDAP are both on, and stay so until one of them is changed; set "
+            "this one or " +
+                std::string(LDAP) + " to 0");
 }
 
 void checkTraps(Checked& checked) {
@@ -128,18 +131,18 @@ void checkTraps(Checked& checked) {
         const std::string destination = valueInForce(checked, key);
         any = any || isOn(checked, state) || !destination.empty();
         if (isOn(checked, state) && destination.empty())
-            find(checked, Severity::Error, state,
-                 "the trap destination has no address; set " + key + ", or this one to 0");
+            addFinding(checked, Severity::Error, state,
+                       "the trap destination has no address; set " + key + ", or this one to 0");
         else if (const char* fault = destinationFault(destination); fault != nullptr)
-            find(checked, Severity::Error, key, fault);
+            addFinding(checked, Severity::Error, key, fault);
     }
     const std::string community = valueInForce(checked, COMMUNITY);
     if (!isSafeCommunity(community))
-        find(checked, Severity::Error, COMMUNITY,
-             "would be refused: it must contain neither ' nor \\; choose another");
+        addFinding(checked, Severity::Error, COMMUNITY,
+                   "would be refused: it must contain neither ' nor \\; choose another");
     else if (any && community.empty())
-        find(checked, Severity::Error, COMMUNITY,
-             "no SNMP community is set, no trap can be sent; set community in [hardware]");
+        addFinding(checked, Severity::Error, COMMUNITY,
+                   "no SNMP community is set, no trap can be sent; set community in [hardware]");
 }
 
 } // namespace
@@ -162,7 +165,7 @@ int32_t numberInForce(const Checked& checked, std::string_view key) {
     return wholeNumber(valueInForce(checked, key)).value_or(0);
 }
 
-void find(Checked& checked, Severity severity, std::string_view key, std::string message) {
+void addFinding(Checked& checked, Severity severity, std::string_view key, std::string message) {
     const SettingsEntry* entry = key.empty() ? nullptr : entryInForce(checked, idOf(key));
     const bool runTime = entry != nullptr && findEntry(checked.runTime.entries, entry->key);
     checked.findings.push_back(

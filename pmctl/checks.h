@@ -33,7 +33,7 @@ bool isOn(const Checked& checked, std::string_view key); // whether it is true o
 int32_t numberInForce(const Checked& checked, std::string_view key);
 
 // Adds a finding. Its place is the line that sets the key, else the file.
-void find(Checked& checked, Severity severity, std::string_view key, std::string message);
+void addFinding(Checked& checked, Severity severity, std::string_view key, std::string message);
 
 inline constexpr std::string_view SERVER_KEY = "pm_str_email_server_address";
 inline constexpr std::string_view PORT_KEY = "Norvu.Embedded.1#Remotehosts.1#smtpport";

@@ -48,7 +48,7 @@ Failures failuresIn(const Reply& reply) {
     return failures;
 }
 
-void tellMail(std::string_view name, const FailedMail& mail) {
+void printFailedMail(std::string_view name, const FailedMail& mail) {
     complain("the mail to %s failed, status %d: %s",
              mail.destination.empty() ? "(no address)" : mail.destination.c_str(), mail.status,
              mail.reason.empty() ? statusMeaning(name, mail.status) : mail.reason.c_str());
@@ -56,10 +56,10 @@ void tellMail(std::string_view name, const FailedMail& mail) {
 
 // Status 0 does not mean success: it is the status of the last mail only, and a trap has it
 // once snmptrap was run.
-int tellStatus(const std::string& name, int32_t status, const Reply& reply) {
+int printFailedStatus(const std::string& name, int32_t status, const Reply& reply) {
     const Failures failures = failuresIn(reply);
     for (const FailedMail& mail : failures.mails)
-        tellMail(name, mail);
+        printFailedMail(name, mail);
     if (status == 0 && failures.mails.empty() && failures.reason.empty())
         return EXIT_DONE;
     if (status == 0 && !failures.reason.empty())
@@ -71,12 +71,12 @@ int tellStatus(const std::string& name, int32_t status, const Reply& reply) {
     return EXIT_FAILED;
 }
 
-int tellReply(const Request& request, const Reply& reply) {
+int reportReply(const Request& request, const Reply& reply) {
     if (reply.kind == ReplyKind::Done)
         return EXIT_DONE;
     if (const auto status = replyStatus(reply))
-        return tellStatus(request.arguments.empty() ? request.verb : request.arguments.front(),
-                          *status, reply);
+        return printFailedStatus(
+            request.arguments.empty() ? request.verb : request.arguments.front(), *status, reply);
     const std::string text = reply.fields.empty() ? "without a reason" : reply.fields.back();
     complain("refused: %s", escapeControls(text).c_str());
     return EXIT_FAILED;
@@ -117,7 +117,7 @@ std::string orAsMember(const std::string& folder) {
 }
 
 // Prints why pm is not reached: no permission, a wrong root, or no pm.
-void tellNotReached(const Options& options) {
+void printNotReached(const Options& options) {
     const std::string folder = runFolder(options);
     const std::string socket = folder + "/requests";
     if (::access(socket.c_str(), R_OK | W_OK) != 0 && errno == EACCES)
@@ -137,10 +137,10 @@ void tellNotReached(const Options& options) {
 
 } // namespace
 
-int tellNotAnswered(const Options& options, Outcome outcome) {
+int printNotAnswered(const Options& options, Outcome outcome) {
     switch (outcome) {
     case Outcome::NotReached:
-        tellNotReached(options);
+        printNotReached(options);
         break;
     case Outcome::Lost:
         complain("pm ended before it answered");
@@ -159,7 +159,7 @@ int tellNotAnswered(const Options& options, Outcome outcome) {
 
 int listenOn(const Options& options, std::string_view subscription,
              const std::function<bool()>& begin,
-             const std::function<void(std::string_view, std::string_view)>& take) {
+             const std::function<void(std::string_view, std::string_view)>& handle) {
     constexpr timespec PAUSE = {0, 200'000'000};
     bool known = false; // pm was reached before
     bool lost = false;  // pm has ended since
@@ -168,7 +168,7 @@ int listenOn(const Options& options, std::string_view subscription,
         Frames frames;
         Outcome outcome = connection.listen(timeLimit(options), frames, subscription);
         if (outcome != Outcome::Answered && !known)
-            return tellNotAnswered(options, outcome);
+            return printNotAnswered(options, outcome);
         if (outcome == Outcome::Answered && lost)
             std::fprintf(stderr, "pmctl: pm is running again\n");
         if (outcome == Outcome::Answered && !begin())
@@ -177,7 +177,7 @@ int listenOn(const Options& options, std::string_view subscription,
         known = true;
         for (; outcome == Outcome::Answered; outcome = connection.listen({}, frames)) {
             if (frames.size() == 3)
-                take(frames[1].view(), frames[2].view());
+                handle(frames[1].view(), frames[2].view());
             std::fflush(stdout);
             if (std::ferror(stdout) != 0)
                 return EXIT_FAILED; // the reader has closed it
@@ -197,8 +197,8 @@ int ask(const Options& options, const Request& request, Reply& reply) {
         return wrongUse("the root is too long: a socket's path has at most 107 bytes: " + endpoint);
     Connection connection(endpoint);
     const Outcome outcome = connection.request(request, timeLimit(options), reply);
-    return outcome == Outcome::Answered ? tellReply(request, reply)
-                                        : tellNotAnswered(options, outcome);
+    return outcome == Outcome::Answered ? reportReply(request, reply)
+                                        : printNotAnswered(options, outcome);
 }
 
 int ask(const Options& options, const Request& request) {

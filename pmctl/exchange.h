@@ -26,13 +26,13 @@ std::string runFolder(const Options& options);
 std::chrono::milliseconds timeLimit(const Options& options);
 
 // Prints why no answer came; returns EXIT_NOT_REACHED.
-int tellNotAnswered(const Options& options, client::Outcome outcome);
-// Subscribes and calls take(kind, text) for each message; reconnects whenever pm restarts.
+int printNotAnswered(const Options& options, client::Outcome outcome);
+// Subscribes and calls handle(kind, text) for each message; reconnects whenever pm restarts.
 // Calls begin each time the subscription is active. Ends, with an exit status, when begin
 // returns false or standard output is closed.
 int listenOn(const Options& options, std::string_view subscription,
              const std::function<bool()>& begin,
-             const std::function<void(std::string_view, std::string_view)>& take);
+             const std::function<void(std::string_view, std::string_view)>& handle);
 
 // Sends a request and waits for the reply. Returns an exit status; unless it is EXIT_DONE, the
 // reason has been printed: not reached, refused, or a status other than 0 with its meaning.

@@ -80,7 +80,7 @@ int64_t timeOf(const std::string& text) {
 }
 
 // Removes a number and a blank from the start of the line; returns 0 without a number.
-int64_t takeNumber(std::string_view& line) {
+int64_t readNumber(std::string_view& line) {
     int64_t number = 0;
     while (!line.empty() && line.front() >= '0' && line.front() <= '9') {
         number = number * 10 + (line.front() - '0');
@@ -100,16 +100,16 @@ struct Position {
 
 // Prints a line if it is later than the last one.
 void printLine(const Options& options, std::string_view line, Position& last) {
-    const int64_t number = takeNumber(line);
+    const int64_t number = readNumber(line);
     if (number <= last.number)
         return;
     if (last.counted && last.number != 0 && number != last.number + 1)
         std::fprintf(stderr, "pmctl: %" PRId64 " lines are missing here\n",
                      number - last.number - 1);
     last.number = number;
-    last.time = takeNumber(line);
-    const int64_t level = takeNumber(line);
-    const int64_t module = takeNumber(line);
+    last.time = readNumber(line);
+    const int64_t level = readNumber(line);
+    const int64_t module = readNumber(line);
     if (level <= levelOf(options))
         std::printf("%s %" PRId64 " [%" PRId64 "] %s\n", timeText(last.time, options.utc).c_str(),
                     level, module, escapeControls(line).c_str());
@@ -149,11 +149,11 @@ int followLog(const Options& options, int64_t since) {
         last.counted = true;
         return status == EXIT_DONE;
     };
-    const auto take = [&](std::string_view kind, std::string_view text) {
+    const auto handle = [&](std::string_view kind, std::string_view text) {
         if (kind == "line")
             printLine(options, text, last);
     };
-    const int end = listenOn(options, LOG_SUBSCRIPTION, begin, take);
+    const int end = listenOn(options, LOG_SUBSCRIPTION, begin, handle);
     return status == EXIT_DONE ? end : status;
 }
 

@@ -31,7 +31,7 @@ void declareBody(CLI::App& verb, Options& options) {
 }
 
 // Reads the body. Returns an exit status if nothing is to be sent: on failure, or if empty.
-std::optional<int> takeBody(const Options& options, std::string& body) {
+std::optional<int> readBodyOrStop(const Options& options, std::string& body) {
     if (!readBody(options, body))
         return EXIT_WRONG_USE;
     return options.skipEmpty && body.empty() ? std::optional<int>(EXIT_DONE) : std::nullopt;
@@ -66,7 +66,7 @@ void declareMail(CLI::App& verb, Options& options) {
 int alert(const Options& options) {
     EmailAlertsExStruct record{};
     std::string body;
-    if (const auto end = takeBody(options, body))
+    if (const auto end = readBodyOrStop(options, body))
         return *end;
     if (!putText(record.szHostName, options.host, "host name") ||
         !putText(record.szSubject, options.subject, "subject") ||
@@ -90,7 +90,7 @@ int testMail(const Options& options) {
 int testMessage(const Options& options) {
     TestEmailStruct record{};
     std::string body;
-    if (const auto end = takeBody(options, body))
+    if (const auto end = readBodyOrStop(options, body))
         return *end;
     if (!putText(record.szTo, options.to, "receiver") ||
         !putText(record.szSubject, options.subject, "subject") ||
@@ -103,7 +103,7 @@ int alertMail(const Options& options) {
     AlertEmailStruct record{};
     std::string body;
     record.index = options.index;
-    if (const auto end = takeBody(options, body))
+    if (const auto end = readBodyOrStop(options, body))
         return *end;
     if (!putText(record.szBody, body, "body") || !fitsWithFooter(options, body))
         return EXIT_WRONG_USE;
@@ -114,7 +114,7 @@ int mail(const Options& options) {
     GenericEmailStruct head{};
     std::string body;
     head.blocking = options.noWait ? 0 : 1;
-    if (const auto end = takeBody(options, body))
+    if (const auto end = readBodyOrStop(options, body))
         return *end;
     if (!fits(body, MESSAGE_LIMIT, "body") ||
         !putText(head.szTo, options.to, "receiver", GENERIC_TO_LIMIT) ||

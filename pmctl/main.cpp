@@ -71,7 +71,7 @@ std::string nearestVerb(const CLI::App& app, const std::string& word) {
     return nearest;
 }
 
-int tellNoVerb(const CLI::App& app, const std::string& word) {
+int printNoVerb(const CLI::App& app, const std::string& word) {
     const std::string nearest = nearestVerb(app, word);
     complain("there is no verb \"%s\"; %s%s%s", word.c_str(),
              nearest.empty() ? "" : "did you mean \"", nearest.c_str(),
@@ -79,12 +79,12 @@ int tellNoVerb(const CLI::App& app, const std::string& word) {
     return EXIT_WRONG_USE;
 }
 
-int tellHelp(CLI::App& app, const std::string& verb) {
+int printHelp(CLI::App& app, const std::string& verb) {
     const std::vector<CLI::App*> verbs = app.get_subcommands({});
     const auto known =
         std::ranges::find(verbs, verb, [](CLI::App* each) { return each->get_name(); });
     if (!verb.empty() && known == verbs.end())
-        return tellNoVerb(app, verb);
+        return printNoVerb(app, verb);
     const CLI::App* asked = verb.empty() ? &app : *known;
     const std::string name = verb.empty() ? "pmctl" : "pmctl " + verb;
     std::printf("%s",
@@ -92,13 +92,13 @@ int tellHelp(CLI::App& app, const std::string& verb) {
     return EXIT_DONE;
 }
 
-int tellParseError(CLI::App& app, const CLI::ParseError& error) {
+int printParseError(CLI::App& app, const CLI::ParseError& error) {
     std::ostringstream text;
     const bool asked = app.exit(error, std::cout, text) == 0; // the user asked for help
     const std::vector<std::string> words = app.remaining();
     if (!asked && app.get_subcommands().empty()) {
         if (!words.empty() && !words.front().starts_with('-'))
-            return tellNoVerb(app, words.front());
+            return printNoVerb(app, words.front());
         if (words.empty() && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr)
             return wrongUse("a verb is needed; \"pmctl help\" lists them");
     }
@@ -117,9 +117,9 @@ int parseAndRun(int argc, char** argv) {
     try {
         app.parse(argc, argv);
         if (help->parsed())
-            return tellHelp(app, options.name);
+            return printHelp(app, options.name);
     } catch (const CLI::ParseError& error) {
-        return tellParseError(app, error);
+        return printParseError(app, error);
     }
     const int status = chosen->run(options);
     if (std::fflush(stdout) == 0)

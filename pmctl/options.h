@@ -37,13 +37,12 @@ struct Options {
     int32_t lines = 0;
     bool follow = false;
     bool utc = false;
+    bool cancel = false; // end a drain
+    bool offline = false;
     std::string level;
     std::string since;
 
-    bool cancel = false; // end a drain
-
     std::string file; // to check, or to read a value from
-    bool offline = false;
 };
 
 } // namespace pm::ctl

@@ -49,7 +49,7 @@ void declareTestTrap(CLI::App& verb, Options& options) {
 }
 
 // snmptrap does not report a name that it cannot resolve, so report it here.
-void tellUnresolved(const std::string& destination) {
+void printUnresolved(const std::string& destination) {
     addrinfo* found = nullptr;
     const int error = destination.empty() || familyOf(destination) != AF_UNSPEC
                           ? 0
@@ -71,7 +71,7 @@ int testTrap(const Options& options) {
     const IndexRequest record = {static_cast<uint8_t>(options.index)};
     const int status = callFunctionWith(options, via->function, record);
     if (status != EXIT_DONE && !via->logManager)
-        tellUnresolved(valueOf(options, key + "#Destination"));
+        printUnresolved(valueOf(options, key + "#Destination"));
     if (status != EXIT_DONE)
         return status;
     if (via->logManager)

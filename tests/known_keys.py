@@ -13,7 +13,7 @@ named = {key for folder in ("config", "core", "mail", "trap", "platform")
          for source in (root / folder).glob("*.[ch]*") for key in KEY.findall(source.read_text())}
 missing = [key for key in sorted(named) if not known.fullmatch(key)]
 table = (root / "platform/host/step_lines.cpp").read_text()
-read = re.findall(r'^    \{"([^"]+)", Told', table, re.M)
+read = re.findall(r'^    \{"([^"]+)", LineKind', table, re.M)
 code = "".join(source.read_text() for folder in ("mail", "trap", "platform")
                for source in (root / folder).glob("*.[ch]*"))
 code = re.sub(r'"\s*"', "", code)

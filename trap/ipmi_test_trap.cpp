@@ -6,6 +6,7 @@
 #include "trap/functions.h"
 #include "trap/index_request.h"
 #include "trap/pet.h"
+#include "trap/send_trap.h"
 
 namespace pm {
 

@@ -1,8 +1,9 @@
+#include "trap/send_trap.h"
+
 #include "common/status.h"
 #include "common/trap_rules.h"
 #include "platform/commands.h"
 #include "platform/logging.h"
-#include "trap/ipmi_test_trap.h"
 #include "trap/trap_destination.h"
 
 namespace pm {

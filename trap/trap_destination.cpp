@@ -13,7 +13,7 @@ namespace pm {
 namespace {
 
 // Reads an enable attribute, "1" or "0". Any other value is logged, and is Unreadable.
-SwitchState readEnable(const char* key) {
+SwitchState readFamilySwitch(const char* key) {
     Text<64> value;
     if (readAttributeObject(key, value) != 0)
         return SwitchState::Unreadable;
@@ -102,8 +102,8 @@ TrapDestinationType getSNMPTrapDestinationType(const char* destination) {
 }
 
 bool IsNorvuIPv6only() {
-    return readEnable("Norvu.Embedded.1#IPv4.1#Enable") == SwitchState::Off &&
-           readEnable("Norvu.Embedded.1#IPv6.1#Enable") == SwitchState::On;
+    return readFamilySwitch("Norvu.Embedded.1#IPv4.1#Enable") == SwitchState::Off &&
+           readFamilySwitch("Norvu.Embedded.1#IPv6.1#Enable") == SwitchState::On;
 }
 
 } // namespace pm

@@ -83,7 +83,7 @@ Outcome Connection::open(int type, std::string_view subscription) {
 }
 
 // Reads the monitor's events. False if the connection could not be made or has ended.
-bool Connection::takeMonitored() {
+bool Connection::readMonitorEvents() {
     Frames frames;
     while (receiveFrames(m_monitor, FRAME_LIMIT, frames) == Received::Whole) {
         uint16_t event = 0;
@@ -112,7 +112,7 @@ Outcome Connection::wait(Time end, Frames& frames) {
         // A message that arrived before the connection ended is valid.
         if (receiveFrames(m_socket, SIZE_MAX, frames) == Received::Whole)
             return Outcome::Answered;
-        if (!takeMonitored()) {
+        if (!readMonitorEvents()) {
             const Outcome outcome = m_reached ? Outcome::Lost : Outcome::NotReached;
             close();
             return outcome;
@@ -123,7 +123,7 @@ Outcome Connection::wait(Time end, Frames& frames) {
 Outcome Connection::request(const Request& request, std::chrono::milliseconds limit, Reply& reply) {
     const Time end = after(limit);
     // Reconnect if the connection has ended since the last request.
-    if (m_socket != nullptr && !takeMonitored())
+    if (m_socket != nullptr && !readMonitorEvents())
         close();
     Outcome outcome = open(ZMQ_DEALER);
     if (outcome != Outcome::Answered)

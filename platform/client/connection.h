@@ -44,7 +44,7 @@ class Connection {
     Outcome open(int type, std::string_view subscription = {});
     void close();
     Outcome wait(Time end, Frames& frames);
-    bool takeMonitored();
+    bool readMonitorEvents();
 
     std::string m_endpoint;
     void* m_context = nullptr;

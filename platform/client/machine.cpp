@@ -19,11 +19,11 @@ namespace {
 
 enum class Own : uint8_t { Name, Address4, Address6, Enabled4, Enabled6 };
 
-struct Row {
+struct MachineKey {
     const char* name;
     Own own;
 };
-constexpr Row rows[] = {
+constexpr MachineKey rows[] = {
     {"Norvu.Embedded.1#network.1#dnsnvcname", Own::Name},
     {"Norvu.Embedded.1#IPv4.1#Address", Own::Address4},
     {"Norvu.Embedded.1#IPv6.1#Address1", Own::Address6},
@@ -31,11 +31,10 @@ constexpr Row rows[] = {
     {"Norvu.Embedded.1#IPv6.1#Enable", Own::Enabled6},
 };
 
-const Row* findRow(KeyId key) {
+const MachineKey* findRow(KeyId key) {
     const auto* row =
-        std::ranges::find_if(rows, [name = std::string_view(schemaRow(key).name)](const Row& each) {
-            return name == each.name;
-        });
+        std::ranges::find_if(rows, [name = std::string_view(schemaRow(key).name)](
+                                       const MachineKey& each) { return name == each.name; });
     return row == std::end(rows) ? nullptr : row;
 }
 
@@ -182,7 +181,7 @@ bool isFromMachine(KeyId key) {
 }
 
 std::optional<Value> machineValue(KeyId key, bool hasChassisCode) {
-    const Row* row = findRow(key);
+    const MachineKey* row = findRow(key);
     if (row == nullptr)
         return std::nullopt;
     switch (row->own) {

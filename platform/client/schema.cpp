@@ -146,14 +146,16 @@ bool checkText(const SchemaRow& row, const std::string& text, std::string& error
     }
     const auto bad = std::find_if(text.begin(), text.end(), [&](char byte) {
         const auto code = static_cast<unsigned char>(byte);
-        return (code < 0x20 && !(row.lines && (byte == '\n' || byte == '\t'))) || code == 0x7F;
+        return (code < 0x20 &&
+                !(row.form == TextForm::ManyLines && (byte == '\n' || byte == '\t'))) ||
+               code == 0x7F;
     });
     if (bad == text.end())
         return true;
     error = "contains a control character (code " +
             std::to_string(static_cast<unsigned char>(*bad)) + ") at byte " +
             std::to_string(bad - text.begin() + 1);
-    if (!row.lines)
+    if (row.form == TextForm::OneLine)
         error += "; it must be a single line without tabs";
     return false;
 }

@@ -18,6 +18,9 @@ enum class ValueType : uint8_t {
     Any,  // an integer or any text; its reader parses it
 };
 
+enum class TextForm : uint8_t { OneLine, ManyLines }; // ManyLines: line feeds and tabs allowed
+enum class Secrecy : uint8_t { Open, Secret };        // Secret: printed only on request
+
 struct SchemaRow {
     SchemaTable table;
     ValueType type;
@@ -25,9 +28,9 @@ struct SchemaRow {
     uint16_t limit;       // maximum bytes of a text, without terminator
     const char* name;     // '*' is the number in a family
     const char* fallback; // default as text; null: none, reads fail until it is set
-    bool lines;           // the text may hold line feeds and tabs
-    bool secret;          // printed only on request
-    const char* meaning;  // one line
+    TextForm form;
+    Secrecy secrecy;
+    const char* meaning; // one line
     const char* example;
     int32_t least = 0; // of a number; with most 0 any will do
     int32_t most = 0;

@@ -74,9 +74,9 @@ class Reader {
             if (known != std::end(TABLES) && node.is_table())
                 readTable(known->table, *node.as_table());
             else
-                tell(node, name,
-                     "is outside the tables [settings], [attributes] and [hardware]; move it "
-                     "into one of them");
+                addFinding(node, name,
+                           "is outside the tables [settings], [attributes] and [hardware]; move it "
+                           "into one of them");
         }
         std::stable_sort(m_file.entries.begin(), m_file.entries.end(), byLine);
         dropRepeated();
@@ -91,7 +91,7 @@ class Reader {
         return left.line < right.line;
     }
 
-    void tell(const toml::node& node, std::string_view key, std::string message) {
+    void addFinding(const toml::node& node, std::string_view key, std::string message) {
         m_file.findings.push_back({m_name, lineOf(node), escapeControls(key), std::move(message)});
     }
 
@@ -101,9 +101,9 @@ class Reader {
             Value value;
             std::string error;
             if (!key)
-                tell(node, name.str(), unknownKey(table, name.str()));
+                addFinding(node, name.str(), unknownKey(table, name.str()));
             else if (!nodeValue(node, value, error) || !checkValue(*key, value, error))
-                tell(node, name.str(), error);
+                addFinding(node, name.str(), error);
             else
                 m_file.entries.push_back({*key, std::move(value), lineOf(node)});
         }
@@ -157,7 +157,7 @@ bool readWhole(const std::string& path, std::string& text) {
 
 SettingsFile parseSettings(std::string text, const std::string& name) {
     SettingsFile file;
-    const toml::table tables = parseSoundLines(text, name, file.findings);
+    const toml::table tables = parseValidLines(text, name, file.findings);
     Reader(name, file).readTables(tables);
     std::stable_sort(file.findings.begin(), file.findings.end(),
                      [](const auto& left, const auto& right) { return left.line < right.line; });

@@ -118,7 +118,7 @@ int nextError(std::string text, int line) {
 // The line to blank for an error reported at line seen; 0 if none helps. A bracket or
 // text that is never closed is reported further down, at a correct line. So try the
 // likely lines, and take the one without which the parser gets furthest.
-int lineAtFault(const std::string& text, const Lines& lines, int seen) {
+int findFaultyLine(const std::string& text, const Lines& lines, int seen) {
     std::vector<int> candidates = {seen};
     const auto above = [&](auto matches) {
         for (int line = seen - 1; line > 0; --line)
@@ -153,7 +153,7 @@ bool holdsSecret(std::string_view line) {
     std::string name(line.substr(0, line.find('=')));
     std::erase_if(name, [](char letter) { return std::strchr(" \t\"'", letter) != nullptr; });
     const auto key = findKey(nearestKey(name));
-    return key && schemaRow(*key).secret;
+    return key && schemaRow(*key).secrecy == Secrecy::Secret;
 }
 
 // lineSeen: where the parser reports the error; line: the faulty one.
@@ -173,7 +173,7 @@ std::string syntaxMessage(std::string_view error, std::string_view lineSeen,
 
 } // namespace
 
-toml::table parseSoundLines(std::string& text, const std::string& name,
+toml::table parseValidLines(std::string& text, const std::string& name,
                             std::vector<SettingsFinding>& findings) {
     Lines lines(text);
     // The parser nests one table for each dot of a key: a key of a hundred thousand dots
@@ -188,15 +188,18 @@ toml::table parseSoundLines(std::string& text, const std::string& name,
         if (parsed.errorLine == 0)
             return std::move(parsed.table);
         const int seen = parsed.errorLine;
-        const int fault = lineAtFault(text, lines, seen);
-        const int told = fault == 0 ? seen : fault;
-        if (findings.empty() || findings.back().line != told)
+        const int fault = findFaultyLine(text, lines, seen);
+        const int reported = fault == 0 ? seen : fault;
+        if (findings.empty() || findings.back().line != reported)
             findings.push_back(
-                {name, told, {}, syntaxMessage(parsed.error, lines.line(seen), lines.line(told))});
+                {name,
+                 reported,
+                 {},
+                 syntaxMessage(parsed.error, lines.line(seen), lines.line(reported))});
         if (fault == 0)
             for (int line = seen; line <= lines.count(); ++line)
                 lines.blank(line);
-        lines.repair(told);
+        lines.repair(reported);
     }
     // Too many errors: keep only the lines before the first one that remains.
     for (int line = lines.count(); line > 0;) {

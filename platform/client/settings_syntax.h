@@ -25,8 +25,8 @@ inline constexpr TableName TABLES[] = {{"settings", SchemaTable::Settings},
                                        {"attributes", SchemaTable::Attributes},
                                        {"hardware", SchemaTable::Hardware}};
 
-// Parses the text, whose faulty lines are blanked. name: the file's, for the findings.
-toml::table parseSoundLines(std::string& text, const std::string& name,
+// Parses the text, blanking faulty lines and adding findings for them. name: of the file.
+toml::table parseValidLines(std::string& text, const std::string& name,
                             std::vector<SettingsFinding>& findings);
 
 } // namespace pm::client

@@ -72,7 +72,7 @@ enum class Received : uint8_t {
 // Receives one message without waiting.
 Received receiveFrames(void* socket, size_t frameLimit, Frames& frames);
 // Sends one message without waiting, which empties its frames. False: it could not be
-// queued, and errno tells why; if it is ENOMEM or EAGAIN, the frames are as before.
+// queued, and errno is set; if it is ENOMEM or EAGAIN, the frames are as before.
 bool sendFrames(void* socket, std::span<Frame> frames);
 
 struct Request {

@@ -138,13 +138,13 @@ bool admit(int connection) {
     }
 }
 
-void tellRefusal() {
-    static time_t told = 0;
+void logRefusal() {
+    static time_t lastLogged = 0;
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    if (told != 0 && now.tv_sec - told < SECONDS_BETWEEN_LINES)
+    if (lastLogged != 0 && now.tv_sec - lastLogged < SECONDS_BETWEEN_LINES)
         return;
-    told = now.tv_sec;
+    lastLogged = now.tv_sec;
     mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE,
                   "connections are refused: the remaining descriptors are reserved for mails and "
                   "commands");
@@ -183,7 +183,7 @@ extern "C" int accept4(int listener, sockaddr* address, socklen_t* length, int f
         refuseOnSpare(listener);
     else
         ::close(connection);
-    tellRefusal();
+    logRefusal();
     errno = ECONNABORTED; // libzmq treats it as a peer that went away
     return -1;
 }

@@ -102,7 +102,7 @@ void beginGenericThread() {
 }
 
 // Returns the reason if it is not logged yet, else an empty text. Mutex held.
-std::string takeFailedMail(const StepLine& line, int error) {
+std::string noteFailedMail(const StepLine& line, int error) {
     // This status means a file or a setting; a setting's failure has set a reason by now.
     if (current.reason.empty() && line.status == VESK_ERROR_FILE_ACCESS_FAIL && error != 0 &&
         !line.text.empty()) {
@@ -120,7 +120,7 @@ std::string takeFailedMail(const StepLine& line, int error) {
     return std::exchange(current.byCommand, false) ? "" : reason;
 }
 
-void takeReason(std::string text) {
+void setReason(std::string text) {
     constexpr std::string_view PLACE = "server %";
     if (const size_t place = text.find(PLACE); place != std::string::npos)
         text.replace(place + PLACE.size() - 1, 1, current.server);
@@ -176,33 +176,33 @@ void noteCommand(const std::string& program, bool started, int32_t status,
 
 std::string noteLogLine(std::string_view text, int error) {
     StepLine line = readStepLine(text, error);
-    if (line.told == Told::Nothing)
+    if (line.kind == LineKind::Nothing)
         return {};
     const std::lock_guard lock(state().mutex);
-    switch (line.told) {
-    case Told::Nothing:
+    switch (line.kind) {
+    case LineKind::Nothing:
         break;
-    case Told::Server:
+    case LineKind::Server:
         current.server = std::move(line.text);
         break;
-    case Told::Answer:
+    case LineKind::Answer:
         if (!current.reason.empty())
             break;
         [[fallthrough]];
-    case Told::Reason:
-        takeReason(std::move(line.text));
+    case LineKind::Reason:
+        setReason(std::move(line.text));
         break;
-    case Told::FailedMail:
-        return takeFailedMail(line, error);
-    case Told::GenericMail:
+    case LineKind::FailedMail:
+        return noteFailedMail(line, error);
+    case LineKind::GenericMail:
         current.genericBegun = true;
         ++state().activity.generic.running;
         break;
-    case Told::GenericThread:
+    case LineKind::GenericThread:
         beginGenericThread();
         break;
-    case Told::GenericError: // of an accepted mail, whose own line follows
-        takeReason(std::move(line.text));
+    case LineKind::GenericError: // of an accepted mail, whose own line follows
+        setReason(std::move(line.text));
         if (!std::exchange(current.genericBegun, false))
             break;
         --state().activity.generic.running;

@@ -122,8 +122,8 @@ bool openLoop(Server& server) {
         return false;
     zmq_pollitem_t outbox = {nullptr, wake, ZMQ_POLLIN, 0};
     zmq_pollitem_t listeners = {server.events, 0, ZMQ_POLLIN, 0};
-    return zloop_poller(server.loop, &outbox, takeOutbox, &server) == 0 &&
-           zloop_poller(server.loop, &listeners, takeSubscriptions, &server) == 0;
+    return zloop_poller(server.loop, &outbox, sendOutbox, &server) == 0 &&
+           zloop_poller(server.loop, &listeners, confirmSubscriptions, &server) == 0;
 }
 
 void closeServer(Server* server) {

@@ -45,7 +45,7 @@ constexpr int64_t WITHOUT_PIDFD_MS = 20; // poll interval where the kernel has n
 constexpr off_t SAID_LIMIT = 500;
 constexpr off_t SAID_FILE = off_t{64} * 1024; // a write that would exceed it is lost as a whole
 
-struct Outcome {
+struct CommandResult {
     int status = -1; // 0: the command succeeded
     bool started = false;
     std::string failure; // how it failed
@@ -181,23 +181,23 @@ int waitForEnd(pid_t pid, bool& expired) {
     return status;
 }
 
-void judge(int status, bool expired, Outcome& outcome) {
+void judge(int status, bool expired, CommandResult& result) {
     if (expired)
-        outcome.failure = "did not end in time and was stopped";
+        result.failure = "did not end in time and was stopped";
     else if (WIFSIGNALED(status))
-        outcome.failure = "was ended by signal " + std::to_string(WTERMSIG(status));
+        result.failure = "was ended by signal " + std::to_string(WTERMSIG(status));
     else if (!WIFEXITED(status))
-        outcome.failure = "its exit status is lost";
+        result.failure = "its exit status is lost";
     else if (WEXITSTATUS(status) != 0)
-        outcome.failure = "exit status " + std::to_string(WEXITSTATUS(status));
-    const bool told = !expired && WIFEXITED(status);
-    outcome.status = told ? WEXITSTATUS(status) : -1;
+        result.failure = "exit status " + std::to_string(WEXITSTATUS(status));
+    const bool hasStatus = !expired && WIFEXITED(status);
+    result.status = hasStatus ? WEXITSTATUS(status) : -1;
 }
 
-void runWords(std::vector<std::string>& words, const char* inputPath, Outcome& outcome) {
+void runWords(std::vector<std::string>& words, const char* inputPath, CommandResult& result) {
     const auto fail = [&](const char* step, int error) {
-        outcome.failure = std::string(step) + ": " + std::strerror(error);
-        outcome.error = error;
+        result.failure = std::string(step) + ": " + std::strerror(error);
+        result.error = error;
     };
     const Turn turn(commandTurns()); // waits before any descriptor is open
     const Fd input = aboveStandard(
@@ -216,11 +216,11 @@ void runWords(std::vector<std::string>& words, const char* inputPath, Outcome& o
     pid_t pid = -1;
     if (const int error = plan.spawn(pid, arguments.data()); error != 0)
         return fail("cannot be started", error);
-    outcome.started = true;
+    result.started = true;
     bool expired = false;
     const int status = waitForEnd(pid, expired);
-    judge(status, expired, outcome);
-    outcome.said = readSaid(said);
+    judge(status, expired, result);
+    result.said = readSaid(said);
 }
 
 void mask(std::string& text, const std::string& secret) {
@@ -238,39 +238,39 @@ std::string saidWithoutSecrets(const std::vector<std::string>& words, std::strin
         if (words[i] == "-c")
             mask(text, words[i + 1]);
     for (KeyId key = 0; key < KEY_COUNT && !text.empty(); ++key)
-        if (schemaRow(key).secret)
+        if (schemaRow(key).secrecy == Secrecy::Secret)
             mask(text, valueText(storedValue(key).value_or(Value())));
     return text;
 }
 
 int runCommand(const char* command, const char* inputPath) {
     std::vector<std::string> words;
-    Outcome outcome;
+    CommandResult result;
     if (!splitWords(command == nullptr ? "" : command, words)) {
-        outcome.failure = "a quote is not closed";
-        outcome.error = EINVAL;
+        result.failure = "a quote is not closed";
+        result.error = EINVAL;
         if (words.size() == 1) // it may contain the whole line, secrets included
             words.clear();
     } else if (words.empty() || words[0].empty()) {
-        outcome.failure = "no program is named";
-        outcome.error = EINVAL;
+        result.failure = "no program is named";
+        result.error = EINVAL;
     } else {
-        runWords(words, inputPath, outcome);
+        runWords(words, inputPath, result);
     }
     const std::string program = words.empty() ? "(none)" : words[0];
-    std::string reason = outcome.failure;
+    std::string reason = result.failure;
     if (!reason.empty()) {
-        const std::string said = saidWithoutSecrets(words, outcome.said);
+        const std::string said = saidWithoutSecrets(words, result.said);
         if (!said.empty())
             reason += "; it said: " + said;
         mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "command failed: %s: %s", program.c_str(),
                       reason.c_str());
     }
-    noteCommand(program, outcome.started, outcome.status, reason);
-    if (outcome.status == 0)
+    noteCommand(program, result.started, result.status, reason);
+    if (result.status == 0)
         logMailTaken(program, inputPath);
-    errno = outcome.error; // callers log it; calls made after the failure may have changed it
-    return outcome.status;
+    errno = result.error; // callers log it; calls made after the failure may have changed it
+    return result.status;
 }
 
 int runGuarded(const char* command, const char* inputPath) {

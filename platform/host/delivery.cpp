@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <deque>
 #include <exception>
+#include <memory>
 #include <pthread.h>
 
 #include "platform/host/activity.h"
@@ -55,15 +56,15 @@ void stop(DeliveryThread& each) {
 }
 
 void queueChange(const std::string& attribute) {
-    Jobs jobs(1);
-    Job& job = jobs.front();
-    job.name = std::string(ATTRIBUTE_CHANGE_TOPIC) + attribute + '$';
-    job.callbacks = takersOf(job.name);
-    if (job.callbacks.empty())
+    auto job = std::make_unique<Job>();
+    job->name = std::string(ATTRIBUTE_CHANGE_TOPIC) + attribute + '$';
+    job->callbacks = subscribersOf(job->name);
+    if (job->callbacks.empty())
         return;
-    job.record = attributeChangeRecord(attribute);
-    job.run = deliver;
-    if (!job.record.frame || deliveryQueue(job.name).push(jobs, true) == Pushed::NoRoom)
+    job->record = attributeChangeRecord(attribute);
+    job->run = deliver;
+    if (!job->record.frame ||
+        deliveryQueue(job->name).push(job, JobLimit::Skipped) == Pushed::NoRoom)
         mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE,
                       "the change of %s is not delivered: the queues are full", attribute.c_str());
 }
@@ -93,7 +94,7 @@ void stopDelivery() {
 }
 
 WorkQueue& deliveryQueue(std::string_view topic) {
-    const auto row = rowTaking(topic);
+    const auto row = rowMatching(topic);
     return row ? delivery().rows[*row].queue : delivery().subscribed.queue;
 }
 
@@ -112,7 +113,7 @@ size_t waitingChanges() {
 
 void deliver(Job& job) {
     int32_t result = 0;
-    const std::string served = servedTopic(job.name);
+    const std::string served = countedTopic(job.name);
     noteBegin(Work::Topic, served);
     for (const qornc_event_callback callback : job.callbacks) {
         const int32_t status = callback(nullptr, job.name.c_str(), job.record.data());
@@ -123,7 +124,7 @@ void deliver(Job& job) {
         if (result == 0)
             result = status;
     }
-    leaveReply(job.caller, outcomeReply(result, noteEnd(Work::Topic, served, result)));
+    queueReply(job.caller, outcomeReply(result, noteEnd(Work::Topic, served, result)));
 }
 
 void attributeChanged(const std::string& attribute) {

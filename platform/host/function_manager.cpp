@@ -65,7 +65,7 @@ void callFunction(Job& job) {
         mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "function %s returned %d%s%s",
                       job.name.c_str(), status, outcome.reason.empty() ? "" : ": ",
                       outcome.reason.c_str());
-    leaveReply(job.caller, outcomeReply(status, outcome));
+    queueReply(job.caller, outcomeReply(status, outcome));
 }
 
 extern "C" int jelmux_fp_zactor_create(void* manager, void* loop, void** actor, int32_t queue) {

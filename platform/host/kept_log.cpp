@@ -64,14 +64,14 @@ struct Ring {
     }
     uint64_t oldest() const { return lines == 0 ? UINT64_MAX : headAt(first).number; }
 
-    // Calls take(place, head) for each line that passes and whose number is below before.
-    template <typename Take>
-    void walk(const LineFilter& filter, uint64_t before, Take take) const {
+    // Calls visit(place, head) for each line that passes and whose number is below before.
+    template <typename Visit>
+    void walk(const LineFilter& filter, uint64_t before, Visit visit) const {
         for (uint64_t place = first; place != end;) {
             const Head head = headAt(place);
             if (head.number < before && head.level <= filter.level &&
                 head.milliseconds >= filter.since)
-                take(place, head);
+                visit(place, head);
             place += sizeof head + head.length;
         }
     }

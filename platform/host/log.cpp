@@ -115,7 +115,7 @@ timespec currentTime() {
 }
 
 // Keeps every line; writes trace lines only if the trace is on.
-void takeLine(int level, int module, std::string_view text) {
+void logLine(int level, int module, std::string_view text) {
     const std::string line = escapeControls(text);
     const timespec now = currentTime();
     keepLine(now, level, module, line);
@@ -128,15 +128,15 @@ void takeLine(int level, int module, std::string_view text) {
 }
 
 // Logs a line, and after it the reason if it says that a mail was not sent.
-void takeLineOfStep(int level, int module, std::string_view text, int error) {
+void logStepLine(int level, int module, std::string_view text, int error) {
     while (text.ends_with('\n'))
         text.remove_suffix(1);
-    takeLine(level, module, text);
+    logLine(level, module, text);
     if (module != PM_MODULE_GENERAL)
         return;
     const std::string reason = noteLogLine(text, error);
     if (!reason.empty())
-        takeLine(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "not sent: " + reason);
+        logLine(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "not sent: " + reason);
 }
 
 __attribute__((format(printf, 4, 0))) void formatLine(int level, int module, int error,
@@ -146,11 +146,11 @@ __attribute__((format(printf, 4, 0))) void formatLine(int level, int module, int
     va_copy(again, arguments);
     const int length = std::vsnprintf(brief, sizeof brief, format, arguments);
     if (length >= 0 && static_cast<size_t>(length) < sizeof brief) {
-        takeLineOfStep(level, module, brief, error);
+        logStepLine(level, module, brief, error);
     } else if (length >= 0) {
         std::string whole(std::min(static_cast<size_t>(length), LINE_LIMIT), '\0');
         std::vsnprintf(whole.data(), whole.size() + 1, format, again);
-        takeLineOfStep(level, module, whole, error);
+        logStepLine(level, module, whole, error);
     }
     va_end(again);
 }

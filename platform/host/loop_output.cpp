@@ -37,7 +37,7 @@ void sendLogLines(Server& server) {
 
 // Handles a message of the events socket: byte 1 and the text of a new subscription, or
 // byte 0 and the text of one that no listener has any longer.
-void takeSubscription(Server& server, std::string_view message) {
+void handleSubscription(Server& server, std::string_view message) {
     const bool begins = message.starts_with('\1');
     const bool log = !message.empty() && message.substr(1) == LOG_SUBSCRIPTION;
     if (log && begins != logIsFollowed()) {
@@ -52,7 +52,7 @@ void serveWhenStarted(Server& server) {
     if (server.serving || !startIsDone())
         return;
     zmq_pollitem_t item = {server.requests, 0, ZMQ_POLLIN, 0};
-    server.serving = zloop_poller(server.loop, &item, takeRequests, &server) == 0;
+    server.serving = zloop_poller(server.loop, &item, readRequests, &server) == 0;
     if (!server.serving)
         return;
     noteServing();
@@ -62,7 +62,7 @@ void serveWhenStarted(Server& server) {
 
 } // namespace
 
-int takeOutbox(zloop_t*, zmq_pollitem_t*, void* argument) {
+int sendOutbox(zloop_t*, zmq_pollitem_t*, void* argument) {
     Server& server = *static_cast<Server*>(argument);
     Outgoing outgoing = takeOutgoing();
     for (OutgoingReply& reply : outgoing.replies)
@@ -76,7 +76,7 @@ int takeOutbox(zloop_t*, zmq_pollitem_t*, void* argument) {
     });
 }
 
-int takeSubscriptions(zloop_t*, zmq_pollitem_t*, void* argument) {
+int confirmSubscriptions(zloop_t*, zmq_pollitem_t*, void* argument) {
     Server& server = *static_cast<Server*>(argument);
     return guarded("greeting a listener", 0, [&] {
         Frames frames;
@@ -84,14 +84,14 @@ int takeSubscriptions(zloop_t*, zmq_pollitem_t*, void* argument) {
         Received received = Received::Whole;
         while ((received = receiveFrames(server.events, 1, frames)) != Received::Nothing)
             if (received == Received::Whole)
-                takeSubscription(server, frames[0].view());
+                handleSubscription(server, frames[0].view());
         return 0;
     });
 }
 
 extern "C" int vesk_event_occurred(const char* name, uint64_t, uint64_t) {
     try {
-        if (name != nullptr && leaveEvent(name))
+        if (name != nullptr && queueEvent(name))
             return 0;
     } catch (const std::exception&) {
         name = name == nullptr ? "" : name;

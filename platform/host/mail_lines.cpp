@@ -61,7 +61,7 @@ std::vector<std::string> journalFields(std::string_view line) {
     if (row != std::end(explained))
         return {row->id};
     const StepLine step = readStepLine(line, 0);
-    if (step.told != Told::FailedMail)
+    if (step.kind != LineKind::FailedMail)
         return {};
     return {MAIL_FAILED, "PM_DESTINATION=" + step.text, "PM_STATUS=" + std::to_string(step.status)};
 }

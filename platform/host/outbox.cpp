@@ -44,7 +44,7 @@ void closeOutbox() {
     outbox().outgoing = {};
 }
 
-void leaveReply(Caller& caller, Reply reply) {
+void queueReply(Caller& caller, Reply reply) {
     if (!caller.waits)
         return;
     const std::lock_guard lock(outbox().mutex);
@@ -58,7 +58,7 @@ void leaveReply(Caller& caller, Reply reply) {
     caller.waits = false;
 }
 
-bool leaveEvent(std::string name) {
+bool queueEvent(std::string name) {
     const std::lock_guard lock(outbox().mutex);
     if (!outbox().wake.valid() || outbox().outgoing.events.size() >= EVENTS_LIMIT)
         return false;

@@ -35,9 +35,9 @@ void closeOutbox();
 // Any thread. Queues a reply and clears caller.waits; does nothing if the caller does not
 // wait. Throws if memory is exhausted, and then the caller still waits. Drops the reply while
 // the outbox is closed.
-void leaveReply(Caller& caller, client::Reply reply);
+void queueReply(Caller& caller, client::Reply reply);
 // Any thread. Returns false if the outbox is closed or has 512 events already.
-bool leaveEvent(std::string name);
+bool queueEvent(std::string name);
 void wakeLoop();
 
 // Loop's thread: removes and returns everything queued, and resets the descriptor.

@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <exception>
+#include <memory>
 #include <utility>
 
 #include "platform/host/accept.h"
@@ -33,7 +34,7 @@ struct Incoming {
 };
 
 void refuse(Incoming& request, std::string_view code, std::string_view text) {
-    leaveReply(request.caller, refusal(code, text));
+    queueReply(request.caller, refusal(code, text));
 }
 
 void refuseName(Incoming& request, std::string_view what) {
@@ -43,23 +44,23 @@ void refuseName(Incoming& request, std::string_view what) {
 }
 
 // With waits, the job replies when it is done; else the caller is answered here.
-void queueJob(Incoming& request, WorkQueue& queue, Jobs& jobs, bool waits = true) {
+void queueJob(Incoming& request, WorkQueue& queue, std::unique_ptr<Job> job, bool waits = true) {
     if (request.server.draining)
         return refuse(request, "busy", "pm is being drained and accepts no new work");
     if (waits)
-        jobs.front().caller = std::exchange(request.caller, {});
-    const Pushed pushed = queue.push(jobs);
+        job->caller = std::exchange(request.caller, {});
+    const Pushed pushed = queue.push(job);
     if (pushed == Pushed::Queued)
-        return leaveReply(request.caller, {ReplyKind::Done, {}});
+        return queueReply(request.caller, {ReplyKind::Done, {}});
     if (waits)
-        request.caller = std::move(jobs.front().caller);
+        request.caller = std::move(job->caller);
     refuse(request, "busy",
            pushed == Pushed::Full     ? "too many requests are waiting; try again later"
            : pushed == Pushed::NoRoom ? "too many bytes are waiting; try again later"
                                       : "pm is ending");
 }
 
-bool takeRecord(Incoming& request, size_t length, bool terminated, Record& record) {
+bool makeRequestRecord(Incoming& request, size_t length, bool terminated, Record& record) {
     if (makeRecord(std::move(request.payload), length, terminated, record))
         return true;
     refuse(request, "no-memory", "out of memory for the record");
@@ -75,8 +76,8 @@ void list(Incoming& request) {
         }
     };
     add("function", functionNames(request.server.functions));
-    add("topic", topicsTaken());
-    leaveReply(request.caller, std::move(reply));
+    add("topic", servedTopics());
+    queueReply(request.caller, std::move(reply));
 }
 
 void call(Incoming& request) {
@@ -84,14 +85,13 @@ void call(Incoming& request) {
     const RegisteredFunction* function = findFunction(request.server.functions, name);
     if (function == nullptr)
         return refuseName(request, "function");
-    Jobs jobs(1);
-    Job& job = jobs.front();
-    if (!takeRecord(request, requestLength(name), false, job.record))
+    auto job = std::make_unique<Job>();
+    if (!makeRequestRecord(request, requestLength(name), false, job->record))
         return;
-    job.run = callFunction;
-    job.name = name;
-    job.handler = function->handler;
-    queueJob(request, *function->queue, jobs);
+    job->run = callFunction;
+    job->name = name;
+    job->handler = function->handler;
+    queueJob(request, *function->queue, std::move(job));
 }
 
 void publish(Incoming& request) {
@@ -99,20 +99,19 @@ void publish(Incoming& request) {
     const bool waits = request.arguments[1] == "wait";
     if (!waits && request.arguments[1] != "no-wait")
         return refuse(request, "malformed", "the second argument must be wait or no-wait");
-    Jobs jobs(1);
-    Job& job = jobs.front();
-    job.callbacks = takersOf(topic);
-    if (job.callbacks.empty())
+    auto job = std::make_unique<Job>();
+    job->callbacks = subscribersOf(topic);
+    if (job->callbacks.empty())
         return refuseName(request, "topic");
     // The callback reads the name up to its terminator, so the record must end with one.
     const bool change = isAttributeChange(topic);
-    if (!takeRecord(request, notificationLength(topic), change, job.record))
+    if (!makeRequestRecord(request, notificationLength(topic), change, job->record))
         return;
-    if (change && !nameIsInside(job.record))
+    if (change && !nameIsInside(job->record))
         return refuse(request, "malformed", "the name offset is outside the record");
-    job.run = deliver;
-    job.name = topic;
-    queueJob(request, deliveryQueue(topic), jobs, waits);
+    job->run = deliver;
+    job->name = topic;
+    queueJob(request, deliveryQueue(topic), std::move(job), waits);
 }
 
 void get(Incoming& request) {
@@ -120,37 +119,37 @@ void get(Incoming& request) {
     std::string error;
     if (!describeValue(request.arguments[0], description, error))
         return refuse(request, "unknown-name", error);
-    leaveReply(
+    queueReply(
         request.caller,
         {ReplyKind::Done, {description.text, sourceName(description.source), description.name}});
 }
 
 // Runs on the settings thread: a write waits for the disk.
 void finishWrite(Job& job, bool done, const std::string& error) {
-    leaveReply(job.caller, done ? Reply{ReplyKind::Done, {}} : refusal("failed", error));
+    queueReply(job.caller, done ? Reply{ReplyKind::Done, {}} : refusal("failed", error));
 }
 
 void set(Incoming& request) {
-    Jobs jobs(1);
-    jobs.front().name = request.arguments[0];
-    jobs.front().value = request.arguments[1];
-    jobs.front().run = [](Job& job) {
+    auto job = std::make_unique<Job>();
+    job->name = request.arguments[0];
+    job->value = request.arguments[1];
+    job->run = [](Job& self) {
         std::string error;
-        const bool done = setValue(job.name, job.value, error);
-        finishWrite(job, done, error);
+        const bool done = setValue(self.name, self.value, error);
+        finishWrite(self, done, error);
     };
-    queueJob(request, settingsQueue(), jobs);
+    queueJob(request, settingsQueue(), std::move(job));
 }
 
 void unset(Incoming& request) {
-    Jobs jobs(1);
-    jobs.front().name = request.arguments[0];
-    jobs.front().run = [](Job& job) {
+    auto job = std::make_unique<Job>();
+    job->name = request.arguments[0];
+    job->run = [](Job& self) {
         std::string error;
-        const bool done = unsetValue(job.name, error);
-        finishWrite(job, done, error);
+        const bool done = unsetValue(self.name, error);
+        finishWrite(self, done, error);
     };
-    queueJob(request, settingsQueue(), jobs);
+    queueJob(request, settingsQueue(), std::move(job));
 }
 
 // Replies with all lines in one frame, as there may be hundreds.
@@ -166,11 +165,11 @@ void log(Incoming& request) {
     }
     Reply reply{ReplyKind::Done, {}};
     reply.fields.push_back(keptLines({static_cast<size_t>(numbers[0]), numbers[1], numbers[2]}));
-    leaveReply(request.caller, std::move(reply));
+    queueReply(request.caller, std::move(reply));
 }
 
 void status(Incoming& request) {
-    leaveReply(request.caller, {ReplyKind::Done, statusReport(request.server)});
+    queueReply(request.caller, {ReplyKind::Done, statusReport(request.server)});
 }
 
 void drain(Incoming& request) {
@@ -178,10 +177,10 @@ void drain(Incoming& request) {
     if (word != "begin" && word != "cancel")
         return refuse(request, "malformed", "the argument must be begin or cancel");
     request.server.draining = word == "begin";
-    leaveReply(request.caller, {ReplyKind::Done, drainReport(request.server)});
+    queueReply(request.caller, {ReplyKind::Done, drainReport(request.server)});
 }
 
-struct Verb {
+struct RequestVerb {
     std::string_view name;
     size_t arguments;
     size_t optional; // arguments that may follow them
@@ -190,7 +189,7 @@ struct Verb {
     std::string_view form;
 };
 
-constexpr std::array<Verb, 9> verbs = {{
+constexpr std::array<RequestVerb, 9> verbs = {{
     {"list", 0, 0, false, list, "list"},
     {"call", 1, 0, true, call, "call FUNCTION [PAYLOAD]"},
     {"event", 2, 0, true, publish, "event TOPIC wait|no-wait [PAYLOAD]"},
@@ -207,7 +206,7 @@ bool isControl(char byte) {
 }
 
 // Reads the arguments: a name, then a value, which the store checks. Returns an error or null.
-const char* takeArguments(Frames& frames, size_t first, size_t count,
+const char* readArguments(Frames& frames, size_t first, size_t count,
                           std::vector<std::string>& arguments) {
     for (size_t at = 0; at < count; ++at) {
         const std::string_view text = frames[first + at].view();
@@ -230,14 +229,14 @@ enum : uint8_t { IDENTITY, VERSION, TAG, VERB, ARGUMENTS };
 void dispatch(Frames& frames, Incoming& request) {
     if (frames.size() <= VERB)
         return refuse(request, "malformed", "a request must have a version, a tag and a verb");
-    const auto* verb = std::ranges::find(verbs, frames[VERB].view(), &Verb::name);
+    const auto* verb = std::ranges::find(verbs, frames[VERB].view(), &RequestVerb::name);
     if (verb == verbs.end())
         return refuse(request, "unknown-verb", "this pm has no such verb");
     const size_t given = frames.size() - ARGUMENTS;
     const size_t most = verb->arguments + verb->optional;
     if (given < verb->arguments || given > most + (verb->payload ? 1 : 0))
         return refuse(request, "malformed", "expected: " + std::string(verb->form));
-    const char* fault = takeArguments(frames, ARGUMENTS, std::min(given, most), request.arguments);
+    const char* fault = readArguments(frames, ARGUMENTS, std::min(given, most), request.arguments);
     if (fault != nullptr)
         return refuse(request, "malformed", fault);
     if (given > most)
@@ -274,7 +273,7 @@ void answer(Server& server, Received received, Frames& frames) {
 
 } // namespace
 
-int takeRequests(zloop_t*, zmq_pollitem_t*, void* argument) {
+int readRequests(zloop_t*, zmq_pollitem_t*, void* argument) {
     Server& server = *static_cast<Server*>(argument);
     for (int count = 0; count < MESSAGES_A_TURN; ++count) {
         const Received received = receiveFrames(server.requests, FRAME_LIMIT, server.incoming);

@@ -117,7 +117,7 @@ Fd claimTemporary() {
     return haveClaimsFolder() ? takeClaim() : takeLock(TEMPORARY_LOCK);
 }
 
-bool takeBoth() {
+bool lockRootAndTemporary() {
     if (!makeHostFolder(RUN_FOLDER)) {
         refuse(hostPath(RUN_FOLDER), std::strerror(errno));
         return false;
@@ -171,7 +171,7 @@ bool claimHost() {
     static bool granted = false;
     const std::lock_guard lock(mutex);
     if (asked != ::getpid()) {
-        granted = takeBoth();
+        granted = lockRootAndTemporary();
         asked = ::getpid();
     }
     return granted;

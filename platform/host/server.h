@@ -27,13 +27,13 @@ struct Server {
 
 // Reads the waiting requests. Registered once pm's start is done; until then requests wait in
 // the socket.
-int takeRequests(zloop_t* loop, zmq_pollitem_t* item, void* server);
+int readRequests(zloop_t* loop, zmq_pollitem_t* item, void* server);
 
 // Sends the replies and events of the outbox and the followed log lines, and starts to serve
 // once pm's start is done.
-int takeOutbox(zloop_t* loop, zmq_pollitem_t* item, void* server);
+int sendOutbox(zloop_t* loop, zmq_pollitem_t* item, void* server);
 
 // Sends each new subscriber a first message, which confirms its subscription.
-int takeSubscriptions(zloop_t* loop, zmq_pollitem_t* item, void* server);
+int confirmSubscriptions(zloop_t* loop, zmq_pollitem_t* item, void* server);
 
 } // namespace pm::host

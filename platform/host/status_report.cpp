@@ -59,7 +59,7 @@ std::vector<std::string> statusReport(const Server& server) {
                    findFunction(server.functions, name)->queue->waiting(name));
     }
     // Topics with subscribers; others are listed only once an event has come.
-    for (const std::string& topic : topicsTaken())
+    for (const std::string& topic : servedTopics())
         now.topics.try_emplace(topic);
     for (const auto& [topic, tally] : now.topics)
         report.addTally("topic " + topic, tally);

@@ -9,50 +9,55 @@ namespace pm::host {
 
 namespace {
 
-struct Row {
+struct StepPattern {
     std::string_view start; // of the text after the operation's name
-    Told told;
+    LineKind kind;
     std::string_view text; // empty: the line's own text up to a comma
     bool rest;             // append the rest of the line to text
 };
 
-constexpr Row rows[] = {
-    {"szServerAddress=", Told::Server, "", true},
-    {"getaddrinfo error: ", Told::Reason, "the mail server % does not resolve: ", true},
-    {"get Domain Literal fail", Told::Reason,
+constexpr StepPattern rows[] = {
+    {"szServerAddress=", LineKind::Server, "", true},
+    {"getaddrinfo error: ", LineKind::Reason, "the mail server % does not resolve: ", true},
+    {"get Domain Literal fail", LineKind::Reason,
      "the mail server % has no address of an enabled family (IPv4, IPv6)", false},
-    {"get ipv6 Domain Literal fail", Told::Reason,
+    {"get ipv6 Domain Literal fail", LineKind::Reason,
      "mails are sent over IPv6, but the controller's IPv6 address is \"::\"", false},
-    {"Email server address is currently not set", Told::Reason, "no mail server is set", false},
-    {"Couldn't get username", Told::Reason,
+    {"Email server address is currently not set", LineKind::Reason, "no mail server is set", false},
+    {"Couldn't get username", LineKind::Reason,
      "login to the mail server is enabled, but no user name is set", false},
-    {"either could not get email destination", Told::Reason, "the destination has no address",
+    {"either could not get email destination", LineKind::Reason, "the destination has no address",
      false},
-    {"no relay configuration is written: ", Told::Reason, "", true},
-    {"Couldn't allocate", Told::Reason, "out of memory", false},
-    {"pLocalBodyText - malloc() Failed", Told::Reason, "out of memory for the mail's body", false},
-    {"index value of ", Told::Reason, "the index is out of range", false},
-    {"request_data is NULL", Told::Reason, "the request has no record", false},
-    {"pTestEmailStruct is NULL", Told::Reason, "the request has no record", false},
-    {"pAlertEmailStruct is NULL", Told::Reason, "the request has no record", false},
-    {"request_size less than", Told::Reason, "the record is too short", false},
-    {"szSubject string is zero length", Told::Reason, "the subject is empty", false},
-    {"szBodyText string is zero length", Told::Reason, "the body is empty", false},
-    {"Blocking Mode ", Told::GenericMail, "", false},
-    {"ERROR : ", Told::GenericError, "no thread or memory for the mail: ", true},
-    {"Failed to get SNMP community name", Told::Reason, "no SNMP community is set", false},
-    {"failed to get SNMP trap dest string", Told::Reason, "the destination has no address", false},
-    {"the community holds a quote", Told::Reason,
+    {"no relay configuration is written: ", LineKind::Reason, "", true},
+    {"Couldn't allocate", LineKind::Reason, "out of memory", false},
+    {"pLocalBodyText - malloc() Failed", LineKind::Reason, "out of memory for the mail's body",
+     false},
+    {"index value of ", LineKind::Reason, "the index is out of range", false},
+    {"request_data is NULL", LineKind::Reason, "the request has no record", false},
+    {"pTestEmailStruct is NULL", LineKind::Reason, "the request has no record", false},
+    {"pAlertEmailStruct is NULL", LineKind::Reason, "the request has no record", false},
+    {"request_size less than", LineKind::Reason, "the record is too short", false},
+    {"szSubject string is zero length", LineKind::Reason, "the subject is empty", false},
+    {"szBodyText string is zero length", LineKind::Reason, "the body is empty", false},
+    {"Blocking Mode ", LineKind::GenericMail, "", false},
+    {"ERROR : ", LineKind::GenericError, "no thread or memory for the mail: ", true},
+    {"Failed to get SNMP community name", LineKind::Reason, "no SNMP community is set", false},
+    {"failed to get SNMP trap dest string", LineKind::Reason, "the destination has no address",
+     false},
+    {"the community holds a quote", LineKind::Reason,
      "the community holds a quote, a backslash or a control character", false},
-    {"the destination of index", Told::Reason, "the destination is neither an address nor a name",
-     false},
-    {"cannot convert varbind data", Told::Reason, "the trap is too long", false},
-    {"petConstructVarBind function failed", Told::Reason, "out of memory", false},
-    {"SNMP trap dest #", Told::Reason, "the destination is not enabled", false},
-    {"Failed to connect to system bus: ", Told::Reason, "the system bus cannot be reached: ", true},
-    {"Failed to call method: ", Told::Reason, "the log manager was not reached or failed: ", true},
-    {"Failed to parse response: ", Told::Reason, "the log manager's answer cannot be read: ", true},
-    {"Exit with status=", Told::Answer, "the log manager answered ", true},
+    {"the destination of index", LineKind::Reason,
+     "the destination is neither an address nor a name", false},
+    {"cannot convert varbind data", LineKind::Reason, "the trap is too long", false},
+    {"petConstructVarBind function failed", LineKind::Reason, "out of memory", false},
+    {"SNMP trap dest #", LineKind::Reason, "the destination is not enabled", false},
+    {"Failed to connect to system bus: ", LineKind::Reason,
+     "the system bus cannot be reached: ", true},
+    {"Failed to call method: ", LineKind::Reason,
+     "the log manager was not reached or failed: ", true},
+    {"Failed to parse response: ", LineKind::Reason,
+     "the log manager's answer cannot be read: ", true},
+    {"Exit with status=", LineKind::Answer, "the log manager answered ", true},
 };
 
 constexpr std::string_view GENERIC_ENTRY = "pthread_sendGenericEmail() - Entry";
@@ -83,7 +88,7 @@ StepLine readFailedMail(std::string_view words) {
     const size_t end = words.rfind(WITH_STATUS);
     if (end == std::string_view::npos || end < MAIL_TO.size())
         return line;
-    line.told = Told::FailedMail;
+    line.kind = LineKind::FailedMail;
     line.text = words.substr(MAIL_TO.size(), end - MAIL_TO.size());
     line.status = client::wholeNumber(words.substr(end + WITH_STATUS.size())).value_or(-1);
     return line;
@@ -95,30 +100,30 @@ StepLine readStepLine(std::string_view line, int error) {
     if (!line.starts_with('['))
         return {};
     if (line.ends_with(GENERIC_ENTRY))
-        return {Told::GenericThread, {}, 0};
+        return {LineKind::GenericThread, {}, 0};
     const std::string_view words = wordsOf(line);
     if (words.starts_with(MAIL_TO))
         return readFailedMail(words);
     constexpr std::string_view NOT_OPENED = "could not open ";
     if (words.starts_with(NOT_OPENED))
-        return {Told::Reason,
+        return {LineKind::Reason,
                 std::string(words.substr(NOT_OPENED.size())) +
                     " cannot be opened: " + std::strerror(error),
                 0};
-    const auto* row =
-        std::ranges::find_if(rows, [&](const Row& each) { return words.starts_with(each.start); });
+    const auto* row = std::ranges::find_if(
+        rows, [&](const StepPattern& each) { return words.starts_with(each.start); });
     const std::string_view rest =
         row == std::end(rows) ? std::string_view() : words.substr(row->start.size());
-    if (row == std::end(rows) || (row->told == Told::Answer && rest == "0"))
+    if (row == std::end(rows) || (row->kind == LineKind::Answer && rest == "0"))
         return {};
     std::string text(row->text);
-    if (row->told == Told::Server)
+    if (row->kind == LineKind::Server)
         text = rest.substr(0, rest.find(", arr_size="));
     else if (row->rest)
         text += rest;
     else if (text.empty())
         text = words.substr(0, words.find(','));
-    return {row->told, text, 0};
+    return {row->kind, text, 0};
 }
 
 } // namespace pm::host

@@ -8,7 +8,7 @@
 
 namespace pm::host {
 
-enum class Told : uint8_t {
+enum class LineKind : uint8_t {
     Nothing,
     Server,        // text: the mail server to look up
     Reason,        // text: why the operation cannot succeed
@@ -20,7 +20,7 @@ enum class Told : uint8_t {
 };
 
 struct StepLine {
-    Told told = Told::Nothing;
+    LineKind kind = LineKind::Nothing;
     std::string text;
     int32_t status = 0;
 };

@@ -64,7 +64,7 @@ Found lookUp(KeyId key) {
     return found;
 }
 
-void tellFindings(const SettingsFile& file) {
+void logFindings(const SettingsFile& file) {
     for (const SettingsFinding& finding : file.findings)
         mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "%s", findingText(finding).c_str());
 }
@@ -77,7 +77,7 @@ Layer readRunTime(bool drop) {
         return {};
     }
     SettingsFile file = readRuntimeFile();
-    tellFindings(file);
+    logFindings(file);
     return std::move(file.entries);
 }
 
@@ -140,7 +140,7 @@ bool loadSettings(const char* path, bool dropRunTime) {
     if (!claimHost())
         return false;
     SettingsFile file = readSettingsFile(hostPath(path));
-    tellFindings(file);
+    logFindings(file);
     const std::lock_guard writing(store().writing);
     Layer runTime = readRunTime(dropRunTime);
     const std::lock_guard lock(store().mutex);

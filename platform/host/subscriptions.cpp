@@ -42,7 +42,7 @@ Subscriptions& state() {
     return instance;
 }
 
-bool rowTakes(std::string_view row, std::string_view topic) {
+bool rowMatches(std::string_view row, std::string_view topic) {
     return row == topic || (row == LOCKDOWN_TOPIC && std::ranges::find(DIRECTORY_TOPICS, topic) !=
                                                          std::end(DIRECTORY_TOPICS));
 }
@@ -54,28 +54,28 @@ void setEventTable(const qornc_event_row* table) {
     state().table = table;
 }
 
-std::vector<qornc_event_callback> takersOf(std::string_view topic) {
-    std::vector<qornc_event_callback> takers;
+std::vector<qornc_event_callback> subscribersOf(std::string_view topic) {
+    std::vector<qornc_event_callback> callbacks;
     const std::lock_guard lock(state().mutex);
     for (const auto* row = state().table; row != nullptr && row->topic != nullptr; ++row)
-        if (rowTakes(row->topic, topic))
-            takers.push_back(row->callback);
+        if (rowMatches(row->topic, topic))
+            callbacks.push_back(row->callback);
     for (const Subscription& subscription : state().subscriptions)
         if (topic.starts_with(subscription.text))
-            takers.push_back(subscription.callback);
-    return takers;
+            callbacks.push_back(subscription.callback);
+    return callbacks;
 }
 
-std::optional<size_t> rowTaking(std::string_view topic) {
+std::optional<size_t> rowMatching(std::string_view topic) {
     const std::lock_guard lock(state().mutex);
     const auto* table = state().table;
     for (size_t row = 0; table != nullptr && table[row].topic != nullptr; ++row)
-        if (rowTakes(table[row].topic, topic))
+        if (rowMatches(table[row].topic, topic))
             return row;
     return std::nullopt;
 }
 
-std::vector<std::string> topicsTaken() {
+std::vector<std::string> servedTopics() {
     std::vector<std::string> topics;
     const std::lock_guard lock(state().mutex);
     for (const auto* row = state().table; row != nullptr && row->topic != nullptr; ++row)
@@ -85,10 +85,10 @@ std::vector<std::string> topicsTaken() {
     return topics;
 }
 
-std::string servedTopic(std::string_view topic) {
+std::string countedTopic(std::string_view topic) {
     const std::lock_guard lock(state().mutex);
     for (const auto* row = state().table; row != nullptr && row->topic != nullptr; ++row)
-        if (rowTakes(row->topic, topic))
+        if (rowMatches(row->topic, topic))
             return std::string(topic);
     for (const Subscription& subscription : state().subscriptions)
         if (topic.starts_with(subscription.text))

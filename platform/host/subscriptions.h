@@ -15,16 +15,16 @@ namespace pm::host {
 void setEventTable(const qornc_event_row* table);
 
 // The callbacks of all rows and subscriptions that match a topic; empty if none does.
-std::vector<qornc_event_callback> takersOf(std::string_view topic);
+std::vector<qornc_event_callback> subscribersOf(std::string_view topic);
 
 // Index of the first row that matches a topic; empty if no row does.
-std::optional<size_t> rowTaking(std::string_view topic);
+std::optional<size_t> rowMatching(std::string_view topic);
 
 // The topics of the table, then the prefixes of the subscriptions.
-std::vector<std::string> topicsTaken();
+std::vector<std::string> servedTopics();
 
 // The name under which a topic is counted: the topic itself if a row matches, else the prefix
 // of the first matching subscription; empty if nothing matches.
-std::string servedTopic(std::string_view topic);
+std::string countedTopic(std::string_view topic);
 
 } // namespace pm::host

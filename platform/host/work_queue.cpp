@@ -1,8 +1,8 @@
 #include "platform/host/work_queue.h"
 
-#include <algorithm>
 #include <atomic>
 #include <exception>
+#include <utility>
 
 #include "platform/host/command_turn.h"
 #include "platform/logging.h"
@@ -39,7 +39,7 @@ void run(Job& job) {
                       job.name.c_str(), exception.what());
     }
     try {
-        leaveReply(job.caller, refusal("no-memory", "pm ran out of memory before it was done"));
+        queueReply(job.caller, refusal("no-memory", "pm ran out of memory before it was done"));
     } catch (const std::exception&) {
         return; // no reply: the caller's time limit ends its wait
     }
@@ -51,42 +51,47 @@ bool jobsAreHeld() {
     return bytesHeld.load() != 0; // every job counts at least its own size
 }
 
-Pushed WorkQueue::push(Jobs& jobs, bool own) {
-    const size_t bytes = bytesOf(jobs.front());
+Pushed WorkQueue::push(std::unique_ptr<Job>& job, JobLimit limit) {
+    const size_t bytes = bytesOf(*job);
     const std::lock_guard lock(m_mutex);
     if (!m_open)
         return Pushed::Closed;
-    if (!own && m_jobs.size() >= m_limit)
+    if (limit == JobLimit::Enforced && m_count >= m_limit)
         return Pushed::Full;
     if (!reserveBytes(bytes))
         return Pushed::NoRoom;
     m_bytes += bytes;
-    m_jobs.splice(m_jobs.end(), jobs);
+    ++m_count;
+    Job* added = job.get();
+    (m_first == nullptr ? m_first : m_last->next) = std::move(job);
+    m_last = added;
     m_changed.notify_one();
     return Pushed::Queued;
 }
 
-bool WorkQueue::take(Jobs& jobs) {
+// Waits for a job; returns null once the queue is closed.
+std::unique_ptr<Job> WorkQueue::take() {
     std::unique_lock lock(m_mutex);
     m_served = true;
-    m_changed.wait(lock, [this] { return !m_open || !m_jobs.empty(); });
+    m_changed.wait(lock, [this] { return !m_open || m_first != nullptr; });
     if (!m_open) {
         m_served = false;
         m_changed.notify_all();
-        return false;
+        return nullptr;
     }
-    jobs.splice(jobs.end(), m_jobs, m_jobs.begin());
-    m_bytes -= bytesOf(jobs.front());
-    return true;
+    std::unique_ptr<Job> job = std::move(m_first);
+    m_first = std::move(job->next);
+    --m_count;
+    m_bytes -= bytesOf(*job);
+    return job;
 }
 
 void WorkQueue::serve() {
     becomeWorker();
-    Jobs jobs;
-    while (take(jobs)) {
-        const size_t bytes = bytesOf(jobs.front());
-        run(jobs.front());
-        jobs.clear();
+    while (std::unique_ptr<Job> job = take()) {
+        const size_t bytes = bytesOf(*job);
+        run(*job);
+        job.reset();
         bytesHeld -= bytes;
     }
 }
@@ -97,24 +102,30 @@ void WorkQueue::open() {
 }
 
 void WorkQueue::close() {
-    Jobs dropped;
     std::unique_lock lock(m_mutex);
     m_open = false;
-    dropped.swap(m_jobs);
+    std::unique_ptr<Job> dropped = std::move(m_first);
+    m_count = 0;
     bytesHeld -= m_bytes;
     m_bytes = 0;
     m_changed.notify_all();
     m_changed.wait(lock, [this] { return !m_served; });
+    lock.unlock();
+    while (dropped != nullptr) // one by one: destroying the chain would recurse
+        dropped = std::move(dropped->next);
 }
 
 size_t WorkQueue::waiting() const {
     const std::lock_guard lock(m_mutex);
-    return m_jobs.size();
+    return m_count;
 }
 
 size_t WorkQueue::waiting(std::string_view name) const {
     const std::lock_guard lock(m_mutex);
-    return static_cast<size_t>(std::ranges::count(m_jobs, name, &Job::name));
+    size_t count = 0;
+    for (const Job* job = m_first.get(); job != nullptr; job = job->next.get())
+        count += job->name == name ? 1 : 0;
+    return count;
 }
 
 } // namespace pm::host

@@ -5,7 +5,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <list>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -29,9 +29,10 @@ struct Job {
     Record record;
     jelmux_function_handler handler = nullptr;
     std::vector<qornc_event_callback> callbacks;
+    std::unique_ptr<Job> next; // in its queue: a job is queued without allocating
 };
-using Jobs = std::list<Job>;
 
+enum class JobLimit : uint8_t { Enforced, Skipped };
 enum class Pushed : uint8_t { Queued, Full, NoRoom, Closed };
 
 // Whether any queue has a waiting or running job.
@@ -41,9 +42,9 @@ class WorkQueue {
   public:
     explicit WorkQueue(size_t limit = WAITING_LIMIT) : m_limit(limit) {}
 
-    // Moves the only job out of jobs; on failure it stays there. own: skips the job limit, as
-    // an internal job follows from work that was admitted already.
-    Pushed push(Jobs& jobs, bool own = false);
+    // Moves the job into the queue; on failure the caller keeps it. Internal jobs skip the limit
+    // on jobs, as they follow from work that was admitted already.
+    Pushed push(std::unique_ptr<Job>& job, JobLimit limit = JobLimit::Enforced);
 
     // Runs the jobs, one at a time, until the queue is closed.
     void serve();
@@ -56,13 +57,15 @@ class WorkQueue {
     size_t waiting(std::string_view name) const;
 
   private:
-    bool take(Jobs& jobs);
+    std::unique_ptr<Job> take();
 
     const size_t m_limit;
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
-    Jobs m_jobs;
-    size_t m_bytes = 0; // of m_jobs
+    std::unique_ptr<Job> m_first;
+    Job* m_last = nullptr; // valid unless m_first is null
+    size_t m_count = 0;
+    size_t m_bytes = 0; // of the waiting jobs
     bool m_open = true;
     bool m_served = false;
 };

@@ -33,9 +33,9 @@ int32_t takeChange(void*, const char*, const void* record) {
 
 Reply ask(Frames frames, const std::string& tag) {
     sendFrames(caller, frames);
-    takeRequests(nullptr, nullptr, server);
+    readRequests(nullptr, nullptr, server);
     for (int i = 0; i < TRIES; ++i) {
-        takeOutbox(nullptr, nullptr, server);
+        sendOutbox(nullptr, nullptr, server);
         if (receiveFrames(caller, SIZE_MAX, frames) == Received::Whole)
             return decodeReply(frames, tag).value(); // throws, and so fails, without a valid reply
         usleep(10);

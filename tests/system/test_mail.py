@@ -62,8 +62,8 @@ VERBS = {
 def test_longest_body_keeps_its_links(pm, sink, verb, end):
     call = [*VERBS[verb][0][:-1]]
     body = "line\n" * 407
-    told = pm.ctl(*call, body[:2039 if verb == "alert" else 254], status=2)
-    body = body[:int(re.search(r"at most (\d+) are", told)[1])]
+    printed = pm.ctl(*call, body[:2039 if verb == "alert" else 254], status=2)
+    body = body[:int(re.search(r"at most (\d+) are", printed)[1])]
     pm.ctl(*call, body)
     assert text(sink.mails[0]).endswith(body + end + "\n\n")
 

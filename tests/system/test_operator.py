@@ -38,12 +38,12 @@ FILE = ("[settings]|pm_str_email_server_address = '127.0.0.1'|pm_bool_email_aler
     (FILE.format("", at("SNMPAlert.1#Destination", "'::1'"), ""), [OWN, "hardware.community: no SNMP"])])
 def test_check_finds(make_pm, text, findings):
     pm = make_pm(text.replace("|", "\n"))
-    found, told = (subprocess.run(  # without the machine's network, whose addresses are defaults
+    found, printed = (subprocess.run(  # without the machine's network, whose addresses are defaults
         [*NAMESPACES, "-n", BUILD / "pmctl/pmctl", "--root", pm.root, "check", "--offline", *form],
         stdout=subprocess.PIPE, text=True).stdout.rstrip() for form in ([], ["--json"]))
     for line, finding in zip(found.split("\n"), findings, strict=True):
         assert re.match(rf"(error|warning|note): {pm.root}/etc/pm.conf:? ?{finding}", line), line
-    assert [str(finding["line"] or "") for finding in json.loads(told)["findings"]] == [
+    assert [str(finding["line"] or "") for finding in json.loads(printed)["findings"]] == [
         re.match(r"\d*", finding)[0] for finding in findings]
 
 

@@ -58,19 +58,19 @@ def test_defaults_come_from_the_machine(make_pm):
     keys = [PREFIX + key for key in ("network.1#dnsnvcname", "IPv4.1#Address", "IPv4.1#Enable",
                                      "IPv6.1#Address1", "IPv6.1#Enable")]
     inside = ["nsenter", "-n", "-t", str(pm.process.pid)]
-    told = lambda: [pm.ctl("get", "-v", key).split(" = ")[1] for key in keys]  # noqa: E731
+    printed = lambda: [pm.ctl("get", "-v", key).split(" = ")[1] for key in keys]  # noqa: E731
     check = lambda: subprocess.run(  # noqa: E731
         [*inside, BUILD / "pmctl/pmctl", "--root", pm.root, "check", "--offline"],
         stdout=subprocess.PIPE).stdout
-    assert told() == [value + " (from the machine)" for value in (
+    assert printed() == [value + " (from the machine)" for value in (
         "web7", "198.51.100.7", "1", "2001:db8::7", "1")]
     assert b"0.0.0.0" not in check().replace(b"server_address", b"")
     subprocess.run([*inside, "ip", "-4", "address", "flush", "dev", "d0"], check=True)
     pm.ctl("set", keys[0], "mine")
-    assert told() == ["mine (run time)", "0.0.0.0 (default)", "0 (from the machine)",
+    assert printed() == ["mine (run time)", "0.0.0.0 (default)", "0 (from the machine)",
                       "2001:db8::7 (from the machine)", "1 (from the machine)"]
     subprocess.run([*inside, "ip", "address", "flush", "dev", "d0"], check=True)
-    assert told()[1:] == [value + " (default)" for value in ("0.0.0.0", "1", "::", "0")]
+    assert printed()[1:] == [value + " (default)" for value in ("0.0.0.0", "1", "::", "0")]
     assert b"nobody's address" in check()
 
 

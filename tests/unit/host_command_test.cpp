@@ -83,9 +83,9 @@ TEST_F(HostCommand, FailuresAreToldInOneLine) {
         {"cat", "no-such-file", "input cannot be opened"},
         {"./snmptrap -c 'hush hush' host", nullptr, "status 3; it said: -c *** host: \\x1b[1mno\n"},
     };
-    for (const auto& [command, input, told] : rows) {
+    for (const auto& [command, input, message] : rows) {
         EXPECT_NE(run(command, input), 0) << command;
-        EXPECT_NE(log.find(told), std::string::npos) << command << "\n" << log;
+        EXPECT_NE(log.find(message), std::string::npos) << command << "\n" << log;
         EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << log;
         EXPECT_EQ(log.find("hush"), std::string::npos) << log;
     }

@@ -55,9 +55,9 @@ TEST(HostSettings, FileTellsWhatIsWrongAndLoadsTheRest) {
             return entry.value.text == "mail.example";
         }));
         ASSERT_EQ(file.findings.size(), 1U);
-        const std::string told = findingText(file.findings[0]);
-        EXPECT_TRUE(told.starts_with("pm.conf:" + std::to_string(bad.line) + ": ")) << told;
-        EXPECT_NE(told.find(bad.finding), std::string::npos) << told;
+        const std::string message = findingText(file.findings[0]);
+        EXPECT_TRUE(message.starts_with("pm.conf:" + std::to_string(bad.line) + ": ")) << message;
+        EXPECT_NE(message.find(bad.finding), std::string::npos) << message;
     }
     std::string hopeless = "[settings]\nalert_str_smtp_user = 'first'\n";
     for (int line = 0; line < 500; ++line)

@@ -59,7 +59,7 @@ void run(Handler handler, const string& request, const string& body) {
 class HostileTexts : public Scripted {};
 
 TEST_F(HostileTexts, InEachSettingAndField) {
-    const Steps sound = {text(AUTH, "1"),          text(USER, "u"),
+    const Steps valid = {text(AUTH, "1"),          text(USER, "u"),
                          text(PASSWORD, "p"),      text(PREFIX, "x"),
                          text("domain", "(none)"), text(enabledKey(1), "0"),
                          text(enabledKey(3), "0"), text(enabledKey(4), "0")};
@@ -68,7 +68,7 @@ TEST_F(HostileTexts, InEachSettingAndField) {
             for (const string once = hostile; hostile.size() < enough;)
                 hostile += once;
             for (const string& key : KEYS) {
-                begin(sound, key + " is " + hostile);
+                begin(valid, key + " is " + hostile);
                 script.values[key] = hostile;
                 for (const auto& [handler, record, fields] : requests)
                     run(handler, record, "Body");

@@ -104,7 +104,7 @@ TEST_F(Trap, EachValueAndFailure) {
 }
 
 TEST_F(Trap, RefuseRequests) {
-    uint8_t indexes[] = {0, 9, 255}, sound[] = {1, 8};
+    uint8_t indexes[] = {0, 9, 255}, valid[] = {1, 8};
     const std::tuple<Handler, int32_t, string> rows[] = {
         {sendIPMITestTrap, -3, "returning VESK_ERROR_INVALID_PARAMETER"},
         {sendSNMPTestTrap, -3, "returning VESK_ERROR_INVALID_PARAMETER"},
@@ -118,7 +118,7 @@ TEST_F(Trap, RefuseRequests) {
         for (const char* reason : {"data is NULL, ", "of(unsigned char), ", "9 is out of range, "})
             EXPECT_EQ(1U, logged(reason + returning));
         EXPECT_EQ(Lines{}, script.calls);
-        for (uint8_t& index : sound)
+        for (uint8_t& index : valid)
             handler(1, &index);
         EXPECT_EQ(3U, logged("out of range"));
     }
