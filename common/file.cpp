@@ -12,8 +12,8 @@ namespace {
 
 constexpr mode_t CREATION_MODE = 0666; // cut by the mask
 
-// A descriptor that is no FIFO, which would hold us until somebody reads, and blocks for
-// all else; -1 with errno set.
+// Opens path for writing. Returns a blocking descriptor, or -1 with errno set. Refuses a
+// FIFO with ENXIO: opening or writing one could wait for a reader forever.
 int openForWriting(const char* path, int flags) {
     const int fd = open(path, flags | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, CREATION_MODE);
     struct stat state {};

@@ -51,8 +51,8 @@ struct __attribute__((packed)) AttributeChangeRecord {
 static_assert(offsetof(AttributeChangeRecord, nameOffset) == 20);
 static_assert(sizeof(AttributeChangeRecord) == 24);
 
-// Name offset of the attribute change records that pm creates. Their shortest size is
-// thus 57 bytes; core/directory_rule.cpp requires at least 56.
+// pm puts the name at this byte of the records that it creates: with an empty name and its
+// terminator, a record has 57 bytes. Records of others are accepted from 56 bytes on.
 inline constexpr uint32_t ATTRIBUTE_NAME_OFFSET = 56;
 
 inline const char* attributeName(const void* record) {

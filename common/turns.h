@@ -1,4 +1,4 @@
-// So many of something at a time: a thread beyond that waits for its turn.
+// A counting semaphore: at most a fixed number of threads hold a turn, others wait.
 #pragma once
 
 #include <condition_variable>

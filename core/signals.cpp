@@ -92,8 +92,8 @@ void sigHandler(int sig) {
         pendingUsr1.fetch_add(1);
         break;
     default:
-        // Nobody may read standard error: a second signal, of this clock at the latest,
-        // ends pm without a word.
+        // The report blocks if standard error is full and nobody reads it. The next signal,
+        // that of the alarm at the latest, then ends pm without a report.
         if (ending.exchange(true))
             _exit(1);
         alarm(1);

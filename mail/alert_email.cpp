@@ -87,7 +87,7 @@ int32_t sendAlertEmail(uint32_t request_size, void* pAlertEmailStruct) {
                            destination, footerAppended);
     });
     logFailedMail(SENDER, destination.view(), end);
-    if (end.next != Ending::Next::Return)
+    if (end.next != Ending::Next::GiveUp)
         PM_LOG_WHOLE("[%d]:  Exiting %s()\n");
     return end.status;
 }

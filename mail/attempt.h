@@ -47,20 +47,20 @@ struct Attempt {
 struct Ending {
     int32_t status;
     enum class Next : uint8_t {
-        Exit,   // the mail is sent
+        Sent,   // the relay took the mail
         Retry,  // a first attempt is followed by a second
-        Return, // no second attempt, and no exit line in the log
+        GiveUp, // no second attempt, and no exit line in the log
     } next;
 };
 
 constexpr Ending sent() {
-    return {0, Ending::Next::Exit};
+    return {0, Ending::Next::Sent};
 }
 constexpr Ending retry(int32_t status) {
     return {status, Ending::Next::Retry};
 }
 constexpr Ending giveUp(int32_t status) {
-    return {status, Ending::Next::Return};
+    return {status, Ending::Next::GiveUp};
 }
 
 // Makes at most two attempts and returns the Ending of the last one. Toggles the flag

@@ -98,8 +98,8 @@ bool composeSubject(Text<255>& subject, const AlertTexts& texts, const char* szS
 
 // Sends the alert to one destination. False if that failed; a destination that is
 // disabled, empty or without a domain is skipped, which is not a failure.
-bool alertDestination(const AlertDestination& keys, const AlertTexts& texts,
-                      const char* szServerAddress) {
+bool mailAlertTo(const AlertDestination& keys, const AlertTexts& texts,
+                 const char* szServerAddress) {
     const SwitchState enabled = readDestinationSwitch(OPERATION, keys);
     if (enabled != SwitchState::On)
         return enabled == SwitchState::Off;
@@ -134,7 +134,7 @@ int32_t sendEmailAlertsEx(uint32_t request_size, void* request_data) {
 
     int32_t status = 0;
     for (const AlertDestination& keys : alertDestinations) {
-        if (!alertDestination(keys, texts, szServerAddress.c_str()))
+        if (!mailAlertTo(keys, texts, szServerAddress.c_str()))
             status = VESK_ERROR_GENERAL;
     }
     PM_LOG_WHOLE("[%d]:  Exiting %s()\n");

@@ -2,6 +2,7 @@
 #include <bit>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <pthread.h>
 #include <sys/syscall.h>
 #include <sys/types.h>
@@ -153,8 +154,8 @@ bool writeSubject(Attempt& attempt, MessageFile& message, std::string_view subje
     return message.write(attempt.line.view());
 }
 
-// Steps up to the relay run; sent() if the message is ready for it.
-Ending prepare(Attempt& attempt, const GenericEmailThreadRequest& request) {
+// The steps before the relay run. Returns nothing if the message is ready for it.
+std::optional<Ending> prepare(Attempt& attempt, const GenericEmailThreadRequest& request) {
     getSenderEmail(attempt.senderAddress);
     if (!readServerAddress(attempt))
         return giveUp(VESK_ERROR_FILE_ACCESS_FAIL);
@@ -190,7 +191,7 @@ Ending prepare(Attempt& attempt, const GenericEmailThreadRequest& request) {
             return retry(VESK_ERROR_FILE_ACCESS_FAIL);
         writeBody(message, textAt(request, sizeof(GenericEmailStruct)));
     }
-    return sent();
+    return std::nullopt;
 }
 
 Ending attemptOnce(const GenericEmailThreadRequest& request, const Text<255>& messagePath,
@@ -200,9 +201,8 @@ Ending attemptOnce(const GenericEmailThreadRequest& request, const Text<255>& me
                     .relayConfigPath = relayConfigPath.c_str()};
     {
         const Turn turn(preparing);
-        const Ending prepared = prepare(attempt, request);
-        if (prepared.next != Ending::Next::Exit)
-            return prepared;
+        if (const std::optional<Ending> failed = prepare(attempt, request))
+            return *failed;
     }
     const int result = runRelay(attempt);
     PM_LOG_AS(SENDER, "nReturn=[%zd]\n", static_cast<ssize_t>(result));

@@ -133,7 +133,7 @@ int32_t sendEmail(const char* destination, const char* subject, const char* body
     const Ending end =
         makeAttempts(bMseCompatSendEmail, [&] { return attemptOnce(destination, subject, body); });
     logFailedMail(SENDER, destination, end);
-    if (end.next != Ending::Next::Return)
+    if (end.next != Ending::Next::GiveUp)
         PM_LOG_WHOLE("[%d]:  Exiting %s()\n");
     return end.status;
 }

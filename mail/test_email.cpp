@@ -97,7 +97,7 @@ int32_t sendTestEmail(uint32_t request_size, void* pTestEmailStruct) {
     const Ending end = makeAttempts(
         bMseCompatTestEmail, [&] { return attemptOnce(request_size, request, footerAppended); });
     logFailedMail(SENDER, destinationOf(request_size, request), end);
-    if (end.next != Ending::Next::Return)
+    if (end.next != Ending::Next::GiveUp)
         PM_LOG_WHOLE("[%d]:  Exiting %s()\n");
     return end.status;
 }

@@ -7,7 +7,7 @@
 #include "pmctl/checks.h"
 #include "pmctl/exchange.h"
 #include "pmctl/input.h"
-#include "pmctl/mail_room.h"
+#include "pmctl/text_limits.h"
 #include "pmctl/verbs.h"
 
 namespace pm::ctl {
@@ -92,7 +92,7 @@ int testMessage(const Options& options) {
     std::string body;
     if (const auto end = readBodyOrStop(options, body))
         return *end;
-    if (!putText(record.szTo, options.to, "receiver") ||
+    if (!putText(record.szTo, options.to, "recipient") ||
         !putText(record.szSubject, options.subject, "subject") ||
         !putText(record.szBody, body, "body") || !fitsWithFooter(options, body))
         return EXIT_WRONG_USE;
@@ -117,7 +117,7 @@ int mail(const Options& options) {
     if (const auto end = readBodyOrStop(options, body))
         return *end;
     if (!fits(body, MESSAGE_LIMIT, "body") ||
-        !putText(head.szTo, options.to, "receiver", GENERIC_TO_LIMIT) ||
+        !putText(head.szTo, options.to, "recipient", GENERIC_TO_LIMIT) ||
         !putText(head.szSubject, options.subject, "subject", GENERIC_SUBJECT_LIMIT))
         return EXIT_WRONG_USE;
     // Insert the head before the body, which may be large; append the terminator.

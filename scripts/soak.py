@@ -168,8 +168,9 @@ class Soak:
                 int(pid) != self.pm.process.pid and mounts(pid) == own]
 
     def memory(self):
-        """What pm holds while no burst is under way."""
+        """What pm holds after a burst, of which the heap keeps something."""
         with self.calm:
+            self.burst()
             until(lambda: len(os.listdir(f"/proc/{self.pm.process.pid}/task")) < 100, 120)
             status = pathlib.Path(f"/proc/{self.pm.process.pid}/status").read_text()
             return int(re.search(r"RssAnon:\s*(\d+)", status)[1])

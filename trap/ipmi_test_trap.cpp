@@ -4,9 +4,9 @@
 #include "common/status.h"
 #include "platform/logging.h"
 #include "trap/functions.h"
-#include "trap/index_request.h"
 #include "trap/pet.h"
 #include "trap/send_trap.h"
+#include "trap/trap_index.h"
 
 namespace pm {
 

@@ -7,7 +7,7 @@
 #include "config/attribute_object.h"
 #include "platform/logging.h"
 #include "trap/functions.h"
-#include "trap/index_request.h"
+#include "trap/trap_index.h"
 
 namespace pm {
 

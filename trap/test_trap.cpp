@@ -1,7 +1,7 @@
 #include "common/records.h"
 #include "platform/logging.h"
 #include "trap/functions.h"
-#include "trap/index_request.h"
+#include "trap/trap_index.h"
 
 namespace pm {
 

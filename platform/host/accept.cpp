@@ -70,7 +70,7 @@ void refuseOnSpare(int listener) {
     const int connection = systemAccept(listener, nullptr, nullptr, SOCK_CLOEXEC);
     if (connection >= 0)
         ::close(connection);
-    keepDescriptorsFromConnections();
+    openSpareDescriptor();
 }
 
 ino_t inodeOf(int fd) {
@@ -116,10 +116,10 @@ bool evictIdle() {
     }
 }
 
-bool anyFrom(int line) {
+bool isAnyAtOrAbove(int descriptor) {
     const std::lock_guard lock(connections().mutex);
     auto& known = connections().known;
-    for (auto at = static_cast<size_t>(line); at < known.size(); ++at)
+    for (auto at = static_cast<size_t>(descriptor); at < known.size(); ++at)
         if (known[at].inode != 0 && known[at].inode == inodeOf(static_cast<int>(at)))
             return true;
     return false;
@@ -128,8 +128,8 @@ bool anyFrom(int line) {
 // No exception may pass through libzmq.
 bool admit(int connection) {
     try {
-        const int line = firstKept();
-        if ((connection >= line || anyFrom(line)) && !evictIdle())
+        const int kept = firstKept();
+        if ((connection >= kept || isAnyAtOrAbove(kept)) && !evictIdle())
             return false;
         remember(connection);
         return true;
@@ -152,11 +152,11 @@ void logRefusal() {
 
 } // namespace
 
-void keepDescriptorsFromConnections() {
+void openSpareDescriptor() {
     spare = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
 }
 
-void noteRequestOver(int connection) {
+void markConnectionUsed(int connection) {
     const std::lock_guard lock(connections().mutex);
     auto& known = connections().known;
     if (connection >= 0 && static_cast<size_t>(connection) < known.size())

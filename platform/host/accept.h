@@ -4,11 +4,11 @@
 namespace pm::host {
 
 // Reserves a spare descriptor for refusals. Call before a socket is bound.
-void keepDescriptorsFromConnections();
+void openSpareDescriptor();
 
 // Marks a connection, by its descriptor, as one that has sent a request: only connections
 // that never did are closed to make room for new ones.
-void noteRequestOver(int connection);
+void markConnectionUsed(int connection);
 
 // Shuts a connection down, by its descriptor; the peer sees its end.
 void cutConnection(int connection);

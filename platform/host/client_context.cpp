@@ -99,7 +99,7 @@ void* bindSocket(void* zmq, int type, const std::string& endpoint) {
 void* startZeromq() {
     // pm handles signals itself; CZMQ's handlers must not replace its own.
     zsys_handler_set(nullptr);
-    keepDescriptorsFromConnections();
+    openSpareDescriptor();
     const SignalsBlocked blocked;
     void* zmq = zsys_init();
     static const bool hooked = on_exit(leaveAtOnce, nullptr) == 0;

@@ -36,7 +36,8 @@ std::string keptLines(const LineFilter& filter);
 void followLog(bool follow);
 bool logIsFollowed();
 
-// The same for the lines after number last. Sets last to the newest line's number.
+// Returns the kept lines with a number greater than last, in the format of keptLines, and
+// sets last to the newest line's number.
 std::string keptLinesAfter(uint64_t& last);
 // The newest line's number; 0 before the first line.
 uint64_t newestLine();

@@ -22,7 +22,7 @@ using namespace client;
 
 namespace {
 
-constexpr int MESSAGES_A_TURN = 64; // then the loop handles its other sockets
+constexpr int MESSAGES_PER_ROUND = 64; // then the loop handles its other sockets
 constexpr size_t VALUE_LIMIT = size_t{16} * 1024;
 
 // A received request. Its parts are moved out as they are used.
@@ -251,7 +251,7 @@ void answer(Server& server, Received received, Frames& frames) {
     request.caller.waits = true;
     request.caller.connection = zmq_msg_get(frames[IDENTITY].message(), ZMQ_SRCFD);
     request.caller.identity = std::move(frames[IDENTITY]);
-    noteRequestOver(request.caller.connection);
+    markConnectionUsed(request.caller.connection);
     const bool tagged = frames.size() > TAG && frames[TAG].size() <= TAG_LIMIT;
     try {
         if (tagged)
@@ -275,7 +275,7 @@ void answer(Server& server, Received received, Frames& frames) {
 
 int readRequests(zloop_t*, zmq_pollitem_t*, void* argument) {
     Server& server = *static_cast<Server*>(argument);
-    for (int count = 0; count < MESSAGES_A_TURN; ++count) {
+    for (int count = 0; count < MESSAGES_PER_ROUND; ++count) {
         const Received received = receiveFrames(server.requests, FRAME_LIMIT, server.incoming);
         if (received == Received::Nothing)
             break;

@@ -1,4 +1,4 @@
-#include "trap/index_request.h"
+#include "trap/trap_index.h"
 
 #include "common/records.h"
 #include "platform/logging.h"

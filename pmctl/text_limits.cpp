@@ -1,4 +1,4 @@
-#include "pmctl/mail_room.h"
+#include "pmctl/text_limits.h"
 
 #include <algorithm>
 #include <string>
