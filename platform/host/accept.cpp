@@ -145,9 +145,9 @@ void logRefusal() {
     if (lastLogged != 0 && now.tv_sec - lastLogged < SECONDS_BETWEEN_LINES)
         return;
     lastLogged = now.tv_sec;
-    mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE,
-                  "connections are refused: the remaining descriptors are reserved for mails and "
-                  "commands");
+    mirlog_printf(
+        PM_LEVEL_ERROR, PM_MODULE_SERVICE,
+        "connections are refused: the remaining descriptors are reserved for mails and commands");
 }
 
 } // namespace

@@ -37,10 +37,10 @@ Place forget(Replies& replies, Place place) {
 void cutSlowest(Replies& replies) {
     const auto slowest = std::ranges::max_element(
         replies.kept, {}, [](const auto& entry) { return entry.second.bytes; });
-    mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE,
-                  "a caller does not read its replies: its connection is closed, and %zu replies "
-                  "are dropped",
-                  slowest->second.replies.size());
+    mirlog_printf(
+        PM_LEVEL_ERROR, PM_MODULE_SERVICE,
+        "a caller does not read its replies: its connection is closed, and %zu replies are dropped",
+        slowest->second.replies.size());
     cutConnection(slowest->second.connection);
     forget(replies, slowest);
 }
