@@ -1,6 +1,7 @@
 // What platform/host reads from log lines: why an operation failed, and how mails ended.
 #include <gtest/gtest.h>
 #include <thread>
+#include <vector>
 
 #include "platform/host/activity.h"
 
@@ -10,7 +11,7 @@ namespace {
 constexpr const char* GENERIC = "pm_function_sendGenericEmail";
 
 // Notes lines as pm's operations log them; returns the reason to log after the last one.
-std::string note(std::initializer_list<const char*> lines) {
+std::string note(const std::vector<const char*>& lines) {
     std::string more;
     for (const char* line : lines)
         more = noteLogLine(line, 0);
@@ -18,7 +19,7 @@ std::string note(std::initializer_list<const char*> lines) {
 }
 
 TEST(HostReasons, OfAnOperationWithoutMails) {
-    const std::pair<std::initializer_list<const char*>, const char*> rows[] = {
+    const std::pair<std::vector<const char*>, const char*> rows[] = {
         {{"[9]: WriteEmailConfig() - no relay configuration is written: a line end in the user name"},
          "a line end in the user name"},
         {{"[9]: x() - Exit with status=0", "[9]: mail to \"", "[9", "", "no such line"}, ""}};
