@@ -63,7 +63,7 @@ void callFunction(Job& job) {
     const WorkOutcome outcome = noteEnd(Work::Function, job.name, status);
     if (status != 0)
         mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "function %s returned %d%s%s",
-                      job.name.c_str(), status, outcome.reason.empty() ?: ": ",
+                      job.name.c_str(), status, outcome.reason.empty() ? "" : ": ",
                       outcome.reason.c_str());
     queueReply(job.caller, outcomeReply(status, outcome));
 }
