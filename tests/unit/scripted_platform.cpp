@@ -21,7 +21,8 @@
 
 namespace fs = std::filesystem;
 
-Script script;
+// Never destroyed: the coverage runtime writes its files through the scripted calls at exit.
+Script& script = *new Script;
 std::recursive_mutex guard;
 uint8_t g_bTrace = 0;
 

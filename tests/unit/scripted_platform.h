@@ -82,7 +82,7 @@ struct Script {
     std::vector<RelayRun> runs;
     bool detached = false, signalsOpen = false; // of the last thread
 };
-extern Script script;
+extern Script& script;
 extern std::recursive_mutex guard; // of the script, as mails have threads
 using Guard = std::lock_guard<std::recursive_mutex>;
 
