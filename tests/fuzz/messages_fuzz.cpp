@@ -9,6 +9,7 @@
 #include "platform/settings.h"
 
 using namespace pm;
+using namespace pm::client;
 using namespace pm::host;
 
 namespace {
