@@ -22,4 +22,4 @@ with_private_tmp "$here/tests/pm_unit_tests" --gtest_brief=1 2>"$here/errors" ||
 
 say "Lines of pm's own operations"
 gcovr --root . --filter '(common|config|core|mail|trap)/[^/]*$' --fail-under-line $limit \
-    --print-summary "$here/CMakeFiles/pm_operations.dir"
+    --print-summary "$here/CMakeFiles/pm_operations.dir" "$here/CMakeFiles/pm_common.dir"
