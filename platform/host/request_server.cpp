@@ -249,7 +249,8 @@ void answer(Server& server, Received received, Frames& frames) {
         return; // no version: no reply format is known
     Incoming request{server, {}, {}, {}};
     request.caller.waits = true;
-    request.caller.connection = zmq_msg_get(frames[IDENTITY].message(), ZMQ_SRCFD);
+    // The identity frame, made by libzmq, does not always name the connection.
+    request.caller.connection = zmq_msg_get(frames[VERSION].message(), ZMQ_SRCFD);
     request.caller.identity = std::move(frames[IDENTITY]);
     markConnectionUsed(request.caller.connection);
     const bool tagged = frames.size() > TAG && frames[TAG].size() <= TAG_LIMIT;
