@@ -2,11 +2,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstring>
 #include <memory>
 #include <netdb.h>
 #include <poll.h>
+#include <semaphore>
 #include <sys/socket.h>
+#include <tuple>
 
 #include "common/trap_rules.h"
 #include "platform/client/fd.h"
@@ -35,35 +38,32 @@ int64_t millisecondsLeft(Clock::time_point end) {
         std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count(), 0);
 }
 
+std::binary_semaphore allResolved{0};
+
 // Resolves all names at once, as each silent name server costs its full time limit.
+// Waits without gai_suspend, which with glibc 2.36 can return while a request that ends at that
+// moment still points into its stack.
 void resolve(std::vector<Name>& names) {
     static const addrinfo hints = [] {
         addrinfo wanted{};
         wanted.ai_socktype = SOCK_STREAM;
         return wanted;
     }();
-    std::vector<gaicb*> open;
+    std::vector<gaicb*> questions;
     for (Name& name : names) {
         name.question.ar_name = name.text.c_str();
         name.question.ar_request = &hints;
-        open.push_back(&name.question);
+        questions.push_back(&name.question);
     }
-    const int count = static_cast<int>(open.size());
-    const int failure = ::getaddrinfo_a(GAI_NOWAIT, open.data(), count, nullptr);
-    const auto end = Clock::now() + LIMIT;
-    for (bool waits = failure == 0; waits;) {
-        const int64_t left = millisecondsLeft(end);
-        const timespec patience = {left / 1000, left % 1000 * 1000000};
-        ::gai_suspend(open.data(), count, &patience);
-        waits = false;
-        for (size_t at = 0; at < names.size(); ++at) {
-            names[at].result = ::gai_error(&names[at].question);
-            open[at] = names[at].result == EAI_INPROGRESS ? &names[at].question : nullptr;
-            waits = waits || (open[at] != nullptr && left > 0);
-        }
-    }
+    sigevent whenDone{};
+    whenDone.sigev_notify = SIGEV_THREAD;
+    whenDone.sigev_notify_function = [](sigval) { allResolved.release(); };
+    const int failure = ::getaddrinfo_a(GAI_NOWAIT, questions.data(),
+                                        static_cast<int>(questions.size()), &whenDone);
+    if (failure == 0)
+        std::ignore = allResolved.try_acquire_for(LIMIT);
     for (Name& name : names)
-        name.result = failure == 0 ? name.result : failure;
+        name.result = failure == 0 ? ::gai_error(&name.question) : failure;
 }
 
 void checkName(Checked& checked, const Name& name) {
