@@ -1,6 +1,7 @@
 #include "mail/relay_config.h"
 
 #include <arpa/inet.h>
+#include <cerrno>
 #include <cstring>
 #include <mutex>
 #include <strings.h>
@@ -102,6 +103,13 @@ bool writeEncryption(std::FILE* file, uint32_t connectionEncryption) {
                         starttls, tls) >= 0;
 }
 
+// perror can change errno, which names the reason of the failed mail.
+void printError(const char* text) {
+    const int error = errno;
+    std::perror(text);
+    errno = error;
+}
+
 } // namespace
 
 bool WriteEmailConfig(const char* path, EmailEndpoint& endpoint, const EmailConfigArgs& config,
@@ -112,7 +120,7 @@ bool WriteEmailConfig(const char* path, EmailEndpoint& endpoint, const EmailConf
 
     const FileOwner file = openPrivate(path);
     if (!file) {
-        std::perror("Failed to create e-mail configuration file");
+        printError("Failed to create e-mail configuration file");
         return false;
     }
     trimDomainName(endpoint.szDomainName.data());
@@ -134,7 +142,7 @@ bool WriteEmailConfig(const char* path, EmailEndpoint& endpoint, const EmailConf
                      "from %s\n",
                      RELAY_TIMEOUT_SECONDS, endpoint.szServerAddress.c_str(), config.port,
                      domainText.get(), from.get()) < 0) {
-        std::perror(writeError.get());
+        printError(writeError.get());
         return false;
     }
     const HeapOwner<char> word = mechanismWord(config.saslMechanism);
@@ -144,9 +152,9 @@ bool WriteEmailConfig(const char* path, EmailEndpoint& endpoint, const EmailConf
     }
     // A failed write of this block is only reported, and does not fail the operation.
     if (!writeAuthentication(file.get(), config, word.get()))
-        std::perror(writeError.get());
+        printError(writeError.get());
     if (!writeEncryption(file.get(), config.connectionEncryption)) {
-        std::perror(writeError.get());
+        printError(writeError.get());
         return false;
     }
     return true;

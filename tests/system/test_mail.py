@@ -110,6 +110,14 @@ def test_a_fifo_in_place_of_a_file_fails_at_once(pm, sink):
     assert len(sink.mails) == 1
 
 
+def test_a_full_disk_is_named_as_the_reason(make_pm, sink):
+    pm = make_pm(settings(sink.port, 1))
+    pm.mounts = (f"mount -t tmpfs -o size=16k tmpfs {pm.tmp}\n"
+                 f"dd if=/dev/zero of={pm.tmp}/all bs=4k 2>/dev/null || :")
+    pm.start()
+    assert "written: No space left on device" in pm.ctl("test-message", *TO_A, status=1)
+
+
 @pytest.fixture(scope="module")
 def certificate(area):
     subprocess.run("openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes "
