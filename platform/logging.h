@@ -8,8 +8,9 @@ extern "C" {
 #endif
 
 enum {
-    PM_LEVEL_FATAL = 1, /* pm ends, or an actor failed */
-    PM_LEVEL_ERROR = 2, /* an operator should know */
+    PM_LEVEL_FATAL = 1,  /* pm ends, or an actor failed */
+    PM_LEVEL_ERROR = 2,  /* an operator should know */
+    PM_LEVEL_NOTICE = 4, /* what went well and is worth a line */
     PM_LEVEL_TRACE = 5,
     PM_LEVEL_START = 6, /* once, when the service thread starts */
 

@@ -97,17 +97,16 @@ int check(const Options& options) {
     return isSound(checked) ? EXIT_DONE : EXIT_FAILED;
 }
 
-constexpr Verb verbs[] = {
-    {"check", "Finds faults in the settings, one a line; needs no running pm",
-     "  pmctl check                     # /etc/pm.conf and the values set at run time\n"
-     "  pmctl check --offline draft.conf\n"
-     "  pmctl check --json | jq -r '.findings[].message'",
-     declareCheck, check},
-};
-
 } // namespace
 
 std::span<const Verb> checkVerbs() {
+    static constexpr Verb verbs[] = {
+        {"check", "Finds faults in the settings, one a line; needs no running pm",
+         "  pmctl check                     # /etc/pm.conf and the values set at run time\n"
+         "  pmctl check --offline draft.conf\n"
+         "  pmctl check --json | jq -r '.findings[].message'",
+         declareCheck, check},
+    };
     return verbs;
 }
 

@@ -70,17 +70,16 @@ int drain(const Options& options) {
     }
 }
 
-constexpr Verb verbs[] = {
-    {"drain", "Makes pm refuse new work, and waits until the accepted work is done",
-     "  pmctl drain --timeout 30 && systemctl stop pm   # as the unit does itself\n"
-     "  pmctl drain --cancel                            # accepts new work again\n"
-     "At the time limit it prints what is not done and exits with status 1.",
-     declareDrain, drain},
-};
-
 } // namespace
 
 std::span<const Verb> drainVerbs() {
+    static constexpr Verb verbs[] = {
+        {"drain", "Makes pm refuse new work, and waits until the accepted work is done",
+         "  pmctl drain --timeout 30 && systemctl stop pm   # as the unit does itself\n"
+         "  pmctl drain --cancel                            # accepts new work again\n"
+         "At the time limit it prints what is not done and exits with status 1.",
+         declareDrain, drain},
+    };
     return verbs;
 }
 

@@ -82,17 +82,16 @@ int publish(const Options& options) {
     return ask(options, {"event", {options.name, options.noWait ? "no-wait" : "wait"}, record});
 }
 
-constexpr Verb verbs[] = {
-    {"event", "Publishes an event to pm",
-     "  pmctl event event_ipmi_pet --message 'Fan 3 failed' --filter-id 7\n"
-     "  pmctl event qelctl_event_config_changed --no-wait\n"
-     "  pmctl event 'CfgMgr$1$AttributeChange$norvu.embedded.1#snmp.1#alertport$'",
-     declareEvent, publish},
-};
-
 } // namespace
 
 std::span<const Verb> eventVerbs() {
+    static constexpr Verb verbs[] = {
+        {"event", "Publishes an event to pm",
+         "  pmctl event event_ipmi_pet --message 'Fan 3 failed' --filter-id 7\n"
+         "  pmctl event qelctl_event_config_changed --no-wait\n"
+         "  pmctl event 'CfgMgr$1$AttributeChange$norvu.embedded.1#snmp.1#alertport$'",
+         declareEvent, publish},
+    };
     return verbs;
 }
 

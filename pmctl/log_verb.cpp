@@ -166,20 +166,19 @@ int showLog(const Options& options) {
     return options.follow ? followLog(options, since) : printLast(options, since, last);
 }
 
-constexpr Verb verbs[] = {
-    {"log", "Prints pm's last log lines, including trace lines (even without -debug)",
-     "  pmctl log -n 50\n"
-     "  pmctl log --level error --since 1d # what failed, and why\n"
-     "  pmctl log -f                       # goes on with new lines\n"
-     "Each line: time, level (1 fatal, 2 error, 3 warning, 4 notice, 5 trace, 6 start),\n"
-     "module in brackets (220 service, 258 mails and traps), text. pm keeps 500 lines,\n"
-     "and also the last 100 of levels 1 to 3.",
-     declareLog, showLog},
-};
-
 } // namespace
 
 std::span<const Verb> logVerbs() {
+    static constexpr Verb verbs[] = {
+        {"log", "Prints pm's last log lines, including trace lines (even without -debug)",
+         "  pmctl log -n 50\n"
+         "  pmctl log --level error --since 1d # what failed, and why\n"
+         "  pmctl log -f                       # goes on with new lines\n"
+         "Each line: time, level (1 fatal, 2 error, 3 warning, 4 notice, 5 trace, 6 start),\n"
+         "module in brackets (220 service, 258 mails and traps), text. pm keeps 500 lines,\n"
+         "and also the last 100 of levels 1 to 3.",
+         declareLog, showLog},
+    };
     return verbs;
 }
 

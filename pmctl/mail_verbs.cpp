@@ -125,28 +125,27 @@ int mail(const Options& options) {
     return callFunction(options, "pm_function_sendGenericEmail", body);
 }
 
-constexpr Verb verbs[] = {
-    {"alert", "Mails an alert to all enabled destinations",
-     "  pmctl alert --subject 'Disk full' --body 'Volume 2 has no room left'\n"
-     "  pmctl alert --subject 'Disk full' --body-file report.txt --host server12",
-     declareAlert, alert},
-    {"test-mail", "Sends the fixed test mail to a destination", "  pmctl test-mail 1",
-     declareTestMail, testMail},
-    {"test-message", "Sends a test mail with your own text",
-     "  pmctl test-message --to ops@example.com --subject Test --body 'Does this arrive?'",
-     declareMessage, testMessage},
-    {"alert-mail", "Mails a text to a destination, with the destination's subject",
-     "  pmctl alert-mail 2 --body 'Fan 3 failed'", declareAlertMail, alertMail},
-    {"mail", "Sends a mail of any length",
-     "  pmctl mail --to ops@example.com --subject Log --body-file -  < log.txt\n"
-     "  pmctl mail --to ops@example.com --subject Log --body-file log.txt --no-wait\n"
-     "  backup 2>&1 | pmctl mail --to ops@example.com --subject Backup --body-file - --skip-empty",
-     declareMail, mail},
-};
-
 } // namespace
 
 std::span<const Verb> mailVerbs() {
+    static constexpr Verb verbs[] = {
+        {"alert", "Mails an alert to all enabled destinations",
+         "  pmctl alert --subject 'Disk full' --body 'Volume 2 has no room left'\n"
+         "  pmctl alert --subject 'Disk full' --body-file report.txt --host server12",
+         declareAlert, alert},
+        {"test-mail", "Sends the fixed test mail to a destination", "  pmctl test-mail 1",
+         declareTestMail, testMail},
+        {"test-message", "Sends a test mail with your own text",
+         "  pmctl test-message --to ops@example.com --subject Test --body 'Does this arrive?'",
+         declareMessage, testMessage},
+        {"alert-mail", "Mails a text to a destination, with the destination's subject",
+         "  pmctl alert-mail 2 --body 'Fan 3 failed'", declareAlertMail, alertMail},
+        {"mail", "Sends a mail of any length",
+         "  pmctl mail --to ops@example.com --subject Log --body-file -  < log.txt\n"
+         "  pmctl mail --to ops@example.com --subject Log --body-file log.txt --no-wait\n"
+         "  backup 2>&1 | pmctl mail --to ops@example.com --subject Backup --body-file - --skip-empty",
+         declareMail, mail},
+    };
     return verbs;
 }
 

@@ -69,17 +69,6 @@ int watch(const Options& options) {
     return listenOn(options, WIRE_VERSION, begin, print);
 }
 
-constexpr Verb verbs[] = {
-    {"list", "Lists the functions and topics that pm serves",
-     "  pmctl list\n  pmctl list --json | jq .topics", declareJson, list},
-    {"call", "Calls a named function with a record from a file",
-     "  pmctl call pm_function_sendTestTrap --record request.bin\n"
-     "  printf '\\001' | pmctl call pm_function_sendTestEmailEx --record -",
-     declareCall, call},
-    {"watch", "Prints the events that pm raises, with their time, until interrupted",
-     "  pmctl watch", declareUtc, watch},
-};
-
 } // namespace
 
 void declareJson(CLI::App& verb, Options& options) {
@@ -104,6 +93,16 @@ void declareUtc(CLI::App& verb, Options& options) {
 }
 
 std::span<const Verb> serviceVerbs() {
+    static constexpr Verb verbs[] = {
+        {"list", "Lists the functions and topics that pm serves",
+         "  pmctl list\n  pmctl list --json | jq .topics", declareJson, list},
+        {"call", "Calls a named function with a record from a file",
+         "  pmctl call pm_function_sendTestTrap --record request.bin\n"
+         "  printf '\\001' | pmctl call pm_function_sendTestEmailEx --record -",
+         declareCall, call},
+        {"watch", "Prints the events that pm raises, with their time, until interrupted",
+         "  pmctl watch", declareUtc, watch},
+    };
     return verbs;
 }
 

@@ -105,25 +105,24 @@ int unset(const Options& options) {
     return ask(options, {"unset", {options.name}, {}});
 }
 
-constexpr Verb verbs[] = {
-    {"get", "Prints the value in force",
-     "  pmctl get pm_str_email_server_address\n"
-     "  pmctl get -v Norvu.Embedded.1#IPv4.1#Enable\n"
-     "  pmctl get --json hardware.host_name",
-     declareGet, get},
-    {"set", "Writes a value, which then overrides the one in pm.conf",
-     "  pmctl set pm_str_email_alert1_destination ops@example.com\n"
-     "  pmctl set alert_str_smtp_password - <password-file   # not visible in the process list\n"
-     "  pmctl set hardware.community --file /root/community\n"
-     "  pmctl set norvu.embedded.1#ldap.1#enable 1",
-     declareSet, set},
-    {"unset", "Deletes a value set at run time; pm.conf or the default applies again",
-     "  pmctl unset pm_str_email_alert1_destination", declareKey, unset},
-};
-
 } // namespace
 
 std::span<const Verb> settingsVerbs() {
+    static constexpr Verb verbs[] = {
+        {"get", "Prints the value in force",
+         "  pmctl get pm_str_email_server_address\n"
+         "  pmctl get -v Norvu.Embedded.1#IPv4.1#Enable\n"
+         "  pmctl get --json hardware.host_name",
+         declareGet, get},
+        {"set", "Writes a value, which then overrides the one in pm.conf",
+         "  pmctl set pm_str_email_alert1_destination ops@example.com\n"
+         "  pmctl set alert_str_smtp_password - <password-file   # not visible in the process list\n"
+         "  pmctl set hardware.community --file /root/community\n"
+         "  pmctl set norvu.embedded.1#ldap.1#enable 1",
+         declareSet, set},
+        {"unset", "Deletes a value set at run time; pm.conf or the default applies again",
+         "  pmctl unset pm_str_email_alert1_destination", declareKey, unset},
+    };
     return verbs;
 }
 

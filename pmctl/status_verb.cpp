@@ -148,17 +148,16 @@ int showStatus(const Options& options) {
     return result;
 }
 
-constexpr Verb verbs[] = {
-    {"status", "Prints what pm has done since its start, and its last failure",
-     "  pmctl status\n"
-     "  pmctl status --json | jq .last_failure\n"
-     "  pmctl status --openmetrics",
-     declareStatus, showStatus},
-};
-
 } // namespace
 
 std::span<const Verb> statusVerbs() {
+    static constexpr Verb verbs[] = {
+        {"status", "Prints what pm has done since its start, and its last failure",
+         "  pmctl status\n"
+         "  pmctl status --json | jq .last_failure\n"
+         "  pmctl status --openmetrics",
+         declareStatus, showStatus},
+    };
     return verbs;
 }
 

@@ -85,18 +85,17 @@ int testTrap(const Options& options) {
     return EXIT_DONE;
 }
 
-constexpr Verb verbs[] = {
-    {"test-trap", "Sends a test trap to a destination",
-     "  pmctl test-trap 1\n"
-     "  pmctl test-trap 1 --via log-manager\n"
-     "A destination is a name or an address. Write an IPv6 address as ::1, without\n"
-     "brackets, \"udp6:\" or port.",
-     declareTestTrap, testTrap},
-};
-
 } // namespace
 
 std::span<const Verb> trapVerbs() {
+    static constexpr Verb verbs[] = {
+        {"test-trap", "Sends a test trap to a destination",
+         "  pmctl test-trap 1\n"
+         "  pmctl test-trap 1 --via log-manager\n"
+         "A destination is a name or an address. Write an IPv6 address as ::1, without\n"
+         "brackets, \"udp6:\" or port.",
+         declareTestTrap, testTrap},
+    };
     return verbs;
 }
 

@@ -95,8 +95,8 @@ class Reader {
         m_file.findings.push_back({m_name, lineOf(node), escapeControls(key), std::move(message)});
     }
 
-    void readTable(SchemaTable table, const toml::table& rows) {
-        for (const auto& [name, node] : rows) {
+    void readTable(SchemaTable table, const toml::table& entries) {
+        for (const auto& [name, node] : entries) {
             const auto key = findKey(table, name.str());
             Value value;
             std::string error;

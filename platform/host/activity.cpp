@@ -51,7 +51,7 @@ struct GenericThread {
 };
 thread_local GenericThread genericThread;
 
-int64_t milliseconds() {
+int64_t millisecondsSinceEpoch() {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
     return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
@@ -110,7 +110,8 @@ std::string noteFailedMail(const StepLine& line, int error) {
             std::string("a file of the mail in /tmp cannot be written: ") + std::strerror(error);
         current.byCommand = false;
     }
-    const Failure failure = {milliseconds(), current.name, line.status, current.reason, line.text};
+    const Failure failure = {millisecondsSinceEpoch(), current.name, line.status, current.reason,
+                             line.text};
     state().activity.last = failure;
     count(state().activity.mails, line.status);
     if (current.mails.size() < FAILED_MAILS)
@@ -132,7 +133,7 @@ void setReason(std::string text) {
 
 void noteServing() {
     const std::lock_guard lock(state().mutex);
-    state().activity.servingSince = milliseconds();
+    state().activity.servingSince = millisecondsSinceEpoch();
 }
 
 void noteBegin(Work work, std::string_view name) {
@@ -153,7 +154,8 @@ WorkOutcome noteEnd(Work work, std::string_view name, int32_t status) {
         state().generic = nullptr;
     Operation ended = std::exchange(current, {});
     if (status != 0 && ended.mails.empty())
-        state().activity.last = {milliseconds(), std::string(name), status, ended.reason, ""};
+        state().activity.last = {millisecondsSinceEpoch(), std::string(name), status, ended.reason,
+                                 ""};
     return {std::move(ended.reason), std::move(ended.mails)};
 }
 
@@ -171,7 +173,7 @@ void noteCommand(const std::string& program, bool started, int32_t status,
     if (relay && status == 0)
         count(activity.mails, 0);
     else if (!relay && status != 0) // a failed mail is counted after its last attempt
-        activity.last = {milliseconds(), program, status, current.reason, ""};
+        activity.last = {millisecondsSinceEpoch(), program, status, current.reason, ""};
 }
 
 std::string noteLogLine(std::string_view text, int error) {

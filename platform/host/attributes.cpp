@@ -12,7 +12,7 @@ using namespace client;
 
 namespace {
 
-constexpr int FAILED = -1;
+constexpr int NOT_READ = -1;
 
 // The value of an attribute; a setting's name is not found.
 std::optional<Value> attributeValue(const char* key) {
@@ -25,13 +25,13 @@ std::optional<Value> attributeValue(const char* key) {
 } // namespace
 
 extern "C" int CfgGetAttribute(const char* key, char* buffer, uint32_t* size) {
-    return guarded("reading an attribute", FAILED, [&] {
+    return guarded("reading an attribute", NOT_READ, [&] {
         const auto value = attributeValue(key);
         if (!value || buffer == nullptr || size == nullptr)
-            return FAILED;
+            return NOT_READ;
         const std::string text = valueText(*value);
         if (text.size() >= *size)
-            return FAILED; // a cut address would be a wrong one
+            return NOT_READ; // a cut address would be a wrong one
         std::memcpy(buffer, text.c_str(), text.size() + 1);
         *size = static_cast<uint32_t>(text.size());
         return 0;
@@ -39,11 +39,11 @@ extern "C" int CfgGetAttribute(const char* key, char* buffer, uint32_t* size) {
 }
 
 extern "C" int CfgGetAttributeInt(const char* key, int32_t* value) {
-    return guarded("reading an attribute", FAILED, [&] {
+    return guarded("reading an attribute", NOT_READ, [&] {
         const auto held = attributeValue(key);
         const auto number = held ? valueNumber(*held) : std::nullopt;
         if (!number || value == nullptr)
-            return FAILED;
+            return NOT_READ;
         *value = *number;
         return 0;
     });

@@ -53,7 +53,7 @@ struct CommandResult {
     int error = 0; // errno if the command could not be run
 };
 
-int64_t milliseconds() {
+int64_t monotonicMilliseconds() {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
@@ -154,10 +154,10 @@ std::string readSaid(const Fd& said) {
 // group, then SIGKILL.
 int waitForEnd(pid_t pid, bool& expired) {
     const Fd process(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
-    int64_t limit = milliseconds() + limitOfCommand();
+    int64_t limit = monotonicMilliseconds() + limitOfCommand();
     int ending = SIGTERM;
     for (;;) {
-        int64_t patience = std::max<int64_t>(limit - milliseconds(), 0);
+        int64_t patience = std::max<int64_t>(limit - monotonicMilliseconds(), 0);
         if (!process.valid())
             patience = std::min(patience, WITHOUT_PIDFD_MS);
         pollfd watched = {process.get(), POLLIN, 0};
@@ -166,12 +166,12 @@ int waitForEnd(pid_t pid, bool& expired) {
         if (::waitid(P_PID, static_cast<id_t>(pid), &end, WEXITED | WNOHANG | WNOWAIT) != 0 ||
             end.si_pid == pid)
             break;
-        if (milliseconds() < limit)
+        if (monotonicMilliseconds() < limit)
             continue;
         expired = true;
         ::kill(-pid, ending);
         ending = SIGKILL;
-        limit = milliseconds() + GRACE_MS;
+        limit = monotonicMilliseconds() + GRACE_MS;
     }
     if (expired)
         ::kill(-pid, SIGKILL); // its children; the unreaped child still reserves the number

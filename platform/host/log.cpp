@@ -33,7 +33,6 @@ using namespace client;
 
 namespace {
 
-constexpr int LEVEL_NOTICE = 4;
 constexpr size_t LINE_LIMIT = 65536;
 
 // Whether standard error is the journal's stream: systemd passes that stream's device and
@@ -179,10 +178,10 @@ extern "C" int log_rlog(int code, ...) {
     const char* destination = code == 0 ? va_arg(arguments, const char*) : nullptr;
     va_end(arguments);
     if (destination != nullptr)
-        return mirlog_printf(LEVEL_NOTICE, PM_MODULE_GENERAL,
+        return mirlog_printf(PM_LEVEL_NOTICE, PM_MODULE_GENERAL,
                              "alert mail: relay run for %s is over", destination);
     if (code == 1 || code == 2)
-        return mirlog_printf(LEVEL_NOTICE, PM_MODULE_GENERAL, "Active Directory is %s",
+        return mirlog_printf(PM_LEVEL_NOTICE, PM_MODULE_GENERAL, "Active Directory is %s",
                              code == 1 ? "enabled" : "not enabled");
     return mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_GENERAL, "log_rlog(): unknown code %d", code);
 }

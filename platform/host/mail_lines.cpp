@@ -12,7 +12,6 @@ namespace pm::host {
 
 namespace {
 
-constexpr int LEVEL_NOTICE = 4;
 constexpr std::string_view MAIL_TO = "mail to \"";
 constexpr std::string_view TAKEN = "\" was taken by the mail server";
 constexpr const char* MAIL_FAILED = "MESSAGE_ID=ce837b7bd1154221bec0ff5e2d5f604c";
@@ -45,7 +44,7 @@ std::string receiverIn(const char* path) {
 
 void logMailTaken(std::string_view program, const char* messagePath) {
     if (program.substr(program.rfind('/') + 1) == "msmtp" && messagePath != nullptr)
-        mirlog_printf(LEVEL_NOTICE, PM_MODULE_SERVICE,
+        mirlog_printf(PM_LEVEL_NOTICE, PM_MODULE_SERVICE,
                       "mail to \"%s\" was taken by the mail server",
                       receiverIn(messagePath).c_str());
 }

@@ -107,6 +107,7 @@ ANSWER(inline Step, relayResults, (const std::vector<int>& results),
 // The nth allocation fails.
 ANSWER(inline Step, noMemory, (size_t nth),
        {words("no memory", nth), [=] { script.failingAllocation = nth; }})
+inline const Step NO_V4 = text(IPV4, "0"), V6 = text(IPV6, "1");
 
 // Records a call, runs its reaction, and returns its result.
 int outcome(const string& call);

@@ -26,8 +26,7 @@ const string LONG(300, 'l'),
     FILES =
         "tls_cert_file /etc/certs/CA/certs/host.crt\ntls_key_file /flash/data0/cv/private/host.key\n",
     NO_CHECK = "\ntls_force_sslv3 off\ntls_certcheck off\n";
-const Step V6 = text(IPV6, "1"), NO_V4 = text(IPV4, "0"), SERVER_V6 = text("servers", "6"),
-           A = text("chassis", "A");
+const Step SERVER_V6 = text("servers", "6"), A = text("chassis", "A");
 
 const std::vector<Case> CASES = {
     {.given = login(V6),

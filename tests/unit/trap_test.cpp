@@ -26,7 +26,7 @@ string to(const string& host) {
 string named(const string& name) {
     return trap(V4, GUID, TIME, name);
 }
-const Step HOST_H = text(TRAP_ADDRESS, "h"), NO_V4 = text(IPV4, "0"), V6 = text(IPV6, "1");
+const Step HOST_H = text(TRAP_ADDRESS, "h");
 
 const std::vector<Case> IPMI_CASES = {
     {.given = {text("clock", "883612801")}, .call = at("00 00 00 01 ")},
