@@ -47,9 +47,11 @@ void declareDrain(CLI::App& verb, Options& options) {
 
 int drain(const Options& options) {
     constexpr timespec PAUSE = {0, 100'000'000};
+    constexpr double ANSWER_LIMIT = 5; // seconds; pm answers at once, but the machine may be busy
     const auto end = Clock::now() + timeLimit(options);
     const Request request = {"drain", {options.cancel ? "cancel" : "begin"}, {}};
     Options each = options;
+    each.timeout = std::max(options.timeout, ANSWER_LIMIT);
     for (;;) {
         Reply reply;
         const int status = ask(each, request, reply);
@@ -58,8 +60,7 @@ int drain(const Options& options) {
         const Left left = leftIn(reply);
         if (options.cancel || left.idle)
             return EXIT_DONE;
-        each.timeout = std::chrono::duration<double>(end - Clock::now()).count();
-        if (each.timeout <= 0.001) {
+        if (Clock::now() >= end) {
             complain("the time limit of %g s is over; %d waiting and %d running requests or "
                      "events and %d generic mails are not done; pm accepts no new work until "
                      "\"pmctl drain --cancel\" or its next start",

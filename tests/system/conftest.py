@@ -147,7 +147,10 @@ class Pm:
         """Counts pm's descriptors, threads and children."""
         process = pathlib.Path(f"/proc/{self.process.pid}")
         tasks = list((process / "task").iterdir())
-        children = sum(len((task / "children").read_text().split()) for task in tasks)
+        children = 0
+        for task in tasks:
+            with contextlib.suppress(OSError):  # the thread has ended meanwhile
+                children += len((task / "children").read_text().split())
         return len(list((process / "fd").iterdir())), len(tasks), children
 
     def holds_no_more_than(self, before):
