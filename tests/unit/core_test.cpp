@@ -87,6 +87,7 @@ const std::vector<Case> CREATION_CASES = {
     {.given = {fails("thread created", 11)}, .status = -3, .log = "pthread_create failed :: Error"},
     {.name = "sound", .given = {{"no start", [] { script.holdThreads = true; }}}, .calls = 3}};
 
+// Without a case the thread ends with -1 when its loop ends. What the last one leaves is checked.
 const std::vector<Case> SERVICE_CASES = {
     {.given = {fails("client", 4)}, .status = -1, .calls = 1, .log = "failed, status 4. Exiting!!"},
     {.given = {text("no client", "")}, .status = -1, .calls = 1, .log = "failed, status 0."},

@@ -22,7 +22,7 @@ class ConcurrentMail : public GenericMail {};
 
 TEST_F(GenericMail, SizeAndFlagDecideHowItIsSent) {
     const std::tuple<uint32_t, uint8_t, int32_t, bool> rows[] = {
-        // ..., status, waits
+        // size (of a record of 512 bytes), blocking, status, waits
         {0, 1, -3, true},   {510, 0, -3, true}, {511, 1, 0, false}, {512, 1, 0, true},
         {512, 0, 0, false}, {512, 2, 0, false}, {512, 255, 0, true}};
     for (const auto& [size, blocking, status, waits] : rows) {

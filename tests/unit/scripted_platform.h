@@ -38,7 +38,8 @@ struct Step {
 using Steps = std::vector<Step>;
 
 // Machine values: "domain", "chassis", "host name" (with its leading byte), "community", "guid",
-// "clock", "bus reply", "servers" (address families, such as "64").
+// "clock", "bus reply", "servers" (address families, such as "64"); "no client" and "no actor1"
+// with any text make that object null.
 inline const string SERVER = "pm_str_email_server_address", AUTH = "alert_bool_smtp_auth_enable",
                     USER = "alert_str_smtp_user", PASSWORD = "alert_str_smtp_password",
                     MECHANISM = "alert_int_smtp_sasl", PRESENCE = "zuvastatus_bool_zuva_present",
@@ -95,7 +96,8 @@ ANSWER(inline Step, typed, (int type, const string& key, const string& value),
         [=] { script.values[key] = value, script.types[key] = type; }})
 ANSWER(inline Step, unreadable, (const string& key),
        {words(key, "unreadable"), [=] { script.values.erase(key); }})
-// Calls with this start fail.
+// Calls with this start fail; with the result 0 they work again. The names of the calls are in
+// golden/*.txt, after ">".
 ANSWER(inline Step, fails, (const string& call, int result = -1),
        {words(call, "gives", result), [=] { script.results[call] = result; }})
 // Applies the step at calls with this start.
@@ -103,7 +105,8 @@ ANSWER(inline Step, during, (const string& call, const Step& step),
        {words("during", call, step.label), [=] { script.reactions[call] = step.apply; }})
 // Results of the msmtp runs; later ones return 0.
 ANSWER(inline Step, relayResults, (const std::vector<int>& results),
-       {"relay results", [=] { script.relayResults = results; }})
+       {words("relay results", testing::PrintToString(results)),
+        [=] { script.relayResults = results; }})
 // The nth allocation fails.
 ANSWER(inline Step, noMemory, (size_t nth),
        {words("no memory", nth), [=] { script.failingAllocation = nth; }})
