@@ -34,6 +34,7 @@ TEST_F(GenericMail, SizeAndFlagDecideHowItIsSent) {
         EXPECT_EQ(!waits, script.detached);
         EXPECT_EQ(status == 0 ? 1U : 0U, script.runs.size());
         EXPECT_TRUE(status != 0 || script.runs[0].message.ends_with(TYPE + "\n\n"));
+        EXPECT_EQ(0U, logged("ERROR : "));
     }
     check("no thread", [] { return sendGeneric(genericRequest("t", "s", 0, "b")); },
           {{.given = {fails("thread created", 11)}, .calls = 3, .log = "ERROR : Resource temp"}});
