@@ -35,7 +35,8 @@ inside() {
     cp -L /etc/resolv.conf /etc/hosts "$root/etc"
     # shellcheck disable=SC2016
     unshare -m sh -c '
-        mount --bind "$2" "$1/tree" && mount -o remount,bind,ro "$1/tree" &&
+        # Private mounts in the root need it to be a mount itself.
+        mount --bind "$1" "$1" && mount --bind "$2" "$1/tree" && mount -o remount,bind,ro "$1/tree" &&
         mount --rbind /dev "$1/dev" && mount --bind /proc "$1/proc" &&
         mount --rbind /sys "$1/sys" || exit
         root=$1 && shift 2

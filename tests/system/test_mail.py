@@ -112,8 +112,7 @@ def test_a_fifo_in_place_of_a_file_fails_at_once(pm, sink):
 
 def test_a_full_disk_is_named_as_the_reason(make_pm, sink):
     pm = make_pm(settings(sink.port, 1))
-    pm.mounts = (f"mount -t tmpfs -o size=16k tmpfs {pm.tmp}\n"
-                 f"dd if=/dev/zero of={pm.tmp}/all bs=4k 2>/dev/null || :")
+    pm.mounts = f"mount -t tmpfs -o size=8k x {pm.tmp}; dd if=/dev/zero of={pm.tmp}/all || :"
     pm.start()
     assert "written: No space left on device" in pm.ctl("test-message", *TO_A, status=1)
 
@@ -196,15 +195,17 @@ def test_hanging_relay_stops_nothing_else(make_pm, make):
     pm = make_pm(settings(sink.port, 1, {"pam_int_ldap_enable_mode": 1},
                           {"SNMPAlert.1#Destination": "127.0.0.1"},
                           {"community": "public"})).start()
+    for _ in range(10):
+        pm.ctl("mail", *TO_A, "--no-wait")
     slow = [pm.ctl_start("event", "event_ipmi_pet", "--message", "M"),
             pm.ctl_start("test-message", *TO_A)]
-    sink.wait(lambda s: s.connections > 0)
+    sink.wait(lambda s: s.connections > 10)
     pm.ctl("test-trap", "1")
     pm.ctl("test-trap", "2", status=1)  # no address
     pm.ctl("set", PREFIX + "ActiveDirectory.1#Enable", "1")
     until(lambda: pm.ctl("get", "pam_int_ldap_enable_mode") == "0")
     assert "pm_function_sendTestTrap" in pm.ctl("list")
     assert [client.poll() for client in slow] == [None, None]
-    assert pm.stop() == 1 and pm.errors().endswith("pm: ended with 2 mails under way\n")
+    assert pm.stop() == 1 and pm.errors().endswith("pm: ended with 12 mails under way\n")
     sink.release()
     assert [(client.communicate(timeout=20), client.returncode)[1] for client in slow] == [3, 3]

@@ -99,12 +99,11 @@ inline const string TYPE = "Content-type: text/plain\n\n";
 inline const string END = "(end)"; // appended to both files, to check how they end
 
 class Cases : public Scripted {
-  private:
+  protected:
     static void expectPart(const string& part, const string& whole) {
         EXPECT_TRUE(whole.find(part) != string::npos) << "no \"" << part << "\" in:\n" << whole;
     }
 
-  protected:
     // Runs the operation for each case, checks it, and calls "after" for further checks.
     void check(
         const string& name, const std::function<int32_t()>& operation,

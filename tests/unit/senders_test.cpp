@@ -116,8 +116,7 @@ TEST_F(Senders, RefuseRequests) {
         {sendTestEmailEx, 4, index, {.status = -1, .calls = 1}},
         {sendTestEmailEx, 1, index + 2, {.given = {noAddress}, .status = -1, .calls = 2}}};
     for (const auto& [handler, size, request, expect] : rows)
-        check(words("size", size), [&, to = handler, n = size, r = request] { return to(n, r); },
-              {expect});
+        check(words(size), [&, to = handler, n = size, r = request] { return to(n, r); }, {expect});
 }
 
 TEST_F(Senders, LinksOfTheCoreSender) {
