@@ -46,6 +46,7 @@ const Case DATE_ALONE = {.given = {fails("write From")}, .attempts = 1, .message
 const std::vector<Case> OWN[] = {
     {},
     {{.given = {fails("write From")}, .status = -17, .attempts = 2, .log = "could not be written"},
+     {.given = {unreadable(PRESENCE)}, .message = "https://192.0.2.7\n\n\n" + END},
      {.given = {relayResults({5})}, .log = "failed, return code:5 error: Broken pipe"}},
     {DATE_ALONE,
      {.given = {unreadable(addressKey(2))}, .status = -17, .attempts = 2, .log = "to \"\" failed"},
