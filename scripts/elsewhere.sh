@@ -35,12 +35,13 @@ inside() {
     cp -L /etc/resolv.conf /etc/hosts "$root/etc"
     # shellcheck disable=SC2016
     unshare -m sh -c '
-        # Private mounts in the root need it to be a mount itself.
-        mount --bind "$1" "$1" && mount --bind "$2" "$1/tree" && mount -o remount,bind,ro "$1/tree" &&
+        mount --bind "$1" "$1" && mount --bind "$2" "$1/tree" &&
+        mount -o remount,bind,ro "$1/tree" &&
         mount --rbind /dev "$1/dev" && mount --bind /proc "$1/proc" &&
         mount --rbind /sys "$1/sys" || exit
-        root=$1 && shift 2
-        exec chroot "$root" env -i HOME=/root LANG=C.UTF-8 \
+        # Not chroot: private mounts in the root need it to be a mount, and paths in /proc
+        # must begin at it.
+        cd "$1" && pivot_root . . && umount -l . && shift 2 && exec env -i HOME=/root LANG=C.UTF-8 \
             PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
             PM_BUILD_DIR=/builds PM_TEST_PRESET=debug "$@"' sh "$root" "$PWD" "$@"
 }

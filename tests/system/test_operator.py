@@ -106,7 +106,7 @@ def test_check_asks_run_time_values_and_network(pm, monkeypatch):
 @pytest.mark.parametrize("change, finding", [
     ("true", ""), ("chmod 644 host.key", "host.key may be read"),
     ("cp other.key host.key", "host.key is not the key of"),
-    ("openssl x509 -in host.crt -signkey host.key -days -1 -out host.crt", "host.crt has expired"),
+    ("openssl x509 -in host.crt -signkey host.key -days 0 -out host.crt", "host.crt has expired"),
     ("echo x >host.crt", "host.crt is no certificate"), ("echo x >host.key", "host.key is no priv")])
 def test_check_of_certificate_and_key(make_pm, place, change, finding):
     make = ("openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes "
