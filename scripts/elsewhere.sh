@@ -12,7 +12,7 @@ systems=("$@")
 [ $# -gt 0 ] || systems=(trixie bookworm-arm64)
 for tool in debootstrap qemu-aarch64-static; do
     command -v "$tool" >/dev/null || {
-        echo "elsewhere: $tool is missing: apt-get install debootstrap qemu-user-static" >&2
+        echo "elsewhere: $tool is missing: apt-get install debootstrap qemu-user-static binfmt-support" >&2
         exit 1
     }
 done
@@ -21,6 +21,11 @@ done
 prepare() {
     local root=$1 suite=${2%%-*} architecture=()
     case $2 in *-*) architecture=(--arch "${2#*-}") ;; esac
+    if [ ${#architecture[@]} -gt 0 ] && [ ! -e /proc/sys/fs/binfmt_misc/qemu-aarch64 ]; then
+        echo "elsewhere: the kernel does not start arm64 programs: mount -t binfmt_misc none" \
+            "/proc/sys/fs/binfmt_misc && update-binfmts --enable qemu-aarch64" >&2
+        return 1
+    fi
     [ -f "$root/prepared" ] && return
     rm -rf "$root"
     debootstrap --variant=minbase "${architecture[@]}" "$suite" "$root" "$mirror" &&

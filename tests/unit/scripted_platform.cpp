@@ -259,7 +259,7 @@ ANSWER(int, IPMIGetCommunityString_HW, (char* community), fillRecord("community"
 int HWI_SystemInfo_get_property(const char* object_path, const char* property, char** text) {
     const string guid = script.values["guid"];
     const int result = outcome(words("property", object_path, property));
-    if (result == 0)
+    if (result == 0 && !guid.empty()) // an empty one stays null
         *text = static_cast<char*>(platformBlock(guid.size() + 1, guid.c_str()));
     return result;
 }
