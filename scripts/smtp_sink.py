@@ -52,7 +52,7 @@ class SmtpSink:
         """Closes the hanging connections."""
         self.loop.call_soon_threadsafe(self.released.set)
 
-    def wait(self, test, seconds=20):
+    def wait(self, test, seconds=60):
         """Waits until test(self) is true. Tests after each connection, greeting and mail."""
         with self.changed:
             assert self.changed.wait_for(lambda: test(self), seconds), (

@@ -1,4 +1,5 @@
 // IPMI access and system information: from [hardware] of pm.conf, else from the machine.
+#include <algorithm>
 #include <cstring>
 #include <fcntl.h>
 #include <string>
@@ -24,7 +25,7 @@ constexpr const char* INFO_GUID = "smbiosGUID";
 // Fills a fixed field; a text of the full length has no terminator.
 template <size_t N>
 void fillField(char (&field)[N], const std::string& text) {
-    std::strncpy(field, text.c_str(), N);
+    std::fill(field + text.copy(field, N), field + N, '\0');
 }
 
 // Empty if the machine has no GUID or it cannot be read.

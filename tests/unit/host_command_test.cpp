@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <spawn.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -70,8 +71,12 @@ struct HostCommand : testing::Test {
 TEST_F(HostCommand, FailuresAreToldInOneLine) {
     std::ofstream("snmptrap") << "#!/bin/sh\necho \"$@: \033[1mno\" >&2; exit 3";
     EXPECT_EQ(chmod("snmptrap", 0755), 0);
+    // Emulated by qemu-user, posix_spawn does not tell that a program is missing.
+    char missing[] = "no-such-program-here", *words[] = {missing, nullptr};
+    pid_t child = 0;
+    const bool tells = posix_spawnp(&child, missing, nullptr, nullptr, words, environ) != 0;
     const std::tuple<const char*, const char*, const char*> rows[] = {
-        {"no-such-program-here x", nullptr, "no-such-program-here: cannot be started: "},
+        {"no-such-program-here x", nullptr, tells ? "-here: cannot be started: " : "status 127"},
         {"sh -c 'exit 7'", nullptr, "sh: exit status 7"},
         {"sh -c 'kill -9 $$'", nullptr, "sh: was ended by signal 9"},
         {"'snmptrap -c hush", nullptr, "(none): a quote is not closed"},
@@ -85,8 +90,8 @@ TEST_F(HostCommand, FailuresAreToldInOneLine) {
         EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << log;
         EXPECT_EQ(log.find("hush"), std::string::npos) << log;
     }
-    EXPECT_NE(run("no-such-program-here"), 0);
-    EXPECT_EQ(error, ENOENT);
+    EXPECT_NE(run(missing), 0);
+    EXPECT_EQ(error, tells ? ENOENT : 0);
     EXPECT_NE(run("false"), 0);
     EXPECT_EQ(error, 0); // it ran, so neither the old value nor the runner's own errors remain
     EXPECT_EQ(run("sh -c 'echo fine >&2'"), 0);
