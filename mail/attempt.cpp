@@ -1,8 +1,10 @@
 #include "mail/attempt.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <unistd.h>
+#include <utility>
 
 #include "common/file.h"
 #include "config/read.h"
@@ -36,7 +38,13 @@ MessageFile::~MessageFile() {
 }
 
 bool MessageFile::write(std::string_view text) {
-    return writeAll(m_file.get(), text);
+    if (writeAll(m_file.get(), text))
+        return true;
+    const int error = errno; // callers log it too
+    if (!std::exchange(m_failed, true))
+        PM_LOG_ERROR_AS("MessageFile", "the message is not complete: %s\n", std::strerror(error));
+    errno = error;
+    return false;
 }
 
 void logCompatibility(const Attempt& attempt, const CompatibilityFlag& flag) {

@@ -89,6 +89,8 @@ class MessageFile {
     MessageFile& operator=(const MessageFile&) = delete;
 
     bool isOpen() const { return m_file != nullptr; }
+    // False, with errno, if text is not written as a whole. Logs the first such failure: some
+    // senders send the message nevertheless.
     bool write(std::string_view text);
     void close() { m_file.reset(); }
     void keep() { m_atEnd = AtEnd::Keep; }
@@ -97,6 +99,7 @@ class MessageFile {
     const char* m_path;
     FileOwner m_file;
     AtEnd m_atEnd;
+    bool m_failed = false;
 };
 
 // Logs the start of an attempt and the flag's value.

@@ -195,8 +195,8 @@ const char* destinationFault(const std::string& text) {
     const bool colon = text.find(':') != std::string::npos;
     if (text.find('[') != std::string::npos ||
         (colon && familyOf(text.substr(0, text.find('%'))) != AF_INET6))
-        return "is no address: write an IPv6 address as ::1 for example, without "
-               "brackets, \"udp6:\" or port";
+        return "is no address: write 192.0.2.1 or ::1 for example, without brackets, \"udp6:\" or "
+               "port; Norvu.Embedded.1#SNMP.1#AlertPort sets the port";
     if (!text.empty() && !isSafeDestination(text))
         return "would be refused: a name or address may only contain letters, digits and .-_:%, "
                "and must not start with a hyphen";

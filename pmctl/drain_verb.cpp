@@ -62,8 +62,8 @@ int drain(const Options& options) {
             return EXIT_DONE;
         if (Clock::now() >= end) {
             complain("the time limit of %g s is over; %d waiting and %d running requests or "
-                     "events and %d generic mails are not done; pm accepts no new work until "
-                     "\"pmctl drain --cancel\" or its next start",
+                     "events and %d generic mails are not done, and are lost if pm ends now; pm "
+                     "accepts no new work until \"pmctl drain --cancel\" or its next start",
                      options.timeout, left.waiting, left.running, left.generic);
             return EXIT_FAILED;
         }
@@ -78,7 +78,8 @@ std::span<const Verb> drainVerbs() {
         {"drain", "Makes pm refuse new work, and waits until the accepted work is done",
          "  pmctl drain --timeout 30 && systemctl stop pm   # as the unit does itself\n"
          "  pmctl drain --cancel                            # accepts new work again\n"
-         "At the time limit it prints what is not done and exits with status 1.",
+         "At the time limit (--timeout SECONDS, default 300) it prints what is not done and exits\n"
+         "with status 1.",
          declareDrain, drain},
     };
     return verbs;

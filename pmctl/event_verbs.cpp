@@ -79,7 +79,9 @@ int publish(const Options& options) {
         built = buildEvent(options, record);
     if (!built)
         return EXIT_WRONG_USE;
-    return ask(options, {"event", {options.name, options.noWait ? "no-wait" : "wait"}, record});
+    const int status =
+        ask(options, {"event", {options.name, options.noWait ? "no-wait" : "wait"}, record});
+    return options.name == "event_ipmi_pet" ? reportNoDestination(options, status) : status;
 }
 
 } // namespace

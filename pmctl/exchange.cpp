@@ -12,6 +12,7 @@
 #include "platform/client/printable.h"
 #include "platform/client/schema.h"
 #include "platform/client/settings_file.h"
+#include "pmctl/checks.h"
 #include "pmctl/output.h"
 #include "pmctl/statuses.h"
 
@@ -49,8 +50,8 @@ Failures failuresIn(const Reply& reply) {
 }
 
 void printFailedMail(std::string_view name, const FailedMail& mail) {
-    complain("the mail to %s failed, status %d: %s",
-             mail.destination.empty() ? "(no address)" : mail.destination.c_str(), mail.status,
+    complain("the mail%s%s failed, status %d: %s", mail.destination.empty() ? "" : " to ",
+             mail.destination.c_str(), mail.status,
              mail.reason.empty() ? statusMeaning(name, mail.status) : mail.reason.c_str());
 }
 
@@ -213,6 +214,16 @@ std::string valueOf(const Options& options, const std::string& key) {
         reply.kind != ReplyKind::Done || reply.fields.empty())
         return "?";
     return escapeControls(reply.fields.front());
+}
+
+int reportNoDestination(const Options& options, int status) {
+    for (int number = 1; number <= MAIL_DESTINATIONS && status == EXIT_DONE; ++number)
+        if (valueOf(options, "pm_bool_email_alert" + std::to_string(number) + "_enabled") !=
+            "false")
+            return status;
+    if (status == EXIT_DONE)
+        std::fprintf(stderr, "pmctl: no mail was sent: no mail destination is enabled\n");
+    return status;
 }
 
 int callFunction(const Options& options, const std::string& function, std::string_view record) {

@@ -42,6 +42,10 @@ int ask(const Options& options, const client::Request& request);
 // A key's value in force, escaped for a terminal; "?" if pm does not return it.
 std::string valueOf(const Options& options, const std::string& key);
 
+// Call after mails to the enabled destinations succeeded with the status: says so if there is
+// no such destination, since pm then reports success. Returns the status.
+int reportNoDestination(const Options& options, int status);
+
 // Calls a named function; record: its bytes, sent unchanged. Returns an exit status as ask().
 int callFunction(const Options& options, const std::string& function, std::string_view record);
 template <typename Record>

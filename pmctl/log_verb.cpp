@@ -95,7 +95,7 @@ int64_t readNumber(std::string_view& line) {
 struct Position {
     int64_t number = 0;
     int64_t time = 0;
-    bool counted = false; // each line is sent, so a gap in the numbers means lost lines
+    bool sent = false; // pm sends each line, so a gap in the numbers means lost lines
 };
 
 // Prints a line if it is later than the last one.
@@ -103,7 +103,7 @@ void printLine(const Options& options, std::string_view line, Position& last) {
     const int64_t number = readNumber(line);
     if (number <= last.number)
         return;
-    if (last.counted && last.number != 0 && number != last.number + 1)
+    if (last.sent && number != last.number + 1)
         std::fprintf(stderr, "pmctl: %" PRId64 " lines are missing here\n",
                      number - last.number - 1);
     last.number = number;
@@ -144,14 +144,15 @@ int followLog(const Options& options, int64_t since) {
     int status = EXIT_DONE;
     const auto begin = [&] {
         last.number = 0;
-        last.counted = false;
+        last.sent = false;
         status = printLast(options, last.time == 0 ? since : last.time + 1, last);
-        last.counted = true;
         return status == EXIT_DONE;
     };
     const auto handle = [&](std::string_view kind, std::string_view text) {
-        if (kind == "line")
-            printLine(options, text, last);
+        if (kind != "line")
+            return;
+        printLine(options, text, last);
+        last.sent = true;
     };
     const int end = listenOn(options, LOG_SUBSCRIPTION, begin, handle);
     return status == EXIT_DONE ? end : status;

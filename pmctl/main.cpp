@@ -60,7 +60,7 @@ void declareVerbs(CLI::App& app, Options& options, const Verb*& chosen) {
 // The verb most similar to a misspelt one; empty if none is similar.
 std::string nearestVerb(const CLI::App& app, const std::string& word) {
     std::string nearest;
-    size_t best = 3;
+    size_t best = std::min<size_t>(word.size() / 3, 3) + 1;
     for (const CLI::App* verb : app.get_subcommands({})) {
         const size_t distance = client::editDistance(word, verb->get_name());
         if (distance < best) {

@@ -20,6 +20,7 @@ struct Operation {
     std::string name;       // function or topic
     std::string server;     // mail server, as last looked up
     std::string reason;     // why the last failed step failed
+    std::string incomplete; // why the message that msmtp gets is not complete
     bool byCommand = false; // the reason came from a command and is already logged
     bool genericBegun = false;
     std::vector<Failure> mails;
@@ -118,13 +119,14 @@ std::string noteFailedMail(const StepLine& line, int error) {
         current.mails.push_back(failure);
     genericThread.failed = true;
     const std::string reason = std::exchange(current.reason, {});
+    current.incomplete.clear();
     return std::exchange(current.byCommand, false) ? "" : reason;
 }
 
 void setReason(std::string text) {
     constexpr std::string_view PLACE = "server %";
     if (const size_t place = text.find(PLACE); place != std::string::npos)
-        text.replace(place + PLACE.size() - 1, 1, current.server);
+        text.replace(place + PLACE.size() - 1, 1, current.server.empty() ? "\"\"" : current.server);
     current.reason = std::move(text);
     current.byCommand = false;
 }
@@ -162,8 +164,9 @@ WorkOutcome noteEnd(Work work, std::string_view name, int32_t status) {
 void noteCommand(const std::string& program, bool started, int32_t status,
                  const std::string& reason) {
     const bool relay = isProgram(program, "msmtp");
-    current.reason = status == 0 ? "" : program + ": " + reason;
-    current.byCommand = status != 0;
+    const std::string cause = std::exchange(current.incomplete, {}); // of what msmtp reports
+    current.byCommand = status != 0 && cause.empty();
+    current.reason = status == 0 ? "" : cause.empty() ? program + ": " + reason : cause;
     const std::lock_guard lock(state().mutex);
     Activity& activity = state().activity;
     if (relay)
@@ -186,6 +189,10 @@ std::string noteLogLine(std::string_view text, int error) {
         break;
     case LineKind::Server:
         current.server = std::move(line.text);
+        break;
+    case LineKind::Incomplete:
+        current.incomplete = line.text;
+        setReason(std::move(line.text));
         break;
     case LineKind::Answer:
         if (!current.reason.empty())

@@ -243,6 +243,16 @@ std::string saidWithoutSecrets(const std::vector<std::string>& words, std::strin
     return text;
 }
 
+// snmptrap gives no reason if its destination, the word before the first OID, has no address.
+std::string destinationWithoutReason(const std::vector<std::string>& words,
+                                     std::string_view said) {
+    const auto oid =
+        std::ranges::find_if(words, [](const auto& word) { return word.starts_with(".1."); });
+    if (said != "snmptrap: " || oid == words.begin() || oid == words.end())
+        return {};
+    return "; does " + oid[-1] + " resolve?";
+}
+
 int runCommand(const char* command, const char* inputPath) {
     std::vector<std::string> words;
     CommandResult result;
@@ -262,7 +272,7 @@ int runCommand(const char* command, const char* inputPath) {
     if (!reason.empty()) {
         const std::string said = saidWithoutSecrets(words, result.said);
         if (!said.empty())
-            reason += "; it said: " + said;
+            reason += "; it said: " + said + destinationWithoutReason(words, said);
         mirlog_printf(PM_LEVEL_ERROR, PM_MODULE_SERVICE, "command failed: %s: %s", program.c_str(),
                       reason.c_str());
     }

@@ -12,6 +12,7 @@ enum class LineKind : uint8_t {
     Nothing,
     Server,        // text: the mail server to look up
     Reason,        // text: why the operation cannot succeed
+    Incomplete,    // text: why the message could not be written; it may be sent nevertheless
     Answer,        // text: the same, used only if no reason is known yet
     FailedMail,    // text: the destination; status is set
     GenericMail,   // a thread for a generic mail is about to start

@@ -71,6 +71,13 @@ def settings(port=25, count=4, flat=None, attributes=None, hardware=None):
         for key, value in keys.items()) for table, keys in tables.items())
 
 
+class Started(subprocess.Popen):
+    def __exit__(self, kind, *error):
+        if kind is not None:
+            self.kill()  # a test that failed does not wait for it
+        super().__exit__(kind, *error)
+
+
 class Pm:
     """A pm on a root, and pmctl for it. mounts: shell commands to run in its namespaces."""
 
@@ -133,8 +140,8 @@ class Pm:
         return text.rstrip("\n")
 
     def ctl_start(self, *arguments):
-        return subprocess.Popen([BUILD / "pmctl/pmctl", "--root", self.root, *arguments],
-                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        return Started([BUILD / "pmctl/pmctl", "--root", self.root, *arguments],
+                       stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
 
     def errors(self):
         return self.err.read_text(errors="replace")

@@ -192,8 +192,13 @@ def test_log_is_bounded_and_followed(pm, connect):
     failures = pm.ctl("log", "--level", "error").split("\n")
     assert len(everything) == 500 + 100 and len(failures) == 100
     assert pm.ctl("log", "-n", "2", "--level", "error").split("\n") == failures[-2:]
+    with pm.ctl_start("log", "-n", "1", "-f", "--level", "error") as follower:
+        assert follower.stdout.readline() == failures[-1] + "\n"
+        pm.ctl("test-trap", 1, status=1)
+        assert " 2 [" in follower.stdout.readline()  # and no word of the lines of other levels
+        follower.kill()
     with pm.ctl_start("log", "-n", "1", "-f") as follower:
-        assert follower.stdout.readline() == everything[-1] + "\n"
+        assert follower.stdout.readline().rstrip("\n") in pm.ctl("log")
         pm.ctl("test-trap", 1, status=1)
         assert "".join(follower.stdout.readline() for _ in range(3)).rstrip("\n") in pm.ctl("log")
         pm.stop()
@@ -235,7 +240,7 @@ def test_reasons(make_pm, sink, place):
     assert re.search(r"user1@.* failed, status -1: msmtp: .*550 No such", event) and (
         "user2" not in event)
     mail = ["--subject", "S", "--body", "B"]
-    for server, reason in (("0.0.0.0", "no mail server is set"),
+    for server, reason in (("0.0.0.0", "no mail server is set"), ("", 'server "" does not resolve'),
                            ("nowhere.invalid", "server nowhere.invalid does not resolve: .+"),
                            ("::1", "server ::1 has no address of an enabled family")):
         pm.ctl("set", "pm_str_email_server_address", server)
@@ -251,6 +256,9 @@ def test_reasons(make_pm, sink, place):
     (pm.tmp / "zorqemail.txt").mkdir()
     for verb in (["test-mail", 1], ["test-message", "--to", "a@b", *mail]):
         assert re.search("-17: .*: Is a directory", pm.ctl(*verb, status=1))
+    for n in (1, 2):
+        pm.ctl("set", f"pm_bool_email_alert{n}_enabled", "false")
+    assert pm.ctl("alert", *mail) == "pmctl: no mail was sent: no mail destination is enabled"
     pm.stop()
     for root, says in ((pm.root, "no pm is running"), (place, "has no etc/pm.conf")):
         done = subprocess.run([BUILD / "pmctl/pmctl", "--root", root, "list"], stderr=subprocess.PIPE)

@@ -64,7 +64,7 @@ def test_trap_bytes(make_pm, make, place, destination, guid, sent, host, communi
 @pytest.mark.parametrize("answer, status, reason", [
     (0, 0, "it alone knows"), (-7, -7, "the log manager answered -7"),
     ("error", -1, "the log manager was not reached or failed"),
-    (None, -1, "the log manager was not reached or failed")])
+    (None, -1, "the log manager is not on the system bus")])
 def test_by_the_log_manager(make_pm, make, place, monkeypatch, answer, status, reason):
     bus = make(Bus, place)
     manager = None if answer is None else make(LogManager, bus, answer)

@@ -82,6 +82,7 @@ TEST_F(HostCommand, FailuresAreToldInOneLine) {
         {"'snmptrap -c hush", nullptr, "(none): a quote is not closed"},
         {"'' x", nullptr, "no program is named"},
         {"cat", "no-such-file", "input cannot be opened"},
+        {"sh -c 'echo \"snmptrap: \" >&2; exit 1' no.host:9 .1.3", nullptr, "no.host:9 resolve?\n"},
         {"./snmptrap -c 'hush hush' host", nullptr, "status 3; it said: -c *** host: \\x1b[1mno\n"},
     };
     for (const auto& [command, input, message] : rows) {

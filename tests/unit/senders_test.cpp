@@ -15,6 +15,7 @@ const std::vector<Case> EACH = {
     {.given = {unreadable(REGISTERED), unreadable(PRESENCE)}, .attempts = 1, .runs = 1},
     {.given = {NO_RELAY}, .status = -17, .attempts = 1, .log = "configuration file: No space"},
     {.given = {fails("write Date")}, .attempts = 1, .to = "2", .message = "Subject 2\n" + TYPE},
+    {.given = {fails("write Date")}, .message = TYPE, .log = "the message is not complete: "},
     {.given = {fails("write \n")}, .attempts = 1, .to = "2", .message = TYPE + "Body"},
     {.given = {relayResults({5, 5})}, .status = -1, .to = "22", .log = "to \"2@example.org\""},
     {.given = {NO_DOMAIN}, .attempts = 1, .relay = "domain [192.0.2.7]\n"},
