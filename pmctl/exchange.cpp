@@ -217,12 +217,15 @@ std::string valueOf(const Options& options, const std::string& key) {
 }
 
 int reportNoDestination(const Options& options, int status) {
-    for (int number = 1; number <= MAIL_DESTINATIONS && status == EXIT_DONE; ++number)
-        if (valueOf(options, "pm_bool_email_alert" + std::to_string(number) + "_enabled") !=
-            "false")
+    for (int number = 1; number <= MAIL_DESTINATIONS && status == EXIT_DONE; ++number) {
+        const std::string name = "email_alert" + std::to_string(number);
+        if (valueOf(options, "pm_bool_" + name + "_enabled") != "false" &&
+            !valueOf(options, "pm_str_" + name + "_destination").empty())
             return status;
+    }
     if (status == EXIT_DONE)
-        std::fprintf(stderr, "pmctl: no mail was sent: no mail destination is enabled\n");
+        std::fprintf(stderr, "pmctl: no mail was sent: no destination is enabled and has an "
+                             "address; \"pmctl check\" tells more\n");
     return status;
 }
 

@@ -42,8 +42,9 @@ int ask(const Options& options, const client::Request& request);
 // A key's value in force, escaped for a terminal; "?" if pm does not return it.
 std::string valueOf(const Options& options, const std::string& key);
 
-// Call after mails to the enabled destinations succeeded with the status: says so if there is
-// no such destination, since pm then reports success. Returns the status.
+// Call after a request to mail to all enabled destinations, with its exit status. Without a
+// destination that is enabled and has an address, pm reports success: prints that no mail was
+// sent. Returns the status.
 int reportNoDestination(const Options& options, int status);
 
 // Calls a named function; record: its bytes, sent unchanged. Returns an exit status as ask().

@@ -54,7 +54,7 @@ std::string unknownKey(SchemaTable table, std::string_view name) {
         (table == SchemaTable::Hardware ? "hardware." : "") + std::string(name);
     const std::string nearest = nearestKey(full);
     std::string message = "is no known key";
-    if (const auto key = findKey(nearest); key && nearest == full)
+    if (const auto key = findKey(nearest); key && (nearest == full || nearest == name))
         message += " of this table";
     else if (!nearest.empty())
         message += "; did you mean \"" + nearest + "\"?";

@@ -164,7 +164,9 @@ WorkOutcome noteEnd(Work work, std::string_view name, int32_t status) {
 void noteCommand(const std::string& program, bool started, int32_t status,
                  const std::string& reason) {
     const bool relay = isProgram(program, "msmtp");
-    const std::string cause = std::exchange(current.incomplete, {}); // of what msmtp reports
+    std::string cause = std::exchange(current.incomplete, {}); // of what msmtp reports
+    if (relay && cause.empty() && current.server == "0.0.0.0")
+        cause = "no mail server is set";
     current.byCommand = status != 0 && cause.empty();
     current.reason = status == 0 ? "" : cause.empty() ? program + ": " + reason : cause;
     const std::lock_guard lock(state().mutex);

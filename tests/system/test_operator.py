@@ -256,9 +256,9 @@ def test_reasons(make_pm, sink, place):
     (pm.tmp / "zorqemail.txt").mkdir()
     for verb in (["test-mail", 1], ["test-message", "--to", "a@b", *mail]):
         assert re.search("-17: .*: Is a directory", pm.ctl(*verb, status=1))
-    for n in (1, 2):
-        pm.ctl("set", f"pm_bool_email_alert{n}_enabled", "false")
-    assert pm.ctl("alert", *mail) == "pmctl: no mail was sent: no mail destination is enabled"
+    pm.ctl("set", "pm_bool_email_alert1_enabled", "false")
+    pm.ctl("set", "pm_str_email_alert2_destination", "")
+    assert "no mail was sent: no destination is enabled" in pm.ctl("alert", *mail)
     pm.stop()
     for root, says in ((pm.root, "no pm is running"), (place, "has no etc/pm.conf")):
         done = subprocess.run([BUILD / "pmctl/pmctl", "--root", root, "list"], stderr=subprocess.PIPE)
@@ -274,7 +274,7 @@ def test_examples_of_neighbours(pm, sink):
         "MONIT_DATE": "now", "MONIT_DESCRIPTION": "space usage 95%"}
     for tool, lines, says in (("smartd-pm", None, b": SMART Health on sda"),
                               ("monit-pm", None, b"web1: root: Resource limit matched"),
-                              ("lines-pm", b"PSU 2 lost\n\n" + b"x" * 600 + b"\n",
+                              ("lines-pm", b"PSU 2 lost\n\n" + b"x" * 600,
                                b"\r\nPSU 2 lost\r\n")):
         sink.mails.clear()
         subprocess.run([tools / tool], env=environment, input=lines, check=True)
