@@ -50,8 +50,7 @@ void reportFault(int sig) {
 // Mails that end with pm. Without snprintf, which is not safe here; and not into a pipe
 // that is full, where it would hold the end.
 void reportMailsUnderWay() {
-    constexpr std::string_view before = "pm: ended with ";
-    constexpr std::string_view after = " mails under way\n";
+    constexpr std::string_view before = "pm: ended with mails under way: ";
     char line[64];
     char* end = std::copy(before.begin(), before.end(), line);
     char* const number = end;
@@ -61,7 +60,7 @@ void reportMailsUnderWay() {
     pollfd room = {STDERR_FILENO, POLLOUT, 0};
     if (end == number || poll(&room, 1, 0) != 1 || (room.revents & POLLOUT) == 0)
         return;
-    end = std::copy(after.begin(), after.end(), end);
+    *end++ = '\n';
     if (write(STDERR_FILENO, line, static_cast<size_t>(end - line)) < 0)
         return; // a failed report cannot be reported
 }

@@ -207,6 +207,6 @@ def test_hanging_relay_stops_nothing_else(make_pm, make):
     until(lambda: pm.ctl("get", "pam_int_ldap_enable_mode") == "0")
     assert "pm_function_sendTestTrap" in pm.ctl("list")
     assert [client.poll() for client in slow] == [None, None]
-    assert pm.stop() == 1 and pm.errors().endswith("pm: ended with 12 mails under way\n")
+    assert pm.stop() == 1 and pm.errors().endswith("pm: ended with mails under way: 12\n")
     sink.release()
     assert [(client.communicate(timeout=20), client.returncode)[1] for client in slow] == [3, 3]
