@@ -73,8 +73,8 @@ int alert(const Options& options) {
         !putText(record.szBodyText, body, "body") || !fitsWithLinks(options, body) ||
         !subjectFits(options))
         return EXIT_WRONG_USE;
-    return reportNoDestination(
-        options, callFunctionWith(options, "pm_function_sendEmailAlertsEx", record));
+    return reportNoDestination(options,
+                               callFunctionWith(options, "pm_function_sendEmailAlertsEx", record));
 }
 
 int testMail(const Options& options) {

@@ -244,8 +244,7 @@ std::string saidWithoutSecrets(const std::vector<std::string>& words, std::strin
 }
 
 // snmptrap gives no reason if its destination, the word before the first OID, has no address.
-std::string destinationWithoutReason(const std::vector<std::string>& words,
-                                     std::string_view said) {
+std::string destinationWithoutReason(const std::vector<std::string>& words, std::string_view said) {
     const auto oid =
         std::ranges::find_if(words, [](const auto& word) { return word.starts_with(".1."); });
     if (said != "snmptrap: " || oid == words.begin() || oid == words.end())

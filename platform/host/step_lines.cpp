@@ -1,6 +1,7 @@
 #include "platform/host/step_lines.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 
 #include "platform/client/schema.h"
@@ -55,8 +56,6 @@ constexpr StepPattern rows[] = {
     {"SNMP trap dest #", LineKind::Reason, false, "the destination is not enabled"},
     {"Failed to connect to system bus: ", LineKind::Reason, true,
      "the system bus cannot be reached: "},
-    {"Failed to call method: No route to host", LineKind::Reason, false,
-     "the log manager is not on the system bus"},
     {"Failed to call method: ", LineKind::Reason, true,
      "the log manager was not reached or failed: "},
     {"Failed to parse response: ", LineKind::Reason, true,
@@ -120,6 +119,9 @@ StepLine readStepLine(std::string_view line, int error) {
         row == std::end(rows) ? std::string_view() : words.substr(row->start.size());
     if (row == std::end(rows) || (row->kind == LineKind::Answer && rest == "0"))
         return {};
+    constexpr std::string_view NOT_CALLED = "Failed to call method: ";
+    if (row->start == NOT_CALLED && rest.starts_with(std::strerror(EHOSTUNREACH)))
+        return {LineKind::Reason, "the log manager is not on the system bus", 0};
     std::string text(row->text);
     if (row->kind == LineKind::Server)
         text = rest.substr(0, rest.find(", arr_size="));

@@ -72,10 +72,9 @@ def settings(port=25, count=4, flat=None, attributes=None, hardware=None):
 
 
 class Started(subprocess.Popen):
-    def __exit__(self, kind, *error):
-        if kind is not None:
-            self.kill()  # a test that failed does not wait for it
-        super().__exit__(kind, *error)
+    def __exit__(self, *error):
+        self.kill()  # a test that failed must not wait for it
+        super().__exit__(*error)
 
 
 class Pm:

@@ -196,7 +196,6 @@ def test_log_is_bounded_and_followed(pm, connect):
         assert follower.stdout.readline() == failures[-1] + "\n"
         pm.ctl("test-trap", 1, status=1)
         assert " 2 [" in follower.stdout.readline()  # and no word of the lines of other levels
-        follower.kill()
     with pm.ctl_start("log", "-n", "1", "-f") as follower:
         assert follower.stdout.readline().rstrip("\n") in pm.ctl("log")
         pm.ctl("test-trap", 1, status=1)
@@ -207,7 +206,6 @@ def test_log_is_bounded_and_followed(pm, connect):
         pm.start()
         while "Registered function pm_function_sendTestTrap" not in follower.stdout.readline():
             pass
-        follower.kill()
 
 
 def test_status_counts(failed):

@@ -1,4 +1,5 @@
-// Each operation and callback: compares a successful run with a golden text.
+// Each operation and callback: compares a successful run with a golden text, then makes each
+// outside call and allocation fail in turn.
 #include <cstdlib>
 #include <fstream>
 #include <regex>
@@ -13,7 +14,7 @@ const Steps NONE = {},
             ONLY_4 = {text(enabledKey(1), "0"), text(enabledKey(2), "0"), text(enabledKey(3), "0")},
             BOTH_ON = {text(AD_MODE, "1"), text(LDAP_MODE, "1")};
 const struct {
-    string name; // of the golden text
+    string name; // also of the golden text
     std::function<int32_t()> run;
     Steps given = {};
     int32_t status = 0;
@@ -58,6 +59,33 @@ TEST_F(Operations, SoundRunsAreAsTheirGoldenTexts) {
         if (std::getenv("PM_GOLDEN") != nullptr)
             std::ofstream(path) << actual;
         EXPECT_EQ(contentOf(path), actual);
+    }
+}
+
+TEST_F(Operations, EachFaultLeavesEverythingSound) {
+    Steps given = {text(AUTH, "1"), text(USER, "u"), text(PASSWORD, "p"), text(PREFIX, "[x]")};
+    std::vector all(std::begin(operations), std::end(operations));
+    all.insert(all.begin(), {"placeholder", [] { return sendEmail("a@b", "s", "[]"); }});
+    for (const auto& operation : all) {
+        given.insert(given.end(), operation.given.begin(), operation.given.end());
+        for (size_t nth = 1, left = 0; left == 0; ++nth) {
+            for (size_t Script::*const kind : {&Script::failingAllocation, &Script::failingCall}) {
+                begin(given, words(operation.name, nth));
+                script.*kind = nth;
+                const int32_t status = operation.run();
+                left = script.*kind;
+                const bool isSender = &operation < &all[5];
+                const bool noThread = logged("sendGenericEmail() - ERROR") > 0; // with status 0
+                EXPECT_TRUE(!isSender || noThread || (status == 0) != script.runs.empty());
+                const bool mayStay = logged("status -9") > 0 || script.calls.size() < nth ||
+                                     script.calls[nth - 1].starts_with("unlink");
+                Lines files = mailFiles();
+                std::erase(files, RELAY_CONFIG_PATH);
+                EXPECT_TRUE(files.empty() || mayStay) << files[0];
+                script.*kind = 0;
+                EXPECT_EQ(0, senders[0].send()) << "a lock is held";
+            }
+        }
     }
 }
 

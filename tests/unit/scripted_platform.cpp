@@ -43,7 +43,7 @@ int outcome(const string& call) {
             script.order.push_back("   ");
         script.order.back() += " > " + withoutLineEnds(call);
     }
-    int result = 0;
+    int result = script.failingCall > 0 && --script.failingCall == 0 ? -1 : 0;
     for (const auto& [start, answer] : script.results)
         result = call.starts_with(start) ? answer : result;
     const auto reactions = script.reactions;

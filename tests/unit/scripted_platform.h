@@ -74,7 +74,7 @@ struct Script {
     std::map<string, int> results;                     // of calls that start with the key; else 0
     std::map<string, std::function<void()>> reactions; // to calls that start with the key
     std::vector<int> relayResults, threadIds;          // used in order
-    size_t failingAllocation = 0;                      // counts down; at 0 it fails
+    size_t failingAllocation = 0, failingCall = 0;     // count down; at 0 it fails
     bool holdThreads = false;                          // threads are recorded but not started
     std::function<void()> duringRun;                   // called without the lock
     std::function<bool(const string&)> hides;          // log lines to leave out of order
