@@ -21,7 +21,8 @@ constexpr bool isSafeDestination(std::string_view destination) {
 // Any text without single quotes, backslashes and control characters.
 constexpr bool isSafeCommunity(std::string_view community) {
     for (const char sign : community) {
-        if (sign == '\'' || sign == '\\' || (sign >= '\0' && sign < ' ') || sign == '\x7f')
+        const auto byte = static_cast<unsigned char>(sign);
+        if (sign == '\'' || sign == '\\' || byte < ' ' || byte == 0x7f)
             return false;
     }
     return true;
