@@ -2,16 +2,22 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
+#include <cerrno>
 #include <climits>
 #include <cstring>
 #include <fstream>
 #include <ifaddrs.h>
+#include <linux/rtnetlink.h>
 #include <memory>
+#include <mutex>
 #include <net/if.h>
 #include <net/route.h>
 #include <sstream>
+#include <sys/socket.h>
 #include <unistd.h>
 #include <vector>
+
+#include "platform/client/fd.h"
 
 namespace pm::client {
 
@@ -153,12 +159,50 @@ std::string chosen(const std::vector<Address>& addresses, const std::string& int
     return best == nullptr ? "" : best->text;
 }
 
-std::string address4() {
-    return chosen(addresses4(), defaultInterface(ROUTES4));
+// The kernel reports each change of a link, an address or a route to this socket.
+Fd openReports() {
+    Fd reports(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE));
+    sockaddr_nl local{};
+    local.nl_family = AF_NETLINK;
+    local.nl_groups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_IFADDR |
+                      RTMGRP_IPV6_ROUTE;
+    if (reports.valid() &&
+        ::bind(reports.get(), reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0)
+        reports.reset();
+    return reports;
 }
 
-std::string address6() {
-    return chosen(addresses6(), defaultInterface(ROUTES6));
+// Takes all reports. True if there was one, or if one may have been lost.
+bool takeReports(const Fd& reports) {
+    if (!reports.valid())
+        return true;
+    for (bool any = false;; any = true) {
+        char start[1];
+        if (::recv(reports.get(), start, sizeof start, 0) < 0 && errno != ENOBUFS)
+            return any || errno != EAGAIN;
+    }
+}
+
+struct OwnAddresses {
+    std::string v4;
+    std::string v6;
+};
+
+// A mail asks several times. Reading takes as long as all else that pm does for the mail, so
+// addresses are read again only after a change.
+OwnAddresses ownAddresses() {
+    struct Known {
+        std::mutex mutex;
+        Fd reports = openReports();
+        std::optional<OwnAddresses> addresses;
+    };
+    // Never destroyed: detached threads may use it until the process has ended.
+    static Known& known = *new Known;
+    const std::lock_guard lock(known.mutex);
+    if (takeReports(known.reports) || !known.addresses)
+        known.addresses = {chosen(addresses4(), defaultInterface(ROUTES4)),
+                           chosen(addresses6(), defaultInterface(ROUTES6))};
+    return *known.addresses;
 }
 
 std::optional<Value> textValue(std::string text) {
@@ -168,8 +212,8 @@ std::optional<Value> textValue(std::string text) {
 }
 
 // Whether a family is enabled, judged by its address; empty if neither family has one.
-std::optional<Value> enabled(const std::string& address, std::string (*other)()) {
-    if (address.empty() && other().empty())
+std::optional<Value> enabled(const std::string& address, const std::string& other) {
+    if (address.empty() && other.empty())
         return std::nullopt;
     return Value{ValueKind::Int, address.empty() ? 0 : 1, {}};
 }
@@ -184,17 +228,20 @@ std::optional<Value> machineValue(KeyId key, bool hasChassisCode) {
     const MachineKey* row = findRow(key);
     if (row == nullptr)
         return std::nullopt;
+    if (row->own == Own::Name)
+        return textValue(hasChassisCode ? "" : hostName());
+    const OwnAddresses addresses = ownAddresses();
     switch (row->own) {
     case Own::Name:
-        return textValue(hasChassisCode ? "" : hostName());
+        break;
     case Own::Address4:
-        return textValue(address4());
+        return textValue(addresses.v4);
     case Own::Address6:
-        return textValue(address6());
+        return textValue(addresses.v6);
     case Own::Enabled4:
-        return enabled(address4(), address6);
+        return enabled(addresses.v4, addresses.v6);
     case Own::Enabled6:
-        return enabled(address6(), address4);
+        return enabled(addresses.v6, addresses.v4);
     }
     return std::nullopt;
 }
