@@ -75,9 +75,17 @@ struct RouteTable {
 constexpr RouteTable ROUTES4 = {"/proc/net/route", 8, 1, 7, 6, 10, 3, 0};
 constexpr RouteTable ROUTES6 = {"/proc/net/ipv6_route", 10, 0, 1, 5, 16, 8, 9};
 
+// A file of /proc. It is missing without its family; any other failure clears whole.
+std::ifstream openTable(const char* path, bool& whole) {
+    std::ifstream file(path);
+    if (!file && errno != ENOENT)
+        whole = false;
+    return file;
+}
+
 // The interface of the default route with the lowest metric; empty without one.
-std::string defaultInterface(const RouteTable& table) {
-    std::ifstream file(table.path);
+std::string defaultInterface(const RouteTable& table, bool& whole) {
+    std::ifstream file = openTable(table.path, whole);
     std::string interface;
     unsigned long lowest = ULONG_MAX;
     for (std::string line; std::getline(file, line);) {
@@ -105,10 +113,12 @@ struct Address {
     bool lasting = true;
 };
 
-std::vector<Address> addresses4() {
+std::vector<Address> addresses4(bool& whole) {
     ifaddrs* first = nullptr;
-    if (::getifaddrs(&first) != 0)
+    if (::getifaddrs(&first) != 0) {
+        whole = false;
         return {};
+    }
     const std::unique_ptr<ifaddrs, void (*)(ifaddrs*)> owned(first, freeifaddrs);
     std::vector<Address> found;
     for (const ifaddrs* entry = first; entry != nullptr; entry = entry->ifa_next) {
@@ -124,11 +134,11 @@ std::vector<Address> addresses4() {
 }
 
 // A line of /proc/net/if_inet6: address, index, prefix, scope, flags, interface.
-std::vector<Address> addresses6() {
+std::vector<Address> addresses6(bool& whole) {
     constexpr unsigned long GLOBAL = 0;
     constexpr unsigned long UNUSABLE = 0x08 | 0x40; // duplicate, tentative
     constexpr unsigned long PASSING = 0x01 | 0x20;  // temporary, deprecated
-    std::ifstream file("/proc/net/if_inet6");
+    std::ifstream file = openTable("/proc/net/if_inet6", whole);
     std::vector<Address> found;
     for (std::string line; std::getline(file, line);) {
         const std::vector<std::string> words = wordsOf(line);
@@ -199,10 +209,13 @@ OwnAddresses ownAddresses() {
     // Never destroyed: detached threads may use it until the process has ended.
     static Known& known = *new Known;
     const std::lock_guard lock(known.mutex);
-    if (takeReports(known.reports) || !known.addresses)
-        known.addresses = {chosen(addresses4(), defaultInterface(ROUTES4)),
-                           chosen(addresses6(), defaultInterface(ROUTES6))};
-    return *known.addresses;
+    if (!takeReports(known.reports) && known.addresses)
+        return *known.addresses;
+    bool whole = true; // else read again the next time
+    OwnAddresses read = {chosen(addresses4(whole), defaultInterface(ROUTES4, whole)),
+                         chosen(addresses6(whole), defaultInterface(ROUTES6, whole))};
+    known.addresses = whole ? std::optional(read) : std::nullopt;
+    return read;
 }
 
 std::optional<Value> textValue(std::string text) {
