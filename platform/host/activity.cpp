@@ -164,11 +164,15 @@ WorkOutcome noteEnd(Work work, std::string_view name, int32_t status) {
 void noteCommand(const std::string& program, bool started, int32_t status,
                  const std::string& reason) {
     const bool relay = isProgram(program, "msmtp");
-    std::string cause = std::exchange(current.incomplete, {}); // of what msmtp reports
-    if (relay && cause.empty() && current.server == "0.0.0.0")
-        cause = "no mail server is set";
-    current.byCommand = status != 0 && cause.empty();
-    current.reason = status == 0 ? "" : cause.empty() ? program + ": " + reason : cause;
+    const bool unset = relay && current.server == "0.0.0.0"; // msmtp tries this machine then
+    const std::string cause = std::exchange(current.incomplete, {});
+    current.byCommand = status != 0 && cause.empty() && !unset;
+    if (status == 0)
+        current.reason.clear();
+    else if (!cause.empty())
+        current.reason = cause;
+    else
+        current.reason = (unset ? "no mail server is set; " : "") + program + ": " + reason;
     const std::lock_guard lock(state().mutex);
     Activity& activity = state().activity;
     if (relay)

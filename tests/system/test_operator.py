@@ -243,6 +243,11 @@ def test_reasons(make_pm, sink, place):
                            ("::1", "server ::1 has no address of an enabled family")):
         pm.ctl("set", "pm_str_email_server_address", server)
         assert re.search(reason, pm.ctl("alert", *mail, status=1))
+    sink.refuse = 2
+    pm.ctl("set", "pm_str_email_server_address", "0.0.0.0")
+    says = pm.ctl("test-message", "--to", "a@b", *mail, status=1)
+    assert re.search("no mail server is set; msmtp: .*550 No such", says)
+    pm.ctl("set", "pm_str_email_server_address", "::1")
     for wait in ([], ["--no-wait"]):
         pm.ctl("mail", "--to", 'a" b@c', *mail, *wait, status=0 if wait else 1)
     until(lambda: json.loads(pm.ctl("status", "--json"))["generic_mails"] == {
